@@ -1,0 +1,7 @@
+# Link to a target to compile it with the project's warnings.
+add_library(stspi_warnings INTERFACE)
+target_compile_options(stspi_warnings INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-qual -Wformat=2 -Wundef -Wvla
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wextra-semi>
+  $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes -Wmissing-prototypes>
+  $<$<BOOL:${STSPI_WARNINGS_AS_ERRORS}>:-Werror>)
