@@ -1,0 +1,83 @@
+#include "sim/orv_sim_storage_server.h"
+
+#include <ace/OS_NS_string.h>
+#include <ace/OS_NS_sys_utsname.h>
+
+#include <cstring>
+#include <iostream>
+
+#include "sim/config_file.h"
+#include "sim/config_reader.h"
+
+namespace {
+
+// The DNS domain in which simulated hosts live.
+constexpr char domain_suffix[] = ".quillmere.local";
+
+constexpr size_t initial_diskgroups = 10;
+constexpr size_t initial_enclosures = 5;
+
+}  // namespace
+
+const sts_session_def_v7_t *OrvSimStorageServer::m_sd = nullptr;
+
+OrvSimStorageServer::OrvSimStorageServer(std::string server_name)
+    : m_diskgroups(initial_diskgroups), m_enclosures(initial_enclosures), m_mount_behavior("SUCCESS") {
+    if (server_name.empty())
+        return;
+    if (server_name.find(':') == std::string::npos) {
+        std::cout << "Error in server_name" << std::endl;
+        return;
+    }
+    m_config_name = configuration_name(server_name);
+    try {
+        read_configuration();
+    } catch (...) {
+        release_model();
+        throw;
+    }
+}
+
+OrvSimStorageServer::~OrvSimStorageServer() { release_model(); }
+
+void OrvSimStorageServer::read_configuration() {
+    const File file = open_configuration(m_config_name, "r");
+    if (file == nullptr)
+        return;
+    if (!set_server_name()) {
+        std::cout << "Error getting hostname" << std::endl;
+        return;
+    }
+    ConfigReader(m_diskgroups, m_enclosures, {m_mount_path, m_mount_behavior, m_udid_token}).read(file.get());
+    adjustForPlugin();
+}
+
+bool OrvSimStorageServer::set_server_name() {
+    ACE_utsname system;
+    if (ACE_OS::uname(&system) != 0)
+        return false;
+    ACE_OS::strsncpy(m_server_name, system.nodename, sizeof m_server_name);
+    std::strncat(m_server_name, domain_suffix, sizeof m_server_name - std::strlen(m_server_name) - 1);
+    return true;
+}
+
+void OrvSimStorageServer::release_model() {
+    for (size_t i = 0; i < m_diskgroups.size(); ++i)
+        release_lists(m_diskgroups[i]);
+    for (size_t i = 0; i < m_enclosures.size(); ++i)
+        release_lists(m_enclosures[i]);
+}
+
+std::string *OrvSimStorageServer::getInfo() { return new std::string(m_server_name); }
+
+std::vector<LSU *> *OrvSimStorageServer::getLSUList() { return nullptr; }
+
+LSU *OrvSimStorageServer::getLSU(std::string) { return nullptr; }
+
+char *OrvSimStorageServer::generate_path(std::string) { return nullptr; }
+
+const char *OrvSimStorageServer::get_server_name() const { return m_server_name; }
+
+void OrvSimStorageServer::set_session(const sts_session_def_v7_t *session) { m_sd = session; }
+
+void *OrvSimStorageServer::getStorageElementList(const HostSet *, int16_t, bool) { return nullptr; }

@@ -1,0 +1,112 @@
+// The questions that OrvSimStorageServer answers about its pools and their disks.
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "sim/orv_sim_storage_server.h"
+
+namespace {
+
+bool any_host_in(const NameList &hosts, HostSet &set) {
+    for (size_t i = 0; i < hosts.size(); ++i)
+        if (set.find(hosts[i]) == 0)
+            return true;
+    return false;
+}
+
+bool all_hosts_in(const NameList &hosts, HostSet &set) {
+    for (size_t i = 0; i < hosts.size(); ++i)
+        if (set.find(hosts[i]) != 0)
+            return false;
+    return hosts.size() != 0;
+}
+
+std::string_view view(const Name &name) { return {c_text(name), name.length()}; }
+
+constexpr std::string_view udid_prefix = "#UDID#";
+
+// The disk whose identifier is udid; none when udid is no identifier with that token. Saves building the identifier of
+// every disk of the array for one look-up.
+bool disk_of_udid(std::string_view udid, std::string_view token, std::string_view &disk) {
+    const size_t head = udid_prefix.size() + token.size() + 1;
+    if (token.empty() || udid.size() < head + 1 || udid.substr(0, udid_prefix.size()) != udid_prefix ||
+        udid.substr(udid_prefix.size(), token.size()) != token || udid[head - 1] != '#' || udid.back() != '#')
+        return false;
+    disk = udid.substr(head, udid.size() - head - 1);
+    return true;
+}
+
+}  // namespace
+
+DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool match_any) {
+    std::unordered_set<std::string_view> seen;
+    std::vector<const Name *> selected;
+    for (size_t i = 0; i < m_diskgroups.size(); ++i) {
+        const diskgroup_t &group = m_diskgroups[i];
+        if (group.hosts == nullptr)
+            continue;
+        const bool usable = match_any ? any_host_in(*hosts, *group.hosts) : all_hosts_in(*hosts, *group.hosts);
+        if (usable && seen.insert(view(group.name)).second)
+            selected.push_back(&group.name);
+    }
+    auto pools = std::make_unique<DiskGroupTable>();
+    if (pools->size(selected.size()) == 0)
+        // Last found comes first: hosts of the interface rely on this order.
+        for (size_t i = 0; i < selected.size(); ++i)
+            (*pools)[i].name = *selected[selected.size() - 1 - i];
+    return pools.release();
+}
+
+diskgroup_t *OrvSimStorageServer::getPoolLSUInfo(const char *name) {
+    if (name == nullptr)
+        return nullptr;
+    const std::string_view wanted = name;
+    for (size_t i = 0; i < m_diskgroups.size(); ++i)
+        if (view(m_diskgroups[i].name) == wanted)
+            return &m_diskgroups[i];
+    return nullptr;
+}
+
+DynamicLSUInfo *OrvSimStorageServer::getDynamicLSUInfo(const char *name, const char *) {
+    if (name == nullptr)
+        return nullptr;
+    const std::string_view wanted = name;
+    std::string_view wanted_disk;
+    const bool is_udid = disk_of_udid(wanted, c_text(m_udid_token), wanted_disk);
+    for (size_t i = 0; i < m_diskgroups.size(); ++i) {
+        const diskgroup_t &group = m_diskgroups[i];
+        for (size_t j = 0; j < name_count(group.disks); ++j) {
+            const Name &disk = (*group.disks)[j];
+            if (view(disk) != wanted && !(is_udid && view(disk) == wanted_disk))
+                continue;
+            auto info = std::make_unique<DynamicLSUInfo>();
+            info->name = disk;
+            info->id = getUDID(disk);
+            info->capacity = group.volume_size;
+            info->fs_size = group.volume_size;
+            info->free_space = group.volume_size / 2;
+            return info.release();
+        }
+    }
+    return nullptr;
+}
+
+Name OrvSimStorageServer::getUDID(Name name) {
+    // Deliberately one string for the whole process, without a lock: threads that ask at the same moment may see each
+    // other's text.
+    static Name udid;
+    if (is_empty_text(m_udid_token)) {
+        udid = name;
+    } else {
+        udid = udid_prefix.data();
+        udid += c_text(m_udid_token);
+        udid += "#";
+        udid += name;
+        udid += "#";
+    }
+    return udid;
+}
+
+Name OrvSimStorageServer::getStorageElement(const char *name) { return Name(name); }
