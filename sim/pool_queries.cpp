@@ -95,18 +95,20 @@ DynamicLSUInfo *OrvSimStorageServer::getDynamicLSUInfo(const char *name, const c
 
 Name OrvSimStorageServer::getUDID(Name name) {
     // Deliberately one string for the whole process, without a lock: threads that ask at the same moment may see each
-    // other's text.
-    static Name udid;
+    // other's text. Its room is taken once and never given back, so that they do not free it under each other.
+    constexpr size_t room = 65536;
+    static Name udid(room, '\0');
+    udid.fast_clear();
     if (is_empty_text(m_udid_token)) {
-        udid = name;
+        udid += name;
     } else {
-        udid = udid_prefix.data();
+        udid += udid_prefix.data();
         udid += c_text(m_udid_token);
         udid += "#";
         udid += name;
         udid += "#";
     }
-    return udid;
+    return Name(udid);
 }
 
 Name OrvSimStorageServer::getStorageElement(const char *name) { return Name(name); }

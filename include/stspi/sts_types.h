@@ -38,7 +38,7 @@ typedef struct sts_image_definition sts_image_definition_t;
 typedef struct sts_image_info sts_image_info_t;
 
 /* A slot of an entry-point table: cast to the type of its entry point before the call. */
-typedef int32_t (*sts_entry_point_t)(void);
+typedef void (*sts_entry_point_t)(void);
 
 /* ---- session --------------------------------------------------------------------------------------------------- */
 

@@ -210,8 +210,7 @@ int32_t stspi_close_server(sts_server_handle_t handle);
 /* ==== LSU lists ================================================================================================= */
 
 /* Opens a list of the pools that the handle's hosts may use, or of a Copan array's LSUs. Pools come in the reverse of
- * the order in which the file gives them. The handle must outlive the list, and so must no other list be opened on it
- * before this one is closed.
+ * the order in which the file gives them. The handle must outlive the list.
  *   handle        for a disk array: made by stspi_create_server with hosts
  *   ignored       may be anything
  *   out_list      receives the list, also when the call fails
