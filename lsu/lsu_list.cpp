@@ -137,7 +137,7 @@ int32_t stspi_close_lsu_list(sts_lsu_list_handle_t list) {
     if (list == nullptr)
         return STS_E_INVALID_PARAMETER;
     const TraceObject trace(list->server != nullptr ? list->server->session : nullptr, "stspi_close_lsu_list");
-    if (list->pool_list != nullptr)
+    if (list->server != nullptr && list->pool_list != nullptr)
         park_pool_array(*list->server, list->pool_list);
     delete list;
     return 0;

@@ -7,7 +7,9 @@
 // Copies text into a field: whole when it fits, otherwise cut at the field's size less one, always terminated. Bytes
 // behind the terminator stay as they were. A null text counts as empty.
 inline void copy_text(char *field, size_t size, const char *text) {
-    const size_t length = text != nullptr ? strnlen(text, size - 1) : 0;
+    if (text == nullptr)
+        text = "";
+    const size_t length = strnlen(text, size - 1);
     std::memcpy(field, text, length);
     field[length] = '\0';
 }

@@ -84,8 +84,10 @@ int OrvSimStorageServer::mount_volume(const char *group_name, const char *volume
         return -1;
     }
     // The default stays with the group for the life of the array, also when this mount fails.
-    if (is_empty_text(group->storage_dir))
-        group->storage_dir = ("/tmp/" + std::string(group_name)).c_str();
+    if (is_empty_text(group->storage_dir)) {
+        group->storage_dir = "/tmp/";
+        group->storage_dir += group_name;
+    }
     const std::string storage_dir = c_text(group->storage_dir);
     if (const int error = make_directory(storage_dir.c_str()))
         return error;

@@ -21,7 +21,7 @@ constexpr size_t initial_enclosures = 5;
 
 const sts_session_def_v7_t *OrvSimStorageServer::m_sd = nullptr;
 
-OrvSimStorageServer::OrvSimStorageServer(std::string server_name)
+OrvSimStorageServer::OrvSimStorageServer(const std::string &server_name)
     : m_diskgroups(initial_diskgroups), m_enclosures(initial_enclosures), m_mount_behavior("SUCCESS") {
     if (server_name.empty())
         return;

@@ -23,7 +23,7 @@ class OrvSimStorageServer : public StorageServer {
 public:
     // Reads "/etc/quillmere/NAME.sim", NAME being server_name up to its first ':'. Never throws for bad input: without
     // a name, a ':' or a readable file the array is empty.
-    explicit OrvSimStorageServer(std::string server_name);
+    explicit OrvSimStorageServer(const std::string &server_name);
     ~OrvSimStorageServer() override;
     OrvSimStorageServer(const OrvSimStorageServer &) = delete;
     OrvSimStorageServer &operator=(const OrvSimStorageServer &) = delete;

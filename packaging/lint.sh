@@ -1,0 +1,23 @@
+#!/bin/sh
+# Checks the sources without running them: format, clang-tidy, cppcheck, shellcheck.
+set -eu
+cd "$(dirname "$0")/.."
+
+product='plugin lsu image sim copan redirect stsimage simhost'
+
+echo "clang-format"
+git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
+
+echo "shellcheck"
+shellcheck test.sh .ci/run packaging/*.sh
+[ ! -f demo.sh ] || shellcheck demo.sh
+
+echo "cppcheck"
+# shellcheck disable=SC2086  # a list of folders
+cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --enable=warning,performance,portability --inline-suppr \
+    --suppress=missingIncludeSystem --error-exitcode=1 -I . -I include $product
+
+echo "clang-tidy"
+cmake --preset clang >/dev/null
+# shellcheck disable=SC2086
+git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/clang --warnings-as-errors='*' 2>/dev/null
