@@ -1,0 +1,36 @@
+// The call that a test's process is in, kept where its parent can read it after a crash or a time-out.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace conformance {
+
+// Lives in memory that parent and child share.
+struct SharedNote {
+    std::atomic<uint32_t> in_call;   // 1 while the plug-in runs
+    std::atomic<uint32_t> finished;  // 1 when the test and its clean-up came to their end
+    char call[400];                  // the call and its arguments
+    char stage[64];                  // what the process was about, outside of calls
+};
+
+// The note of this process; the thread that sets it is the one whose calls are noted. Before, a note that nobody reads.
+SharedNote &shared_note();
+void set_shared_note(SharedNote *note);
+
+void note_stage(const char *stage);
+
+// The last call as text, "" before the first.
+std::string last_call();
+
+// Marks the time inside one call.
+class CallNote {
+   public:
+    explicit CallNote(const std::string &call);
+    ~CallNote();
+    CallNote(const CallNote &) = delete;
+    CallNote &operator=(const CallNote &) = delete;
+};
+
+}  // namespace conformance

@@ -1,0 +1,108 @@
+// stspi-conformance: tests a plug-in as a black box.
+#include <fmt/format.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+#include "options.h"
+#include "private_directory.h"
+#include "real_config.h"
+#include "report_json.h"
+#include "report_junit.h"
+#include "report_text.h"
+#include "runner.h"
+
+using namespace conformance;
+
+namespace {
+
+enum ExitStatus { all_passed = 0, some_failed = 1, not_testable = 2 };
+
+volatile std::sig_atomic_t stop_signal = 0;
+
+void stop_on(int signal_number) {
+    struct sigaction action {};
+    action.sa_handler = [](int number) { stop_signal = number; };
+    sigaction(signal_number, &action, nullptr);
+}
+
+void list_tests(const std::vector<const TestCase *> &tests) {
+    for (const TestCase *test : tests)
+        fmt::print("{}\n    {}\n", test->id, test->demand);
+}
+
+void write_file(const std::string &path, const std::string &text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file)
+        throw std::runtime_error(fmt::format("cannot write {}", path));
+}
+
+int run(const Options &options) {
+    const auto tests = select_tests(options.filter);
+    if (tests.empty())
+        throw std::runtime_error(fmt::format("no test matches the filter {}", options.filter));
+    if (options.list) {
+        list_tests(tests);
+        return all_passed;
+    }
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        stop_on(number);
+    const PrivateDirectory directory;
+    const auto real_config = options.real_config ? std::make_unique<RealConfigDirectory>() : nullptr;
+
+    TestSettings settings;
+    settings.plugin = std::filesystem::absolute(options.plugin).string();
+    settings.directory = directory.path();
+    settings.time_limit = std::chrono::seconds(options.timeout_seconds);
+    settings.real_config = options.real_config;
+    if (const std::string reason = why_not_testable(settings); !reason.empty())
+        throw std::runtime_error(reason);
+
+    const auto start = std::chrono::steady_clock::now();
+    const RunPlan plan{tests, options.repeat, options.real_config ? 1 : options.jobs};
+    const auto results = run_tests(
+        plan, settings,
+        [&](const TestResult &result) {
+            if (options.verbose || result.outcome != Outcome::pass) {
+                fmt::print("{}", result_text(result, "stspi-conformance", options.plugin));
+                std::fflush(stdout);
+            }
+        },
+        [] { return stop_signal != 0; });
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    fmt::print("{}", summary_text(results, seconds));
+    if (!options.junit_file.empty())
+        write_file(options.junit_file, junit_text(results, options.plugin, seconds));
+    if (!options.json_file.empty())
+        write_file(options.json_file, json_text(results, options.plugin, seconds));
+    if (stop_signal != 0)
+        throw std::runtime_error(fmt::format("stopped by signal {}", static_cast<int>(stop_signal)));
+    for (const TestResult &result : results)
+        if (is_failure(result.outcome))
+            return some_failed;
+    return all_passed;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    Options options;
+    switch (read_command_line(argc, argv, options)) {
+        case CommandLine::done: return all_passed;
+        case CommandLine::wrong: return not_testable;
+        case CommandLine::run: break;
+    }
+    try {
+        return run(options);
+    } catch (const std::exception &error) {
+        fmt::print(stderr, "stspi-conformance: {}\n", error.what());
+        return not_testable;
+    }
+}

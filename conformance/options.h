@@ -1,0 +1,26 @@
+// The command line.
+#pragma once
+
+#include <string>
+
+namespace conformance {
+
+struct Options {
+    std::string plugin;
+    std::string filter;
+    std::string junit_file;
+    std::string json_file;
+    unsigned jobs = 1;
+    unsigned repeat = 1;
+    unsigned timeout_seconds = 30;
+    bool list = false;
+    bool verbose = false;
+    bool real_config = false;
+};
+
+enum class CommandLine { run, done, wrong };
+
+// Fills options. done: something like --help was asked for and answered. wrong: the error was printed.
+CommandLine read_command_line(int argc, char **argv, Options &options);
+
+}  // namespace conformance

@@ -1,0 +1,39 @@
+// What came of one test.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace conformance {
+
+enum class Outcome { pass, warn, skip, fail, crash, timeout };
+
+// "pass", "warn", ... as the reports print it.
+const char *outcome_name(Outcome outcome);
+
+// True for the outcomes that make the whole run a failure.
+bool is_failure(Outcome outcome);
+
+// One difference between what the interface demands and what came. All texts are printable.
+struct Finding {
+    bool warning = false;  // the interface leaves a choice here
+    std::string called;    // the last call before the difference, with its arguments
+    std::string what;      // the thing that was looked at
+    std::string expected;
+    std::string got;
+    std::string detail;  // more lines, a hex diff for instance
+};
+
+struct TestCase;
+
+struct TestResult {
+    const TestCase *test = nullptr;
+    unsigned round = 1;
+    Outcome outcome = Outcome::pass;
+    double seconds = 0;
+    std::string reason;             // of a skip, a crash, a time-out
+    std::vector<Finding> findings;  // of a failure or a warning
+    std::string error_output;       // the tail of what the test's process wrote to standard error
+};
+
+}  // namespace conformance

@@ -1,0 +1,14 @@
+// Standard output of a test's process goes to a file; a test takes out what a call printed.
+#pragma once
+
+#include <string>
+
+namespace conformance {
+
+// Sends descriptors 1 and 2 of this process to the given files.
+void redirect_output(int output_file, int error_file);
+
+// What was printed on standard output since the last call.
+std::string take_output();
+
+}  // namespace conformance
