@@ -26,7 +26,7 @@ std::string last_call();
 
 // Marks the time inside one call.
 class CallNote {
-   public:
+public:
     explicit CallNote(const std::string &call);
     ~CallNote();
     CallNote(const CallNote &) = delete;

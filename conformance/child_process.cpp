@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,7 +48,7 @@ std::string signal_text(int number) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const rlimit no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
         std::signal(number, SIG_DFL);
     set_shared_note(note);
     redirect_output(output, errors);
@@ -82,7 +82,11 @@ std::string UnnamedFile::contents() const {
 }
 
 ChildProcess::ChildProcess(const std::function<void(int)> &work, std::chrono::milliseconds time_limit)
-    : report_("report"), output_("standard output"), errors_("standard error"), note_(new_note()), start_(Clock::now()),
+    : report_("report"),
+      output_("standard output"),
+      errors_("standard error"),
+      note_(new_note()),
+      start_(Clock::now()),
       deadline_(start_ + time_limit) {
     std::fflush(nullptr);
     const pid_t parent = getpid();
@@ -92,7 +96,8 @@ ChildProcess::ChildProcess(const std::function<void(int)> &work, std::chrono::mi
     if (process_ == 0)
         run_in_child(work, report_.descriptor(), output_.descriptor(), errors_.descriptor(), note_, parent);
     setpgid(process_, process_);
-    end_descriptor_ = pidfd_open(process_, 0);
+    // By number: the C library of Debian 12 declares the wrapper for C only.
+    end_descriptor_ = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
     if (end_descriptor_ < 0)
         throw std::runtime_error(fmt::format("cannot watch a process: {}", std::strerror(errno)));
 }
@@ -126,12 +131,12 @@ bool ChildProcess::crashed() const {
 }
 
 std::string ChildProcess::end_text() const {
-    const std::string place = note_->in_call == 1  ? fmt::format("in {}", note_->call)
+    const std::string place = note_->in_call == 1   ? fmt::format("in {}", note_->call)
                               : note_->call[0] != 0 ? fmt::format("at {}, after {}", note_->stage, note_->call)
                                                     : fmt::format("at {}", note_->stage);
     if (timed_out_)
-        return fmt::format("no end within {:.0f} s, {}",
-                           std::chrono::duration<double>(deadline_ - start_).count(), place);
+        return fmt::format("no end within {:.0f} s, {}", std::chrono::duration<double>(deadline_ - start_).count(),
+                           place);
     if (WIFSIGNALED(wait_status_))
         return fmt::format("ended by {} {}", signal_text(WTERMSIG(wait_status_)), place);
     return fmt::format("the process ended with exit status {} {}", WEXITSTATUS(wait_status_), place);
@@ -140,7 +145,8 @@ std::string ChildProcess::end_text() const {
 std::string ChildProcess::error_output() const {
     std::string text = errors_.contents();
     if (text.size() > longest_error_output)
-        text = text.substr(0, longest_error_output / 2) + "\n...\n" + text.substr(text.size() - longest_error_output / 2);
+        text =
+            text.substr(0, longest_error_output / 2) + "\n...\n" + text.substr(text.size() - longest_error_output / 2);
     return text;
 }
 

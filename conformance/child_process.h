@@ -12,7 +12,7 @@ namespace conformance {
 
 // A file without a name, closed with the object.
 class UnnamedFile {
-   public:
+public:
     explicit UnnamedFile(const char *label);
     ~UnnamedFile();
     UnnamedFile(UnnamedFile &&other) noexcept;
@@ -21,12 +21,12 @@ class UnnamedFile {
     int descriptor() const { return descriptor_; }
     std::string contents() const;
 
-   private:
+private:
     int descriptor_;
 };
 
 class ChildProcess {
-   public:
+public:
     using Clock = std::chrono::steady_clock;
 
     // Forks at once. work receives the file for its report; its standard output and error go to files. The process leads
@@ -56,7 +56,7 @@ class ChildProcess {
     // The last lines of standard error.
     std::string error_output() const;
 
-   private:
+private:
     UnnamedFile report_;
     UnnamedFile output_;
     UnnamedFile errors_;

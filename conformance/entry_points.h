@@ -33,7 +33,7 @@ const std::vector<std::string> &not_supported_entry_points();
 std::vector<std::string> exported_names();
 
 class EntryPoints {
-   public:
+public:
     explicit EntryPoints(const std::string &path, int mode);
 
     const PluginLibrary &library() const { return *library_; }
@@ -92,7 +92,7 @@ class EntryPoints {
     // What is passed in arguments that a call ignores: no address, so that reading it stops the process.
     void set_ignored(const void *value) { ignored_ = value; }
 
-   private:
+private:
     template <typename Function, typename... Arguments>
     int32_t call(const char *entry_point, Arguments... arguments);
 

@@ -41,10 +41,12 @@ void warn(const std::string &what, const std::string &usual, const std::string &
 std::string status_text(int32_t status) {
     switch (status) {
 #define STATUS_CASE(name, number, meaning) \
-    case number: return #name " (" #number ")";
+    case number:                           \
+        return #name " (" #number ")";
         STS_STATUS_LIST(STATUS_CASE)
 #undef STATUS_CASE
-        default: return std::to_string(status);
+        default:
+            return std::to_string(status);
     }
 }
 

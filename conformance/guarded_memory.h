@@ -11,7 +11,7 @@
 namespace conformance {
 
 class GuardedMemory {
-   public:
+public:
     explicit GuardedMemory(size_t size, unsigned char pattern = 0xa5);
     ~GuardedMemory();
     GuardedMemory(const GuardedMemory &) = delete;
@@ -26,7 +26,7 @@ class GuardedMemory {
     // From now on a write into the block stops the process.
     void make_read_only();
 
-   private:
+private:
     unsigned char *base_;
     size_t mapped_;
     unsigned char *data_;
@@ -36,7 +36,7 @@ class GuardedMemory {
 // A record the framework owns, filled with a pattern; says which of its bytes may change.
 template <typename Record>
 class Watched {
-   public:
+public:
     explicit Watched(unsigned char pattern = 0xa5) : memory_(sizeof(Record), pattern) { remember(); }
 
     Record *get() const { return static_cast<Record *>(memory_.data()); }
@@ -59,18 +59,18 @@ class Watched {
         return expect_changed(what, [](Record &) {});
     }
 
-   private:
+private:
     GuardedMemory memory_;
     Record before_;
 };
 
 // A text with its terminator right before an unmapped page.
 class GuardedText {
-   public:
+public:
     explicit GuardedText(const std::string &text);
     const char *get() const { return static_cast<const char *>(memory_.data()); }
 
-   private:
+private:
     GuardedMemory memory_;
 };
 

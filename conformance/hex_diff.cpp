@@ -38,7 +38,8 @@ std::string hex_diff(const unsigned char *expected, const unsigned char *got, si
         out += fmt::format("{:5} expected {}\n      got      {}\n", begin, row(expected, got, begin, end),
                            row(got, expected, begin, end));
     }
-    return out + fmt::format("{} of {} bytes differ{}", differing, size, rows > most_rows ? ", the first lines are shown" : "");
+    return out + fmt::format("{} of {} bytes differ{}", differing, size,
+                             rows > most_rows ? ", the first lines are shown" : "");
 }
 
 }  // namespace conformance

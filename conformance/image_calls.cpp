@@ -21,8 +21,8 @@ void load_image_double() {
     void *library = dlopen(suite_library("libstsimage.so").c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
         throw std::runtime_error(dlerror());
-    loaded = reinterpret_cast<decltype(&stspi_conformance_image_double)>(
-        dlsym(library, "stspi_conformance_image_double"))();
+    loaded =
+        reinterpret_cast<decltype(&stspi_conformance_image_double)>(dlsym(library, "stspi_conformance_image_double"))();
 }
 
 ImageDouble &images() { return *loaded; }

@@ -34,10 +34,10 @@ extern "C" ImageDouble *stspi_conformance_image_double() { return &image_double(
 // Six integer registers each, more than any of these functions has arguments: what a caller hands on beyond a
 // function's own arguments is seen too.
 #define REGISTERS uint64_t a, uint64_t b, uint64_t c, uint64_t d, uint64_t e, uint64_t f
-#define PASSED_THROUGH(name)                                                  \
+#define PASSED_THROUGH(name)                                                   \
     extern "C" __attribute__((visibility("default"))) int32_t name(REGISTERS); \
     extern "C" int32_t name(REGISTERS) { return record({#name, {a, b, c, d, e, f}, {}, {}}); }
-#define NAMES_AN_LSU(name)                                                    \
+#define NAMES_AN_LSU(name)                                                     \
     extern "C" __attribute__((visibility("default"))) int32_t name(REGISTERS); \
     extern "C" int32_t name(REGISTERS) { return record({#name, {a, b, c, d, e, f}, text(a), text(c)}); }
 

@@ -38,8 +38,7 @@ std::set<std::string> open_descriptors() {
     std::set<std::string> found;
     for (int number = 0; number < 1024; ++number) {
         char target[512];
-        const auto length =
-            readlink(fmt::format("/proc/self/fd/{}", number).c_str(), target, sizeof target - 1);
+        const auto length = readlink(fmt::format("/proc/self/fd/{}", number).c_str(), target, sizeof target - 1);
         if (length >= 0)
             found.insert(fmt::format("{} -> {}", number, std::string(target, static_cast<size_t>(length))));
     }

@@ -7,14 +7,14 @@
 namespace conformance {
 
 class LeakCheck {
-   public:
+public:
     // directory: the test's working directory, empty at the end.
     explicit LeakCheck(std::string directory);
 
     // A finding for each thing that is there now and was not when this object was made.
     void expect_nothing_left() const;
 
-   private:
+private:
     std::string directory_;
     std::set<std::string> descriptors_;
     size_t threads_;

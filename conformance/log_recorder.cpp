@@ -45,8 +45,8 @@ void receive(uint64_t context, const char *text, int32_t level) {
     }
     if (session->on_message)
         session->on_message();
-    session->messages_.push_back({context, text == nullptr ? "(null)" : text, level,
-                                  static_cast<int>(syscall(SYS_gettid))});
+    session->messages_.push_back(
+        {context, text == nullptr ? "(null)" : text, level, static_cast<int>(syscall(SYS_gettid))});
 }
 
 Session::Session(uint32_t mask, bool is_null) : is_null_(is_null) {
@@ -74,7 +74,8 @@ bool Session::expect_log(const std::vector<LogLine> &lines) {
     clear();
     if (expected == got)
         return true;
-    const std::string where = is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
+    const std::string where =
+        is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
     add_finding(where, "these messages", "others",
                 "expected\n" + (expected.empty() ? "      nothing\n" : expected) + "got\n" +
                     (got.empty() ? "      nothing\n" : got));

@@ -34,7 +34,7 @@ struct RecordedMessage {
 
 // Every session lives until the process ends: a plug-in may keep its address.
 class Session {
-   public:
+public:
     // As sts_session_def_v7_t; 0xff lets everything through.
     void set_mask(uint32_t mask);
     void set_log_function(sts_log_function_t function);
@@ -55,7 +55,7 @@ class Session {
     // The record must be as the session's maker left it.
     void expect_unwritten();
 
-   private:
+private:
     friend Session &new_session(uint32_t mask);
     friend Session &new_null_session();
     friend void receive(uint64_t context, const char *text, int32_t level);

@@ -54,6 +54,8 @@ int run(const Options &options) {
     }
     for (const int number : {SIGINT, SIGTERM, SIGHUP})
         stop_on(number);
+    // A reader that goes away shows as a failed write, not as a death that leaves the directory behind.
+    std::signal(SIGPIPE, SIG_IGN);
     const PrivateDirectory directory;
     const auto real_config = options.real_config ? std::make_unique<RealConfigDirectory>() : nullptr;
 
@@ -95,9 +97,12 @@ int run(const Options &options) {
 int main(int argc, char **argv) {
     Options options;
     switch (read_command_line(argc, argv, options)) {
-        case CommandLine::done: return all_passed;
-        case CommandLine::wrong: return not_testable;
-        case CommandLine::run: break;
+        case CommandLine::done:
+            return all_passed;
+        case CommandLine::wrong:
+            return not_testable;
+        case CommandLine::run:
+            break;
     }
     try {
         return run(options);

@@ -7,13 +7,15 @@ namespace conformance {
 
 CommandLine read_command_line(int argc, char **argv, Options &options) {
     options.jobs = std::max(1U, std::thread::hardware_concurrency());
-    CLI::App app{"Tests a disk-storage plug-in against its interface.\n"
-                 "Exit status: 0 all tests passed, 1 some failed, 2 wrong usage or the library cannot be tested.",
-                 "stspi-conformance"};
+    CLI::App app{
+        "Tests a disk-storage plug-in against its interface.\n"
+        "Exit status: 0 all tests passed, 1 some failed, 2 wrong usage or the library cannot be tested.",
+        "stspi-conformance"};
     app.set_version_flag("--version", STSPI_VERSION);
     auto *plugin = app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library");
     app.add_flag("--list", options.list, "Print the tests and what each demands, run none");
-    app.add_option("--filter", options.filter, "Only tests whose id matches one of these comma-separated shell patterns");
+    app.add_option("--filter", options.filter,
+                   "Only tests whose id matches one of these comma-separated shell patterns");
     app.add_option("--jobs", options.jobs, "Tests to run at the same time")
         ->check(CLI::Range(1U, 256U))
         ->capture_default_str();

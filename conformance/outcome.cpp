@@ -4,12 +4,18 @@ namespace conformance {
 
 const char *outcome_name(Outcome outcome) {
     switch (outcome) {
-        case Outcome::pass: return "pass";
-        case Outcome::warn: return "warn";
-        case Outcome::skip: return "skip";
-        case Outcome::fail: return "fail";
-        case Outcome::crash: return "crash";
-        case Outcome::timeout: return "timeout";
+        case Outcome::pass:
+            return "pass";
+        case Outcome::warn:
+            return "warn";
+        case Outcome::skip:
+            return "skip";
+        case Outcome::fail:
+            return "fail";
+        case Outcome::crash:
+            return "crash";
+        case Outcome::timeout:
+            return "timeout";
     }
     return "unknown";
 }

@@ -6,7 +6,7 @@
 namespace conformance {
 
 class PluginLibrary {
-   public:
+public:
     // Throws std::runtime_error with the loader's reason. mode as for dlopen.
     PluginLibrary(const std::string &path, int mode);
     ~PluginLibrary();
@@ -24,7 +24,7 @@ class PluginLibrary {
 
     void *handle() const { return handle_; }
 
-   private:
+private:
     void *handle_;
     void *base_;
 };

@@ -6,7 +6,7 @@
 namespace conformance {
 
 class PrivateDirectory {
-   public:
+public:
     // Throws std::runtime_error.
     PrivateDirectory();
     ~PrivateDirectory();
@@ -15,7 +15,7 @@ class PrivateDirectory {
 
     const std::string &path() const { return path_; }
 
-   private:
+private:
     std::string path_;
 };
 

@@ -31,9 +31,8 @@ RealConfigDirectory::RealConfigDirectory() {
     for (const auto &entry : fs::directory_iterator(directory)) {
         const std::string name = entry.path().filename().string();
         if (name.size() >= 4 && name.compare(name.size() - 4, 4, ".sim") == 0)
-            throw std::runtime_error(
-                fmt::format("{} exists: --real-config overwrites no configuration, move it away first",
-                            entry.path().string()));
+            throw std::runtime_error(fmt::format(
+                "{} exists: --real-config overwrites no configuration, move it away first", entry.path().string()));
     }
 }
 

@@ -12,11 +12,21 @@ std::string escaped(const std::string &text) {
     std::string out;
     for (const char character : text) {
         switch (character) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            case '\n': out += "&#10;"; break;
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            case '\n':
+                out += "&#10;";
+                break;
             default:
                 // Other control bytes have no place in XML, and bytes of unknown encoding none in a UTF-8 file.
                 out += character >= 0x20 && character < 0x7f ? character : '?';
@@ -46,7 +56,8 @@ std::string junit_text(const std::vector<TestResult> &results, const std::string
         const size_t dot = result.test->id.find('.');
         std::string inner;
         switch (result.outcome) {
-            case Outcome::pass: break;
+            case Outcome::pass:
+                break;
             case Outcome::skip:
                 ++skipped;
                 inner = fmt::format("<skipped message=\"{}\"/>", escaped(result.reason));

@@ -47,8 +47,8 @@ std::string count_text(const Counts &counts) {
 }  // namespace
 
 std::string result_text(const TestResult &result, const std::string &program, const std::string &plugin) {
-    std::string out = fmt::format("{:<8}{:<60} {:6.2f} s\n", outcome_name(result.outcome), result.test->id,
-                                  result.seconds);
+    std::string out =
+        fmt::format("{:<8}{:<60} {:6.2f} s\n", outcome_name(result.outcome), result.test->id, result.seconds);
     if (result.outcome == Outcome::pass)
         return out;
     if (result.outcome == Outcome::skip)

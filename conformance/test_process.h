@@ -19,7 +19,7 @@ struct TestSettings {
 };
 
 class TestProcess {
-   public:
+public:
     TestProcess(const TestCase &test, unsigned round, const TestSettings &settings);
     ~TestProcess();
     TestProcess(const TestProcess &) = delete;
@@ -30,7 +30,7 @@ class TestProcess {
     // After the child has been finished.
     TestResult result() const;
 
-   private:
+private:
     const TestCase &test_;
     unsigned round_;
     std::string directory_;

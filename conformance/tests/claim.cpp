@@ -47,7 +47,8 @@ CONFORMANCE_TEST("claim.empty-prefix", "The name \":x\" asks for the file \".sim
     expect_status(plugin().claim(":"), 0);
 }
 
-CONFORMANCE_TEST("claim.registration-prefix", "The registration prefix alone does not claim a name: its file must be there.") {
+CONFORMANCE_TEST("claim.registration-prefix",
+                 "The registration prefix alone does not claim a name: its file must be there.") {
     expect_status(plugin().claim("Kelvarpool:nodeA"), STS_E_NOT_CLAIMED);
     write_config("Kelvarpool", "");
     expect_status(plugin().claim("Kelvarpool:nodeA"), 0);

@@ -8,7 +8,8 @@ namespace conformance {
 
 namespace {
 
-constexpr std::array<uint64_t, 6> garbage = {0x111, 0xdeadbeefdeadbeef, 0xffffffffffffffff, 0x8000000000000000, 1, 0x222};
+constexpr std::array<uint64_t, 6> garbage = {0x111, 0xdeadbeefdeadbeef, 0xffffffffffffffff, 0x8000000000000000, 1,
+                                             0x222};
 
 void expect_nothing_done(const std::string &entry_point, int32_t status) {
     for (const auto &registers : {garbage, std::array<uint64_t, 6>{}})
@@ -34,7 +35,8 @@ const TestFamily family([] {
 
 }  // namespace
 
-CONFORMANCE_TEST("not-supported.unmount-lsu", "stspi_unmount_lsu returns 0 for any arguments, also nulls, and does nothing.") {
+CONFORMANCE_TEST("not-supported.unmount-lsu",
+                 "stspi_unmount_lsu returns 0 for any arguments, also nulls, and does nothing.") {
     expect_nothing_done("stspi_unmount_lsu", 0);
     expect_status(plugin().unmount_lsu(), 0);
 }

@@ -10,9 +10,7 @@ namespace conformance {
 
 namespace {
 
-sts_entry_point_t *table(const char *name) {
-    return static_cast<sts_entry_point_t *>(plugin().library().symbol(name));
-}
+sts_entry_point_t *table(const char *name) { return static_cast<sts_entry_point_t *>(plugin().library().symbol(name)); }
 
 void expect_registration(unsigned char pattern, uint64_t version) {
     Watched<sts_registration_t> record(pattern);
@@ -33,8 +31,9 @@ void expect_registration(unsigned char pattern, uint64_t version) {
 
 }  // namespace
 
-CONFORMANCE_TEST("registration.init.fills-record",
-                 "stspi_init from version 7 on writes exactly its fields of the registration record and no other byte.") {
+CONFORMANCE_TEST(
+    "registration.init.fills-record",
+    "stspi_init from version 7 on writes exactly its fields of the registration record and no other byte.") {
     for (const uint64_t version : {7ULL, 8ULL, 9ULL, 10ULL, 0xffffffffffffffffULL})
         for (const int pattern : {0xa5, 0x00, 0xff})
             expect_registration(static_cast<unsigned char>(pattern), version);
@@ -132,7 +131,8 @@ CONFORMANCE_TEST("registration.terminate.always-not-supported",
     }
 }
 
-CONFORMANCE_TEST("registration.terminate.repeatable", "stspi_terminate may be called ten times, also without stspi_init.") {
+CONFORMANCE_TEST("registration.terminate.repeatable",
+                 "stspi_terminate may be called ten times, also without stspi_init.") {
     for (int round = 0; round < 10; ++round)
         expect_status(plugin().terminate(), STS_E_NOT_SUPPORTED);
     expect_number("calls of the image library", take_image_calls().size(), 10);

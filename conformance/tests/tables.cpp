@@ -40,8 +40,9 @@ bool is_writable(const void *address) {
 
 }  // namespace
 
-CONFORMANCE_TEST("tables.first.slots",
-                 "Each of the 41 slots of the first table holds the exported function of its name, or null where none is.") {
+CONFORMANCE_TEST(
+    "tables.first.slots",
+    "Each of the 41 slots of the first table holds the exported function of its name, or null where none is.") {
     expect_slots("STSSanDiskEntryPoints", first_table());
 }
 
@@ -50,7 +51,8 @@ CONFORMANCE_TEST("tables.second.slots",
     expect_slots("STSSANDiskEntryPoints2", second_table());
 }
 
-CONFORMANCE_TEST("tables.writable", "Both tables are writable data, so that a framework can put its own functions in.") {
+CONFORMANCE_TEST("tables.writable",
+                 "Both tables are writable data, so that a framework can put its own functions in.") {
     for (const char *name : {"STSSanDiskEntryPoints", "STSSANDiskEntryPoints2"})
         expect_true(is_writable(plugin().address(name)), name, "writable data", "not writable");
 }
@@ -67,25 +69,29 @@ CONFORMANCE_TEST("tables.overwritten-slot-is-not-used",
 
 CONFORMANCE_TEST("tables.own-functions", "Every slot leads into the plug-in's own library.") {
     const std::string own = PluginLibrary::object_of(plugin().address("STSSanDiskEntryPoints"));
-    for (const auto &[name, slots] : {std::pair{"STSSanDiskEntryPoints", &first_table()},
-                                      std::pair{"STSSANDiskEntryPoints2", &second_table()}}) {
+    for (const auto &[name, slots] :
+         {std::pair{"STSSanDiskEntryPoints", &first_table()}, std::pair{"STSSANDiskEntryPoints2", &second_table()}}) {
         const auto *table = static_cast<sts_entry_point_t *>(plugin().address(name));
         for (const SlotName &slot : *slots)
             if (slot.entry_point != nullptr)
-                expect_text(slot.entry_point, PluginLibrary::object_of(reinterpret_cast<void *>(table[slot.slot])), own);
+                expect_text(slot.entry_point, PluginLibrary::object_of(reinterpret_cast<void *>(table[slot.slot])),
+                            own);
     }
 }
 
-CONFORMANCE_TEST("exports.complete", "Every entry point, both tables and load_process are exported under their plain names.") {
+CONFORMANCE_TEST("exports.complete",
+                 "Every entry point, both tables and load_process are exported under their plain names.") {
     const auto got = exports_of(plugin().path());
     for (const std::string &name : exported_names())
         expect_true(got.count(name) == 1, "export " + name, "present", "missing");
 }
 
-CONFORMANCE_TEST("exports.nothing-else", "Nothing else is exported, so that no name of the plug-in meets another library's.") {
+CONFORMANCE_TEST("exports.nothing-else",
+                 "Nothing else is exported, so that no name of the plug-in meets another library's.") {
     const auto expected = exported_names();
     for (const std::string &name : exports_of(plugin().path()))
-        expect_true(std::find(expected.begin(), expected.end(), name) != expected.end(), "export " + name, "none", "present");
+        expect_true(std::find(expected.begin(), expected.end(), name) != expected.end(), "export " + name, "none",
+                    "present");
 }
 
 }  // namespace conformance
