@@ -7,3 +7,6 @@
 // function or a text. The session is read afresh each time, since the framework may change it between two messages.
 void log_trace(const sts_session_def_v7_t *session, const char *text);
 void log_error(const sts_session_def_v7_t *session, const char *text);
+
+// Whether log_trace would send a text now: saves composing one that nobody gets.
+bool is_trace_enabled(const sts_session_def_v7_t *session);

@@ -22,6 +22,8 @@ TraceObject::~TraceObject() {
 }
 
 void TraceObject::send(const char *opening) const {
+    if (!is_trace_enabled(m_session))
+        return;
     char line[1024];
     constexpr int name_room = 1000;  // entry-point names are short; a longer one is cut
     std::snprintf(line, sizeof line, "%s%.*s\n", opening, name_room, m_function_name);

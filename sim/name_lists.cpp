@@ -7,8 +7,8 @@
 
 namespace {
 
-// Room for most lists without growing; part of how much memory a list takes while a file is read, not a limit.
-constexpr size_t initial_names = 512;
+// Room for most lists without growing, not a limit.
+constexpr size_t initial_names = 16;
 
 constexpr size_t initial_hosts = 16;
 

@@ -43,6 +43,8 @@ bool disk_of_udid(std::string_view udid, std::string_view token, std::string_vie
 DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool match_any) {
     std::unordered_set<std::string_view> seen;
     std::vector<const Name *> selected;
+    seen.reserve(m_diskgroups.size());
+    selected.reserve(m_diskgroups.size());
     for (size_t i = 0; i < m_diskgroups.size(); ++i) {
         const diskgroup_t &group = m_diskgroups[i];
         if (group.hosts == nullptr)
