@@ -1,0 +1,120 @@
+#include "stsimage/checksum_tables.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "stsimage/file_io.h"
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+ChecksumTables::ChecksumTables(int open_file, std::string file_path, uint64_t image_seed)
+    : file(open_file), path(std::move(file_path)), seed(image_seed) {}
+
+int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t checksum) {
+    std::vector<IndexEntry> loaded(entries);
+    const size_t bytes = entries * sizeof(IndexEntry);
+    const ssize_t got = read_fully(file, loaded.data(), bytes, place);
+    if (got < 0)
+        return fail_system(errno, "cannot read the index of %s at offset %ju", QuotedText(path).c_str(),
+                           uintmax_t{place});
+    if (static_cast<size_t>(got) < bytes)
+        return fail(STSIMG_E_TRUNCATED, "%s ends within its index at offset %ju", QuotedText(path).c_str(),
+                    uintmax_t{place});
+    if (checksum_of_index(loaded.data(), loaded.size(), seed) != checksum)
+        return fail(STSIMG_E_DAMAGED, "%s: the index at offset %ju does not match its checksum",
+                    QuotedText(path).c_str(), uintmax_t{place});
+    for (const IndexEntry &entry : loaded)
+        index.emplace_hint(index.end(), entry.group, entry.table_checksum);
+    return 0;
+}
+
+int32_t ChecksumTables::find(uint64_t group, std::shared_ptr<ChecksumTable> &out_table) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    Kept *kept = nullptr;
+    if (const int32_t status = keep(group, false, kept); status != 0)
+        return status;
+    out_table = kept != nullptr ? kept->table : nullptr;
+    return 0;
+}
+
+int32_t ChecksumTables::change(uint64_t group, ChecksumTable *&out_table) {
+    Kept *kept = nullptr;
+    if (const int32_t status = keep(group, true, kept); status != 0)
+        return status;
+    kept->changed = true;
+    out_table = kept->table.get();
+    return 0;
+}
+
+int32_t ChecksumTables::flush(std::vector<IndexEntry> &out_index) {
+    for (auto &[group, kept] : kept_tables)
+        if (const int32_t status = write_back(group, kept); status != 0)
+            return status;
+    out_index.clear();
+    out_index.reserve(index.size());
+    for (const auto &[group, checksum] : index)
+        out_index.push_back({group, checksum});
+    return 0;
+}
+
+int32_t ChecksumTables::keep(uint64_t group, bool make, Kept *&out_kept) {
+    auto found = kept_tables.find(group);
+    if (found == kept_tables.end()) {
+        const auto known = index.find(group);
+        if (known == index.end() && !make)
+            return 0;
+        auto table = std::make_shared<ChecksumTable>();
+        if (known != index.end())
+            if (const int32_t status = load(group, known->second, *table); status != 0)
+                return status;
+        if (const int32_t status = make_room(); status != 0)
+            return status;
+        found = kept_tables.emplace(group, Kept{std::move(table)}).first;
+    }
+    found->second.last_use = ++uses;
+    out_kept = &found->second;
+    return 0;
+}
+
+int32_t ChecksumTables::load(uint64_t group, uint64_t checksum, ChecksumTable &table) const {
+    const uint64_t place = table_place(group);
+    const ssize_t got = read_fully(file, table.data(), table_size, place);
+    if (got < 0)
+        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if (static_cast<uint64_t>(got) < table_size)
+        return fail(STSIMG_E_TRUNCATED, "%s ends within the checksum table at offset %ju", QuotedText(path).c_str(),
+                    uintmax_t{place});
+    if (checksum_of_table(table.data(), seed, group) != checksum)
+        return fail(STSIMG_E_DAMAGED, "%s: the checksum table at offset %ju does not match its own checksum",
+                    QuotedText(path).c_str(), uintmax_t{place});
+    return 0;
+}
+
+int32_t ChecksumTables::make_room() {
+    if (kept_tables.size() < most_kept)
+        return 0;
+    const auto oldest = std::min_element(
+        kept_tables.begin(), kept_tables.end(),
+        [](const auto &one, const auto &other) { return one.second.last_use < other.second.last_use; });
+    if (const int32_t status = write_back(oldest->first, oldest->second); status != 0)
+        return status;
+    kept_tables.erase(oldest);
+    return 0;
+}
+
+int32_t ChecksumTables::write_back(uint64_t group, Kept &kept) {
+    if (!kept.changed)
+        return 0;
+    const uint64_t place = table_place(group);
+    index[group] = checksum_of_table(kept.table->data(), seed, group);
+    if (!write_fully(file, kept.table->data(), table_size, place))
+        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    kept.changed = false;
+    return 0;
+}
+
+}  // namespace stsimage

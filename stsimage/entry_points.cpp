@@ -1,0 +1,251 @@
+// The public calls: each checks its pointers, finds the object behind its handle and hands on.
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include "stsimage/handle_table.h"
+#include "stsimage/image.h"
+#include "stsimage/image_content.h"
+#include "stsimage/image_info.h"
+#include "stsimage/image_list.h"
+#include "stsimage/image_name.h"
+#include "stsimage/image_reader.h"
+#include "stsimage/image_removal.h"
+#include "stsimage/image_writer.h"
+#include "stsimage/last_error.h"
+#include "stsimage/lsu_directory.h"
+#include "stspi/stsimg.h"
+
+using namespace stsimage;
+
+namespace {
+
+HandleTable<Image> images;
+HandleTable<ImageList> lists;
+
+std::mutex users_mutex;
+uint64_t users = 0;
+
+// Nothing may be thrown into the caller.
+template <class Operation>
+int32_t guarded(Operation operation) noexcept {
+    try {
+        return operation();
+    } catch (const std::bad_alloc &) {
+        return fail(STSIMG_E_NO_MEMORY, "out of memory");
+    } catch (const std::exception &error) {
+        return fail(STS_E_SYSTEM, "%s", error.what());
+    }
+}
+
+int32_t null_argument(const char *argument) {
+    return fail(STS_E_INVALID_PARAMETER, "the argument %s is null", argument);
+}
+
+int32_t check_arguments(const char *lsu, const char *server_name, const sts_image_definition_t *definition) {
+    if (lsu == nullptr)
+        return null_argument("lsu");
+    if (server_name == nullptr)
+        return null_argument("server_name");
+    if (strnlen(server_name, server_name_size) == server_name_size)
+        return fail(STS_E_INVALID_PARAMETER, "the server name is longer than 511 bytes");
+    return definition == nullptr ? null_argument("definition") : 0;
+}
+
+// Does something with the object behind a handle.
+template <class Object, class Operation>
+int32_t with(std::shared_ptr<Object> object, const void *handle, const char *kind, Operation operation) {
+    if (handle == nullptr)
+        return fail(STS_E_INVALID_PARAMETER, "the %s handle is null", kind);
+    if (object == nullptr)
+        return fail(STSIMG_E_INVALID_HANDLE, "%p is not an open %s", handle, kind);
+    return operation(*object);
+}
+
+template <class Operation>
+int32_t with_image(const void *handle, Operation operation) {
+    return with(images.find(handle), handle, "image", operation);
+}
+
+}  // namespace
+
+int32_t stsimg_init(uint64_t api_version) {
+    if (api_version != STSIMG_API_VERSION)
+        return fail(STS_E_VERSION, "the API version %ju is not known; this library's is 9", uintmax_t{api_version});
+    const std::lock_guard<std::mutex> lock(users_mutex);
+    ++users;
+    return 0;
+}
+
+int32_t stsimg_terminate(void) {
+    const std::lock_guard<std::mutex> lock(users_mutex);
+    if (users > 0 && --users == 0) {
+        images.clear();
+        lists.clear();
+    }
+    return 0;
+}
+
+const char *stsimg_last_error(void) { return last_error(); }
+
+int32_t stsimg_create_image(const char *lsu, const void *, const char *server_name,
+                            const sts_image_definition_t *definition, uint32_t, sts_image_handle_t *out_image) {
+    if (out_image == nullptr)
+        return null_argument("out_image");
+    *out_image = nullptr;
+    return guarded([&] {
+        if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
+            return status;
+        std::string_view name;
+        if (const int32_t status = name_of(*definition, name); status != 0)
+            return status;
+        LsuDirectory directory;
+        if (const int32_t status = open_lsu(lsu, WhenMissing::make, directory); status != 0)
+            return status;
+        std::shared_ptr<Image> image;
+        if (const int32_t status = ImageWriter::create(std::move(directory), name, server_name, image); status != 0)
+            return status;
+        *out_image = images.add(std::move(image));
+        return 0;
+    });
+}
+
+int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name,
+                          const sts_image_definition_t *definition, uint32_t mode, sts_image_handle_t *out_image) {
+    if (out_image == nullptr)
+        return null_argument("out_image");
+    *out_image = nullptr;
+    return guarded([&] {
+        if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
+            return status;
+        if (mode == 0 || (mode & ~uint32_t{STSIMG_MODE_READ | STSIMG_MODE_WRITE}) != 0)
+            return fail(STSIMG_E_WRONG_MODE, "the mode %u is neither reading (1) nor writing (2)", mode);
+        std::string_view name;
+        if (const int32_t status = name_of(*definition, name); status != 0)
+            return status;
+        LsuDirectory directory;
+        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
+            return status;
+        std::shared_ptr<Image> image;
+        const int32_t status = (mode & STSIMG_MODE_WRITE) != 0 ? ImageWriter::open(std::move(directory), name, image)
+                                                               : ImageReader::open(directory, name, image);
+        if (status != 0)
+            return status;
+        *out_image = images.add(std::move(image));
+        return 0;
+    });
+}
+
+int32_t stsimg_delete_image(const char *lsu, const void *, const char *server_name,
+                            const sts_image_definition_t *definition, uint32_t) {
+    return guarded([&] {
+        if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
+            return status;
+        std::string_view name;
+        if (const int32_t status = name_of(*definition, name); status != 0)
+            return status;
+        LsuDirectory directory;
+        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
+            return status;
+        return remove_image(directory, name);
+    });
+}
+
+int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server_name, uint32_t,
+                               sts_image_list_handle_t *out_list) {
+    if (out_list == nullptr)
+        return null_argument("out_list");
+    *out_list = nullptr;
+    return guarded([&] {
+        static constexpr sts_image_definition_t no_image{};
+        if (const int32_t status = check_arguments(lsu, server_name, &no_image); status != 0)
+            return status;
+        LsuDirectory directory;
+        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
+            return status;
+        std::shared_ptr<ImageList> list;
+        if (const int32_t status = ImageList::open(std::move(directory), list); status != 0)
+            return status;
+        *out_list = lists.add(std::move(list));
+        return 0;
+    });
+}
+
+int32_t stsimg_get_image_prop_byname(const char *lsu, const void *, const char *server_name,
+                                     const sts_image_definition_t *definition, sts_image_info_t *out_info) {
+    return guarded([&] {
+        if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
+            return status;
+        if (out_info == nullptr)
+            return null_argument("out_info");
+        std::string_view name;
+        if (const int32_t status = name_of(*definition, name); status != 0)
+            return status;
+        LsuDirectory directory;
+        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
+            return status;
+        FileDescriptor file;
+        if (const int32_t status = open_image_file(directory, name, file); status != 0)
+            return status;
+        ImageHeader header;
+        if (const int32_t status = read_header(file.get(), directory.path_of(file_of(name)), header); status != 0)
+            return status;
+        fill_info(name, header.image_size, header.creation_time, *out_info);
+        return 0;
+    });
+}
+
+int32_t stsimg_get_image_prop(sts_image_handle_t image, sts_image_info_t *out_info) {
+    return guarded([&] {
+        if (out_info == nullptr)
+            return null_argument("out_info");
+        return with_image(image, [&](Image &open) { return open.describe(*out_info); });
+    });
+}
+
+int32_t stsimg_read_image(sts_image_handle_t image, void *buffer, uint64_t length, uint64_t offset,
+                          uint64_t *out_bytes_read) {
+    if (out_bytes_read == nullptr)
+        return null_argument("out_bytes_read");
+    *out_bytes_read = 0;
+    return guarded([&] {
+        if (buffer == nullptr)
+            return null_argument("buffer");
+        return with_image(image, [&](Image &open) { return open.read(buffer, length, offset, *out_bytes_read); });
+    });
+}
+
+int32_t stsimg_write_image(sts_image_handle_t image, const void *, const void *buffer, uint64_t length, uint64_t offset,
+                           uint64_t *out_bytes_written) {
+    if (out_bytes_written == nullptr)
+        return null_argument("out_bytes_written");
+    *out_bytes_written = 0;
+    return guarded([&] {
+        if (buffer == nullptr)
+            return null_argument("buffer");
+        return with_image(image, [&](Image &open) {
+            const int32_t status = open.write(buffer, length, offset);
+            if (status == 0)
+                *out_bytes_written = length;
+            return status;
+        });
+    });
+}
+
+int32_t stsimg_close_image(sts_image_handle_t image) {
+    return guarded([&] { return with(images.take(image), image, "image", [](Image &open) { return open.close(); }); });
+}
+
+int32_t stsimg_list_image(sts_image_list_handle_t list, sts_image_definition_t *out_definition) {
+    return guarded([&] {
+        if (out_definition == nullptr)
+            return null_argument("out_definition");
+        return with(lists.find(list), list, "image list", [&](ImageList &open) { return open.next(*out_definition); });
+    });
+}
+
+int32_t stsimg_close_image_list(sts_image_list_handle_t list) {
+    return guarded([&] { return with(lists.take(list), list, "image list", [](ImageList &) { return 0; }); });
+}

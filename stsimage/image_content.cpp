@@ -1,0 +1,291 @@
+#include "stsimage/image_content.h"
+
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include "stsimage/file_io.h"
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+namespace {
+
+// Where the last block of an image ends in the file, or the header of an empty one: there the index begins.
+uint64_t end_of_data(uint64_t image_size) {
+    return image_size == 0 ? header_size : block_place((image_size - 1) / block_size) + block_size;
+}
+
+int32_t check_layout(const ImageHeader &header, uint64_t file_size, const std::string &path) {
+    if (header.block_size != block_size || header.blocks_per_group != blocks_per_group ||
+        header.image_size > max_image_size || header.index_place != end_of_data(header.image_size) ||
+        header.index_entries > header.image_size / block_size / blocks_per_group + 1)
+        return fail(STSIMG_E_DAMAGED, "%s: the header contradicts itself", QuotedText(path).c_str());
+    const uint64_t expected = header.index_place + header.index_entries * sizeof(IndexEntry);
+    if (file_size < expected)
+        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju instead of %ju", QuotedText(path).c_str(),
+                    uintmax_t{file_size}, uintmax_t{expected});
+    if (file_size > expected)
+        return fail(STSIMG_E_DAMAGED, "%s goes on after its end at offset %ju", QuotedText(path).c_str(),
+                    uintmax_t{expected});
+    return 0;
+}
+
+}  // namespace
+
+int32_t read_header(int file, const std::string &path, ImageHeader &out_header) {
+    const QuotedText shown(path);
+    ImageHeader header;
+    struct stat state;
+    if (fstat(file, &state) != 0)
+        return fail_system(errno, "cannot ask for the size of %s", shown.c_str());
+    if (!S_ISREG(state.st_mode))
+        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", shown.c_str());
+    const ssize_t got = read_fully(file, &header, sizeof header, 0);
+    if (got < 0)
+        return fail_system(errno, "cannot read the header of %s", shown.c_str());
+    if (static_cast<size_t>(got) < sizeof header.magic ||
+        std::memcmp(header.magic, image_magic, sizeof image_magic) != 0)
+        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no image: it does not begin as one", shown.c_str());
+    if (static_cast<size_t>(got) < sizeof header)
+        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %zd, within its header", shown.c_str(), got);
+    if (header.version != image_version)
+        return fail(STSIMG_E_UNKNOWN_VERSION, "%s has format version %u; only version %u is known", shown.c_str(),
+                    header.version, image_version);
+    if (header.checksum != checksum_of_header(header))
+        return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 does not match its checksum", shown.c_str());
+    if (const int32_t status = check_layout(header, static_cast<uint64_t>(state.st_size), path); status != 0)
+        return status;
+    out_header = header;
+    return 0;
+}
+
+ImageContent::ImageContent(int open_file, std::string file_path, const ImageHeader &image_header)
+    : file(open_file), path(std::move(file_path)), header(image_header), tables(file, path, header.seed) {}
+
+int32_t ImageContent::make(int file, std::string path, std::string_view server_name,
+                           std::unique_ptr<ImageContent> &out_content) {
+    ImageHeader header{};
+    std::memcpy(header.magic, image_magic, sizeof image_magic);
+    header.version = image_version;
+    header.block_size = block_size;
+    header.blocks_per_group = blocks_per_group;
+    header.creation_time = std::time(nullptr);
+    server_name.copy(header.server_name, server_name_size - 1);
+    if (getrandom(&header.seed, sizeof header.seed, 0) != static_cast<ssize_t>(sizeof header.seed))
+        return fail_system(errno, "cannot get a random number for %s", QuotedText(path).c_str());
+    out_content.reset(new ImageContent(file, std::move(path), header));
+    return 0;
+}
+
+int32_t ImageContent::load(int file, std::string path, std::unique_ptr<ImageContent> &out_content) {
+    ImageHeader header;
+    if (const int32_t status = read_header(file, path, header); status != 0)
+        return status;
+    std::unique_ptr<ImageContent> content(new ImageContent(file, std::move(path), header));
+    if (const int32_t status =
+            content->tables.load_index(header.index_place, header.index_entries, header.index_checksum);
+        status != 0)
+        return status;
+    out_content = std::move(content);
+    return 0;
+}
+
+int32_t ImageContent::read(char *buffer, uint64_t length, uint64_t offset) {
+    if (holding)
+        if (const int32_t status = release_held(); status != 0)
+            return status;
+    constexpr uint64_t group_bytes = blocks_per_group * block_size;
+    while (length > 0) {
+        const uint64_t part = std::min(length, group_bytes - offset % group_bytes);
+        if (const int32_t status = read_group_part(buffer, part, offset); status != 0)
+            return status;
+        buffer += part;
+        offset += part;
+        length -= part;
+    }
+    return 0;
+}
+
+// Reads a range within one group, as runs of blocks that are stored and runs that are gaps.
+int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t offset) {
+    std::shared_ptr<ChecksumTable> table;
+    if (const int32_t status = tables.find(offset / block_size / blocks_per_group, table); status != 0)
+        return status;
+    if (table == nullptr) {
+        std::memset(buffer, 0, length);
+        return 0;
+    }
+    const auto stored = [&table](uint64_t block) { return (*table)[block % blocks_per_group] != 0; };
+    const uint64_t end = offset + length;
+    while (offset < end) {
+        const uint64_t first = offset / block_size;
+        uint64_t next = first + 1;
+        while (next * block_size < end && stored(next) == stored(first))
+            ++next;
+        const uint64_t part = std::min(next * block_size, end) - offset;
+        if (!stored(first))
+            std::memset(buffer, 0, part);
+        else if (const int32_t status = read_stored(*table, buffer, part, offset); status != 0)
+            return status;
+        buffer += part;
+        offset += part;
+    }
+    return 0;
+}
+
+// Reads a range of stored blocks in one transfer: whole blocks go straight to the caller's buffer, those at the edges by
+// way of a buffer of our own, since only a whole block can be checked.
+int32_t ImageContent::read_stored(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset) {
+    alignas(64) char head[block_size];
+    alignas(64) char tail[block_size];
+    const uint64_t first = offset / block_size;
+    const uint64_t skipped = offset % block_size;
+    const uint64_t head_length = skipped == 0 && length >= block_size ? 0 : std::min(length, block_size - skipped);
+    const uint64_t whole = (length - head_length) / block_size;
+    const uint64_t tail_length = length - head_length - whole * block_size;
+
+    iovec parts[3];
+    int count = 0;
+    if (head_length > 0)
+        parts[count++] = {head, block_size};
+    if (whole > 0)
+        parts[count++] = {buffer + head_length, whole * block_size};
+    if (tail_length > 0)
+        parts[count++] = {tail, block_size};
+    const uint64_t wanted = ((head_length > 0) + whole + (tail_length > 0)) * block_size;
+    const uint64_t place = block_place(first);
+    const ssize_t got = read_fully(file, parts, count, place);
+    if (got < 0)
+        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if (static_cast<uint64_t>(got) < wanted)
+        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju, within its data", QuotedText(path).c_str(),
+                    uintmax_t{place + static_cast<uint64_t>(got)});
+
+    uint64_t block = first;
+    if (head_length > 0) {
+        if (const int32_t status = check(table, head, block++); status != 0)
+            return status;
+        std::memcpy(buffer, head + skipped, head_length);
+    }
+    for (uint64_t done = 0; done < whole; ++done)
+        if (const int32_t status = check(table, buffer + head_length + done * block_size, block++); status != 0)
+            return status;
+    if (tail_length > 0) {
+        if (const int32_t status = check(table, tail, block); status != 0)
+            return status;
+        std::memcpy(buffer + length - tail_length, tail, tail_length);
+    }
+    return 0;
+}
+
+int32_t ImageContent::check(const ChecksumTable &table, const char *data, uint64_t block) const {
+    if (checksum_of_block(data, header.seed, block) == table[block % blocks_per_group])
+        return 0;
+    return fail(STSIMG_E_DAMAGED, "%s: the data block at offset %ju does not match its checksum",
+                QuotedText(path).c_str(), uintmax_t{block_place(block)});
+}
+
+int32_t ImageContent::drop_index() {
+    if (ftruncate(file, static_cast<off_t>(header.index_place)) != 0)
+        return fail_system(errno, "cannot cut %s at offset %ju", QuotedText(path).c_str(),
+                           uintmax_t{header.index_place});
+    return 0;
+}
+
+int32_t ImageContent::write(const char *data, uint64_t length, uint64_t offset) {
+    const uint64_t end = offset + length;
+    while (offset < end) {
+        const uint64_t block = offset / block_size;
+        const uint64_t left = end - offset;
+        uint64_t part;
+        int32_t status;
+        if (offset % block_size == 0 && left >= block_size) {
+            const uint64_t count = std::min(left / block_size, blocks_per_group - block % blocks_per_group);
+            part = count * block_size;
+            status = write_whole_blocks(data, block, count);
+        } else {
+            part = std::min(left, block_size - offset % block_size);
+            status = write_within_block(data, part, offset);
+        }
+        if (status != 0)
+            return status;
+        data += part;
+        offset += part;
+    }
+    header.image_size = std::max(header.image_size, end);
+    return 0;
+}
+
+// Blocks of one group.
+int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint64_t count) {
+    if (holding && held_block >= first && held_block < first + count)
+        holding = false;  // overwritten
+    ChecksumTable *table = nullptr;
+    if (const int32_t status = tables.change(first / blocks_per_group, table); status != 0)
+        return status;
+    for (uint64_t done = 0; done < count; ++done)
+        (*table)[(first + done) % blocks_per_group] =
+            checksum_of_block(data + done * block_size, header.seed, first + done);
+    const uint64_t place = block_place(first);
+    if (!write_fully(file, data, count * block_size, place))
+        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    return 0;
+}
+
+int32_t ImageContent::write_within_block(const char *data, uint64_t length, uint64_t offset) {
+    const uint64_t block = offset / block_size;
+    if (!holding || held_block != block)
+        if (const int32_t status = hold(block); status != 0)
+            return status;
+    std::memcpy(held_data.data() + offset % block_size, data, length);
+    return 0;
+}
+
+int32_t ImageContent::hold(uint64_t block) {
+    if (holding)
+        if (const int32_t status = release_held(); status != 0)
+            return status;
+    std::shared_ptr<ChecksumTable> table;
+    if (const int32_t status = tables.find(block / blocks_per_group, table); status != 0)
+        return status;
+    if (table == nullptr || (*table)[block % blocks_per_group] == 0)
+        held_data.fill(0);
+    else if (const int32_t status = read_stored(*table, held_data.data(), block_size, block * block_size); status != 0)
+        return status;
+    held_block = block;
+    holding = true;
+    return 0;
+}
+
+int32_t ImageContent::release_held() {
+    holding = false;
+    return write_whole_blocks(held_data.data(), held_block, 1);
+}
+
+int32_t ImageContent::finish() {
+    if (holding)
+        if (const int32_t status = release_held(); status != 0)
+            return status;
+    std::vector<IndexEntry> index;
+    if (const int32_t status = tables.flush(index); status != 0)
+        return status;
+    header.index_place = end_of_data(header.image_size);
+    header.index_entries = index.size();
+    header.index_checksum = checksum_of_index(index.data(), index.size(), header.seed);
+    header.checksum = checksum_of_header(header);
+    if (!write_fully(file, index.data(), index.size() * sizeof(IndexEntry), header.index_place) ||
+        !write_fully(file, &header, sizeof header, 0))
+        return fail_system(errno, "cannot write the index and header of %s", QuotedText(path).c_str());
+    return 0;
+}
+
+}  // namespace stsimage

@@ -1,0 +1,22 @@
+#include "stsimage/image_format.h"
+
+#include <xxh_x86dispatch.h>  // XXH3 with the vector instructions that the processor has
+
+namespace stsimage {
+
+uint64_t checksum_of_block(const void *data, uint64_t seed, uint64_t block) {
+    const uint64_t sum = XXH3_64bits_withSeed(data, block_size, seed + block);
+    return sum != 0 ? sum : 1;
+}
+
+uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group) {
+    return XXH3_64bits_withSeed(table, table_size, ~seed - group);
+}
+
+uint64_t checksum_of_index(const IndexEntry *entries, size_t count, uint64_t seed) {
+    return XXH3_64bits_withSeed(entries, count * sizeof *entries, seed);
+}
+
+uint64_t checksum_of_header(const ImageHeader &header) { return XXH3_64bits(&header, offsetof(ImageHeader, checksum)); }
+
+}  // namespace stsimage

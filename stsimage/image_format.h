@@ -1,0 +1,70 @@
+// The layout of an image file, version 1. docs/image-library.md describes it for users; change both together.
+//
+//     header | group 0 | group 1 | ... | index
+//     group: checksum table | data blocks
+//
+// A data block has a fixed place, so writing out of order and leaving gaps needs no bookkeeping: a gap is a hole in the
+// file. A table holds one checksum for each of its group's blocks, 0 for a block that was never written. The index, at the
+// end, holds the checksum of every table that was written, and the header that of the index. All numbers are little-endian.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace stsimage {
+
+// The block size is the price of a small random read: one block is read and checked whole.
+constexpr uint64_t block_size = 4096;
+constexpr uint64_t blocks_per_group = 2048;
+constexpr uint64_t header_size = 4096;
+constexpr uint64_t table_size = blocks_per_group * sizeof(uint64_t);
+constexpr uint64_t group_size = table_size + blocks_per_group * block_size;
+
+// Every place in the file of an image of this size fits an off_t.
+constexpr uint64_t max_image_size = uint64_t{1} << 62;
+
+constexpr uint64_t table_place(uint64_t group) { return header_size + group * group_size; }
+constexpr uint64_t block_place(uint64_t block) {
+    return table_place(block / blocks_per_group) + table_size + block % blocks_per_group * block_size;
+}
+
+constexpr char image_magic[8] = {'\x89', 'S', 'T', 'S', 'I', 'M', 'G', '\n'};
+constexpr uint32_t image_version = 1;
+constexpr size_t server_name_size = 512;
+
+struct ImageHeader {
+    char magic[sizeof image_magic];
+    uint32_t version;
+    uint32_t block_size;
+    uint32_t blocks_per_group;
+    uint32_t zero_20;
+    uint64_t seed;  // random; part of every checksum below, so that a block of another image or place never passes
+    uint64_t image_size;
+    int64_t creation_time;
+    uint64_t index_place;
+    uint64_t index_entries;
+    uint64_t index_checksum;
+    char zero_72[440];
+    char server_name[server_name_size];
+    char zero_1024[3064];
+    uint64_t checksum;  // of all bytes before it
+};
+static_assert(offsetof(ImageHeader, version) == 8 && offsetof(ImageHeader, seed) == 24 &&
+              offsetof(ImageHeader, index_checksum) == 64 && offsetof(ImageHeader, server_name) == 512 &&
+              offsetof(ImageHeader, checksum) == 4088 && sizeof(ImageHeader) == header_size);
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are written as they lie in memory");
+
+struct IndexEntry {
+    uint64_t group;
+    uint64_t table_checksum;
+};
+static_assert(sizeof(IndexEntry) == 16);
+
+// Never 0.
+uint64_t checksum_of_block(const void *data, uint64_t seed, uint64_t block);
+
+uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group);
+uint64_t checksum_of_index(const IndexEntry *entries, size_t count, uint64_t seed);
+uint64_t checksum_of_header(const ImageHeader &header);
+
+}  // namespace stsimage

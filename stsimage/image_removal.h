@@ -1,0 +1,14 @@
+// Deleting an image.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "stsimage/lsu_directory.h"
+
+namespace stsimage {
+
+// Removes the file of an image, whatever it holds, and makes that last.
+int32_t remove_image(const LsuDirectory &lsu, std::string_view name);
+
+}  // namespace stsimage

@@ -1,0 +1,60 @@
+#include "stsimage/last_error.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+namespace {
+
+// Room for a line with two quoted texts of any length; what does not fit is cut.
+constexpr size_t text_size = 4608;
+thread_local char text[text_size];
+
+int32_t status_of(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+            return STSIMG_E_NO_SPACE;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+            return STSIMG_E_NO_ACCESS;
+        case ENOMEM:
+            return STSIMG_E_NO_MEMORY;
+        case EFBIG:
+        case EOVERFLOW:
+            return STSIMG_E_TOO_LARGE;
+        default:
+            return STS_E_SYSTEM;
+    }
+}
+
+}  // namespace
+
+int32_t fail(int32_t status, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, text_size, format, arguments);
+    va_end(arguments);
+    return status;
+}
+
+int32_t fail_system(int error, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, text_size, format, arguments);
+    va_end(arguments);
+    const size_t used = std::strlen(text);
+    const char *meaning = strerrordesc_np(error);
+    std::snprintf(text + used, text_size - used, ": %s", meaning != nullptr ? meaning : "unknown error");
+    return status_of(error);
+}
+
+const char *last_error() { return text; }
+
+}  // namespace stsimage

@@ -1,0 +1,20 @@
+// Why the calling thread's latest call failed.
+//
+// Every function of the library that can fail returns a status and, where the trouble is found, leaves a line that says
+// what was wrong with what. The text lives in a plain buffer of the thread: telling of a failure never allocates, and no
+// destructor keeps the library loaded.
+#pragma once
+
+#include <cstdint>
+
+namespace stsimage {
+
+// Keeps the text and returns the status.
+[[gnu::format(printf, 2, 3)]] int32_t fail(int32_t status, const char *format, ...);
+
+// The same for a system call: adds the meaning of the errno value and derives the status from it.
+[[gnu::format(printf, 2, 3)]] int32_t fail_system(int error, const char *format, ...);
+
+const char *last_error();
+
+}  // namespace stsimage

@@ -1,0 +1,192 @@
+#include "stsimage/unfinished_files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "stsimage/last_error.h"
+#include "stsimage/lsu_directory.h"
+#include "stsimage/quoted_text.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+namespace {
+
+constexpr mode_t directory_mode = 0700;
+constexpr mode_t file_mode = 0600;
+
+// O_NONBLOCK: whatever lies there in place of a file, opening it must not wait.
+constexpr int existing_flags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
+FileDescriptor open_unfinished_directory(const LsuDirectory &lsu) {
+    return FileDescriptor(
+        openat(lsu.descriptor.get(), unfinished_directory.data(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void remove_unfinished_directory_if_empty(const LsuDirectory &lsu) {
+    unlinkat(lsu.descriptor.get(), unfinished_directory.data(), AT_REMOVEDIR);
+}
+
+bool lock_now(const FileDescriptor &file) { return flock(file.get(), LOCK_EX | LOCK_NB) == 0; }
+
+bool remove_if_abandoned(int directory, const char *name) {
+    const FileDescriptor file(openat(directory, name, O_RDONLY | existing_flags));
+    return file && lock_now(file) && unlinkat(directory, name, 0) == 0;
+}
+
+bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
+    struct stat named, open;
+    return fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(file.get(), &open) == 0 &&
+           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+}
+
+bool is_regular(const FileDescriptor &file) {
+    struct stat state;
+    return fstat(file.get(), &state) == 0 && S_ISREG(state.st_mode);
+}
+
+struct CloseDirectory {
+    void operator()(DIR *stream) const { closedir(stream); }
+};
+
+}  // namespace
+
+void clear_abandoned(const LsuDirectory &lsu) {
+    FileDescriptor directory = open_unfinished_directory(lsu);
+    if (!directory || flock(lsu.descriptor.get(), LOCK_EX | LOCK_NB) != 0)
+        return;
+    const int number = directory.get();
+    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(number));
+    if (stream) {
+        directory.release();
+        while (const dirent *entry = readdir(stream.get()))
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+                remove_if_abandoned(number, entry->d_name);
+        remove_unfinished_directory_if_empty(lsu);
+    }
+    flock(lsu.descriptor.get(), LOCK_UN);
+}
+
+UnfinishedFile::~UnfinishedFile() {
+    if (exists && maker == getpid())
+        remove_name_of(data);
+}
+
+int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new_file) {
+    lsu = &new_lsu;
+    file = new_file;
+    maker = getpid();
+    const LsuLock lock(*lsu);
+    if (lock.status() != 0)
+        return lock.status();
+    const std::string path = lsu->path_of(file);
+    struct stat present;
+    if (fstatat(lsu->descriptor.get(), file.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(present.st_mode))
+        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", QuotedText(path).c_str());
+    if (mkdirat(lsu->descriptor.get(), unfinished_directory.data(), directory_mode) != 0 && errno != EEXIST)
+        return fail_system(errno, "cannot make the directory of unfinished images in %s",
+                           QuotedText(lsu->path).c_str());
+    directory = open_unfinished_directory(*lsu);
+    if (!directory)
+        return fail_system(errno, "cannot open the directory of unfinished images in %s",
+                           QuotedText(lsu->path).c_str());
+    do {
+        data = FileDescriptor(openat(directory.get(), file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, file_mode));
+    } while (!data && errno == EEXIST && remove_if_abandoned(directory.get(), file.c_str()));
+    if (!data) {
+        const int error = errno;
+        remove_unfinished_directory_if_empty(*lsu);
+        if (error == EWOULDBLOCK)
+            return fail(STSIMG_E_BUSY, "%s is being written already", QuotedText(path).c_str());
+        return fail_system(error, "cannot make the unfinished file of %s", QuotedText(path).c_str());
+    }
+    exists = true;
+    if (!lock_now(data))
+        return fail_system(errno, "cannot lock the unfinished file of %s", QuotedText(path).c_str());
+    return 0;
+}
+
+int32_t UnfinishedFile::publish() {
+    if (const int32_t status = flush_data(); status != 0)
+        return status;
+    FileDescriptor replaced;
+    if (const int32_t status = take_place(replaced); status != 0)
+        return status;
+    if (const int32_t status = flush_directory(*lsu); status != 0) {
+        give_place_back(static_cast<bool>(replaced));
+        return status;
+    }
+    remove_name_of(replaced);
+    return 0;
+}
+
+int32_t UnfinishedFile::flush_data() {
+    const QuotedText path(lsu->path_of(file));
+    if (fsync(data.get()) != 0)
+        return fail_system(errno, "cannot flush the data of %s", path.c_str());
+    // Closing can tell of a failure too. A second descriptor is closed for that, since the first one holds the lock.
+    const int second = fcntl(data.get(), F_DUPFD_CLOEXEC, 0);
+    if (second < 0 || close(second) != 0)
+        return fail_system(errno, "cannot close %s", path.c_str());
+    return 0;
+}
+
+// Puts the file in the place of its image. An earlier image of that name changes places with it, so that it can be put
+// back; it is locked meanwhile, lest it be taken for the file of a dead writer.
+int32_t UnfinishedFile::take_place(FileDescriptor &out_replaced) {
+    const int target = lsu->descriptor.get();
+    const QuotedText path(lsu->path_of(file));
+    const LsuLock lock(*lsu);
+    if (lock.status() != 0)
+        return lock.status();
+    FileDescriptor earlier(openat(target, file.c_str(), O_RDONLY | existing_flags));
+    if (!earlier && errno != ENOENT)
+        return fail_system(errno, "cannot replace %s", path.c_str());
+    if (earlier) {
+        if (!is_regular(earlier))
+            return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", path.c_str());
+        if (!lock_now(earlier))
+            return fail_system(errno, "cannot lock %s to replace it", path.c_str());
+        if (renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0) {
+            out_replaced = std::move(earlier);
+            return 0;
+        }
+        if (errno != EINVAL && errno != ENOSYS)
+            return fail_system(errno, "cannot replace %s", path.c_str());
+        // This file system cannot exchange names: below, the earlier image is gone at once and cannot be put back.
+    }
+    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0)
+        return fail_system(errno, "cannot give %s its name", path.c_str());
+    return 0;
+}
+
+void UnfinishedFile::give_place_back(bool replaced) {
+    const LsuLock lock(*lsu);
+    if (lock.status() != 0 || !names_file(lsu->descriptor.get(), file, data))
+        return;
+    if (replaced)
+        renameat2(directory.get(), file.c_str(), lsu->descriptor.get(), file.c_str(), RENAME_EXCHANGE);
+    else
+        unlinkat(lsu->descriptor.get(), file.c_str(), 0);
+}
+
+// Removes the name if it is still that of the given file: once published, it is free for another writer. Without the lock
+// the name is left; clearing finds it later.
+void UnfinishedFile::remove_name_of(const FileDescriptor &unwanted) {
+    exists = false;
+    const LsuLock lock(*lsu);
+    if (lock.status() != 0)
+        return;
+    if (unwanted && names_file(directory.get(), file, unwanted))
+        unlinkat(directory.get(), file.c_str(), 0);
+    remove_unfinished_directory_if_empty(*lsu);
+}
+
+}  // namespace stsimage

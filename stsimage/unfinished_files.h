@@ -1,0 +1,54 @@
+// The files of images that are being written.
+//
+// They lie in a directory of their own inside the LSU's, which is there only as long as it holds something. So opening an
+// LSU can look for files of dead writers without reading the names of all its images. The name of an unfinished file is
+// that of the image file it will become, and its writer keeps it locked: that is what makes one writer per image.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "stsimage/file_descriptor.h"
+
+namespace stsimage {
+
+struct LsuDirectory;
+
+constexpr std::string_view unfinished_directory = ".stsimg-unfinished";
+
+// Removes the files whose writers are gone. Never fails: what cannot be removed now is left for the next time.
+void clear_abandoned(const LsuDirectory &lsu);
+
+// One unfinished file. Goes away with its owner unless it has been published.
+class UnfinishedFile {
+public:
+    UnfinishedFile() = default;
+    UnfinishedFile(const UnfinishedFile &) = delete;
+    UnfinishedFile &operator=(const UnfinishedFile &) = delete;
+    ~UnfinishedFile();
+
+    // Makes an empty one in an LSU directory that outlives it. STSIMG_E_BUSY when there is one already whose writer lives.
+    int32_t make(const LsuDirectory &lsu, const std::string &file);
+
+    int descriptor() const { return data.get(); }
+
+    // Flushes the file, gives it its place among the images, instead of one of that name that was there, and flushes the
+    // directory. When that fails the earlier state is restored and the file stays unfinished.
+    int32_t publish();
+
+private:
+    int32_t flush_data();
+    int32_t take_place(FileDescriptor &out_replaced);
+    void give_place_back(bool replaced);
+    void remove_name_of(const FileDescriptor &unwanted);
+
+    const LsuDirectory *lsu = nullptr;
+    std::string file;
+    FileDescriptor directory;
+    FileDescriptor data;
+    int maker = 0;  // a process that was forked meanwhile must not remove its parent's file
+    bool exists = false;
+};
+
+}  // namespace stsimage
