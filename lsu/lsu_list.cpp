@@ -65,8 +65,8 @@ int32_t next_name(const LsuListHandle &list, char *out_name) {
     }
 }
 
-// The pools of the handle's hosts, as an array of the handle. Arrays of lists closed since are released now, not when
-// their list was closed: a framework may still read a name from one.
+// The pools of the handle's hosts, as an array of the handle. Closing a list releases nothing but the list, so the arrays
+// of lists closed since the last opening go now.
 const DiskGroupTable *open_pool_array(ServerHandle &handle) {
     handle.parked_pools.clear();
     handle.open_pools.emplace_back(handle.disk_array->getPoolLSUList(handle.host_list, handle.host_flag != 0));

@@ -54,6 +54,8 @@ int32_t load_process(const char *program, const char *argument) {
     options.command_line("%s", command.c_str());
     // Forked only, and executed here: ACE's own way cannot tell a missing program from one that exits with status 2.
     options.creation_flags(ACE_Process_Options::NO_EXEC);
+    // Otherwise ACE copies the first word, of any length, into a buffer of a path's size. Nothing uses this name.
+    options.process_name("load_process");
     char *const *arguments = options.command_line_argv();
 
     int report[2];

@@ -46,5 +46,5 @@ int32_t stspi_init2(uint64_t offered_version, sts_registration2_t *registration)
 
 int32_t stspi_terminate(void) {
     stsimg_terminate();
-    return STS_E_NOT_SUPPORTED;  // frameworks in the field expect this of a clean shutdown
+    return STS_E_NOT_SUPPORTED;  // deliberate: also after a clean shutdown
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <memory>
 
 #include "plugin/claim.h"
 #include "plugin/message_log.h"
@@ -13,10 +14,11 @@ namespace {
 
 NameList *copy_host_names(const sts_host_t *hosts, int32_t host_count) {
     const auto count = static_cast<size_t>(std::max(0, host_count));
-    auto *names = new NameList(count);
+    auto names = std::make_unique<NameList>();
+    resize(*names, count);
     for (size_t i = 0; i < count; ++i)
         (*names)[i] = FieldText(hosts[i].name).c_str();
-    return names;
+    return names.release();
 }
 
 }  // namespace

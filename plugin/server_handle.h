@@ -10,7 +10,8 @@
 
 enum HandleKind : uint32_t { single_host = 0, multi_host = 1, null_host = 2 };
 
-// Made with all bytes zero by the calls that open a server, released by stspi_close_server alone. At most one of the two
+// Made empty by the calls that open a server, released by stspi_close_server, or by stspi_open_target_server when it
+// refuses the name. At most one of the two
 // server objects is set; a null-host handle and one of a failed open have none.
 struct ServerHandle {
     uint32_t handle_kind = single_host;

@@ -1,5 +1,6 @@
 // OrvSimStorageServer::adjustForPlugin: enclosures turned into disk groups.
 #include <algorithm>
+#include <memory>
 
 #include "sim/orv_sim_storage_server.h"
 
@@ -14,9 +15,10 @@ HostSet *copy_hosts(HostSet &hosts) {
 }
 
 void replace(NameList *&names, const NameList &by) {
-    auto *copy = new NameList(by);
+    auto copy = std::make_unique<NameList>();
+    copy_exactly(by, by.size(), *copy);
     delete names;
-    names = copy;
+    names = copy.release();
 }
 
 }  // namespace
@@ -27,7 +29,8 @@ void OrvSimStorageServer::adjustForPlugin() {
     const size_t count = m_enclosures.size();
     for (size_t i = count; i < m_diskgroups.size(); ++i)
         release_lists(m_diskgroups[i]);
-    cut_table(m_diskgroups, count);
+    copy_exactly(m_diskgroups, std::min(count, m_diskgroups.size()), m_diskgroups);
+    resize(m_diskgroups, count);
     for (size_t i = 0; i < count; ++i) {
         const enclosure_t &enclosure = m_enclosures[i];
         diskgroup_t &group = m_diskgroups[i];

@@ -1,5 +1,6 @@
 #include "sim/config_reader.h"
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -22,14 +23,18 @@ constexpr size_t generous_limit = 20480;
 template <class Table>
 void grow(Table &table, size_t used) {
     if (table.size() < generous_limit || used >= table.size())
-        table.size(2 * table.size());
+        resize(table, 2 * table.size());
 }
 
 // Appends the names of a list value.
 void append(NameList &names, const char *value) {
     const std::unique_ptr<NameList> added(tokenize(value, ","));
     const size_t old_size = names.size();
-    names.size(old_size + added->size());
+    const size_t new_size = old_size + added->size();
+    // Room is doubled, so that a section of many lines is read in time that grows with its length, not faster.
+    if (new_size > names.max_size() && names.max_size(std::max(new_size, 2 * names.max_size())) != 0)
+        throw std::bad_alloc();
+    resize(names, new_size);
     for (size_t i = 0; i < added->size(); ++i)
         if (names.set((*added)[i], old_size + i) != 0)
             std::cout << "array out of bound" << std::endl;
@@ -70,7 +75,8 @@ void ConfigReader::read_line(const std::string &line) {
     else if (key == "ENCLOSURE")
         open_enclosure(value);
     else if (is_attribute && !set_attribute(key, value))
-        std::cout << "Invalid line: " << m_line_number << std::endl;
+        std::cout << "Invalid line: " << std::to_string(m_line_number)
+                  << std::endl;  // decimal, whatever cout is set to
 }
 
 void ConfigReader::open_diskgroup(const char *name) {
@@ -109,7 +115,7 @@ bool ConfigReader::set_attribute(const std::string &key, const char *value) {
     else if (key == "VOLUME_SIZE")
         set_volume_size(value);
     else if (key == "MOUNT_PATH")
-        m_globals.mount_path = value;  // with its ';', unlike the other texts: every user of the path expects it there
+        m_globals.mount_path = value;  // with its ';', on purpose, unlike the other texts
     else if (key == "STORAGE_DIR")
         set_storage_dir(value);
     else if (key == "MOUNT_BEHAVIOR")

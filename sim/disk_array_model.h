@@ -43,7 +43,5 @@ size_t name_count(const NameList *names);
 // have been released before.
 template <class Table>
 void cut_table(Table &table, size_t count) {
-    table.size(count);
-    Table exact(table);
-    table.swap(exact);
+    copy_exactly(table, count, table);
 }

@@ -2,13 +2,14 @@
 
 #include <array>
 #include <cstring>
+#include <memory>
 
 #include "sim/ascii.h"
 
 namespace {
 
-// Room for most lists without growing, not a limit.
-constexpr size_t initial_names = 16;
+// Room that every list has from the start; a longer list grows.
+constexpr size_t initial_names = 512;
 
 constexpr size_t initial_hosts = 16;
 
@@ -46,30 +47,32 @@ void purify(char *text, int count) {
 Name purified_name(const char *raw) { return Name(purified(raw).data()); }
 
 NameList *tokenize(const char *text, const char *separators) {
-    auto *names = new NameList(initial_names);
+    auto names = std::make_unique<NameList>();
+    resize(*names, initial_names);
     size_t count = 0;
     split(text, separators, [&](const char *name) {
         if (count == names->size())
-            names->size(2 * count);
+            resize(*names, 2 * count);
         (*names)[count++] = name;
     });
-    names->size(count);
-    return names;
+    resize(*names, count);
+    return names.release();
 }
 
 std::vector<std::string> *tokenize_to_vector(const char *text, const char *separators) {
-    auto *names = new std::vector<std::string>;
+    auto names = std::make_unique<std::vector<std::string>>();
+    names->reserve(initial_names);
     split(text, separators, [&](const char *name) { names->emplace_back(name); });
-    return names;
+    return names.release();
 }
 
 HostSet *tokenize_to_map(const char *text, const char *separators) {
-    auto *names = new HostSet(initial_hosts);
+    auto names = std::make_unique<HostSet>(initial_hosts);
     std::string rest = text;
     // strtok, not strtok_r: that reading a file shares the process's tokenizer is known and accepted.
     for (char *piece = std::strtok(rest.data(), separators); piece != nullptr; piece = std::strtok(nullptr, separators))
         names->bind(Name(purified(piece).data()), 1);
-    return names;
+    return names.release();
 }
 
 std::string joined_names(const NameList *names) {

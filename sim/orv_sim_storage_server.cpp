@@ -21,8 +21,7 @@ constexpr size_t initial_enclosures = 5;
 
 const sts_session_def_v7_t *OrvSimStorageServer::m_sd = nullptr;
 
-OrvSimStorageServer::OrvSimStorageServer(const std::string &server_name)
-    : m_diskgroups(initial_diskgroups), m_enclosures(initial_enclosures), m_mount_behavior("SUCCESS") {
+OrvSimStorageServer::OrvSimStorageServer(const std::string &server_name) : m_mount_behavior("SUCCESS") {
     if (server_name.empty())
         return;
     if (server_name.find(':') == std::string::npos) {
@@ -48,6 +47,8 @@ void OrvSimStorageServer::read_configuration() {
         std::cout << "Error getting hostname" << std::endl;
         return;
     }
+    resize(m_diskgroups, initial_diskgroups);
+    resize(m_enclosures, initial_enclosures);
     ConfigReader(m_diskgroups, m_enclosures, {m_mount_path, m_mount_behavior, m_udid_token}).read(file.get());
     adjustForPlugin();
 }

@@ -54,8 +54,7 @@ public:
     void adjustForPlugin();
 
     // The pools that hosts may use: those that list any of them (match_any), or all of them. An empty host list finds
-    // none. Returns a new array that the caller deletes, with only the names filled, each once, in the reverse of the
-    // order in which they were first found.
+    // none. Returns a new array that the caller deletes, with only the names filled, each once, last found first.
     DiskGroupTable *getPoolLSUList(const NameList *hosts, bool match_any);
 
     // The first disk group of that name, owned by the array, or null, also for a null name.

@@ -1,6 +1,8 @@
 // The questions that OrvSimStorageServer answers about its pools and their disks.
 #include <cstring>
 #include <memory>
+#include <new>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <vector>
@@ -55,7 +57,7 @@ DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool 
     }
     auto pools = std::make_unique<DiskGroupTable>();
     if (pools->size(selected.size()) == 0)
-        // Last found comes first: hosts of the interface rely on this order.
+        // Last found comes first, on purpose.
         for (size_t i = 0; i < selected.size(); ++i)
             (*pools)[i].name = *selected[selected.size() - 1 - i];
     return pools.release();
@@ -99,7 +101,9 @@ Name OrvSimStorageServer::getUDID(Name name) {
     // Deliberately one string for the whole process, without a lock: threads that ask at the same moment may see each
     // other's text. Its room is taken once and never given back, so that they do not free it under each other.
     constexpr size_t room = 65536;
-    static Name udid(room, '\0');
+    static Name udid(std::string(room, ' ').c_str());  // ACE's constructor for room alone crashes when there is none
+    if (udid.c_str() == nullptr)
+        throw std::bad_alloc();
     udid.fast_clear();
     if (is_empty_text(m_udid_token)) {
         udid += name;

@@ -17,9 +17,10 @@
  *  6. Messages go to the log function of the session, one call a message, on the calling thread. Trace messages need
  *     mask bit 0x1 and carry level 3, error messages need bit 0x8 and carry level 4. An entry point that is traced sends
  *     "++++ Entering NAME\n" and "---- Leaving NAME\n" in the trace class. A session may be null: nothing is logged.
- *  7. Calls on different handles may run at the same time on different threads, except the calls that open a server:
- *     those read the configuration file with a tokenizer that the whole process shares. One handle is used by one
- *     thread at a time.
+ *  7. One handle is used by one thread at a time. Calls on different handles may run at the same time on different
+ *     threads, with two exceptions. Calls that open a server read the configuration file with a tokenizer that the whole
+ *     process shares: never two at once. Calls that tell device identifiers (stspi_list_lsu on a list of volumes,
+ *     stspi_get_lsu_prop_byname on a disk) build them in one string of the process: two at once may tell each other's.
  *
  * Life of a plug-in, in order:
  *
@@ -219,7 +220,7 @@ int32_t stspi_close_server(sts_server_handle_t handle);
 int32_t stspi_open_lsu_list(sts_server_handle_t handle, const void *ignored, sts_lsu_list_handle_t *out_list);
 
 /* Opens a list of the volumes of one pool. The list yields unique device identifiers, not volume names.
- *   lsu           the disk-array handle and the pool's name
+ *   lsu           the disk-array handle, which must outlive the list, and the pool's name
  *   out_list      receives the list, also when the pool is unknown
  * Returns STS_E_INVALID_PARAMETER for a handle without a disk array, STS_E_NO_SERVER for an unknown pool. Not traced. */
 int32_t stspi_open_dynamic_lsu_list(const stsp_lsu_v7_t *lsu, sts_lsu_list_handle_t *out_list);
@@ -241,7 +242,8 @@ int32_t stspi_close_lsu_list(sts_lsu_list_handle_t list);
  *   info          cleared and filled; for a directory not cleared: only server_name, lsu_class, flags,
  *                 block_size_bytes, capacity_bytes and used_bytes are written
  * Returns STS_E_NO_SERVER for an unknown LSU or a handle without a server object, STS_E_NOT_FOUND for a pool without
- * hosts, STS_E_SYSTEM when the file system cannot be asked, and -2 for a directory name that is empty or longer than
+ * hosts, STS_E_INVALID_PARAMETER for a disk name that begins with ':' and for an LSU of a Copan array without a name or a
+ * directory, STS_E_SYSTEM when the file system cannot be asked, and -2 for a directory name that is empty or longer than
  * 1024 bytes. Traced. */
 int32_t stspi_get_lsu_prop_byname(const stsp_lsu_v7_t *lsu, sts_lsu_info_v9_t *info);
 
@@ -311,10 +313,11 @@ int32_t stspi_close_image_list(sts_image_list_handle_t list);
 
 /* Copies length bytes from one open image to another, with one read and one write; a short read writes what was read.
  *   source        handed to the image library as it is, null too
- *   length        bytes, below 2 GiB
+ *   length        bytes; the buffer's size is its low 32 bits as a signed number, so it should be below 2 GiB
  *   ignored       may be anything
  *   out_bytes_written   set when the read succeeded, also when the write then fails
- * Returns the status of the read, or of the write. Not traced. */
+ * Returns the status of the read, or of the write; STS_E_INVALID_PARAMETER when those 32 bits are negative or the length
+ * is more than memory holds. Not traced. */
 int32_t stspi_copy_extent(sts_image_handle_t target, uint64_t target_offset, sts_image_handle_t source,
                           uint64_t source_offset, uint64_t length, const void *ignored, uint64_t *out_bytes_written);
 
