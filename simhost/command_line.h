@@ -1,0 +1,51 @@
+// The command line: one subcommand a file, each of which leaves an action to carry out.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "simhost/captured_stdout.h"
+#include "simhost/host.h"
+#include "simhost/report.h"
+
+// What a command has to work with.
+struct Workbench {
+    Report &report;
+    CapturedStdout &captured;
+};
+
+struct CommandLine {
+    std::string command;  // "run", "image put"
+    OutputOptions output;
+    HostOptions host;
+    std::function<void(Workbench &)> action;
+};
+
+// Adds a subcommand.
+CLI::App *add_command(CLI::App &app, const char *name, const char *description);
+
+// Adds --json, --verbose and --strict.
+void add_output_options(CLI::App &command, OutputOptions &options);
+// Adds the choice of the plug-in and of its surroundings.
+void add_host_options(CLI::App &command, HostOptions &options);
+
+// Adds --no-progress.
+void add_progress_option(CLI::App &command, OutputOptions &options);
+// Adds --chunk, the size of one read or write call.
+void add_chunk_option(CLI::App &command, uint64_t &chunk_bytes);
+
+struct ServerOptions {
+    std::string server;
+    std::vector<std::string> hosts;  // empty: the HOST part of the server's name
+
+    std::vector<std::string> hosts_or_default() const;
+};
+// Adds --server and --hosts.
+void add_server_options(CLI::App &command, ServerOptions &options);
+
+void add_run_command(CLI::App &app, CommandLine &line);
+
+// Adds all commands and their help.
+void add_commands(CLI::App &app, CommandLine &line);

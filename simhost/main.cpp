@@ -1,0 +1,50 @@
+#include <cstdio>
+#include <exception>
+
+#include "simhost/command_line.h"
+#include "simhost/failure.h"
+#include "simhost/interrupt.h"
+#include "simhost/simhost_version.h"
+
+namespace {
+
+ExitStatus carry_out(const CommandLine &line, int &signal) {
+    CapturedStdout captured;
+    Report report(line.command, line.output, captured.own_output());
+    ExitStatus status = ExitStatus::good;
+    try {
+        Workbench bench{report, captured};
+        line.action(bench);
+    } catch (const UsageError &failure) {
+        report.error(failure.what());
+        status = ExitStatus::usage;
+    } catch (const Interrupted &failure) {
+        report.error(failure.what());
+        signal = failure.signal;
+        status = ExitStatus::bad;
+    } catch (const std::exception &failure) {
+        report.error(failure.what());
+        status = ExitStatus::bad;
+    }
+    return report.finish(status);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    CommandLine line;
+    CLI::App app("Drives a storage-server plug-in the way a backup framework does.", "simhost");
+    app.set_version_flag("--version", "simhost " SIMHOST_VERSION, "Show the version and end");
+    add_commands(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &failure) {
+        return app.exit(failure) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
+    }
+    catch_interrupts();
+    int signal = 0;
+    const ExitStatus status = carry_out(line, signal);
+    if (signal != 0)
+        end_by_signal(signal);
+    return static_cast<int>(status);
+}

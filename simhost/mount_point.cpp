@@ -1,0 +1,40 @@
+#include "simhost/mount_point.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "simhost/failure.h"
+#include "simhost/text_field.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string absolute_without_slash(const std::string &path) {
+    std::string result = fs::absolute(path).string();
+    while (result.size() > 1 && result.back() == '/')
+        result.pop_back();
+    return result;
+}
+
+}  // namespace
+
+MountPoint::MountPoint(const std::string &path) : m_path(absolute_without_slash(path)) {
+    std::error_code failure;
+    if (fs::symlink_status(m_path, failure).type() != fs::file_type::not_found)
+        throw UsageError(fmt::format("{} is there already; a mount would replace it", printable(m_path)));
+}
+
+MountPoint::~MountPoint() {
+    if (m_removes && !target().empty())
+        unlink(m_path.c_str());
+}
+
+std::string MountPoint::target() const {
+    std::error_code failure;
+    const fs::path target = fs::read_symlink(m_path, failure);
+    return failure ? std::string() : target.string();
+}

@@ -1,0 +1,32 @@
+// A plug-in's shared library, loaded by path.
+//
+// It stays loaded until the program ends, so that what a plug-in keeps on purpose can still be named by a leak checker.
+#pragma once
+
+#include <string>
+
+#include "stspi/stspi.h"
+
+class PluginLibrary {
+public:
+    // Throws UsageError with the loader's words. image_library, if not empty, is loaded first: the plug-in then finds
+    // its "libstsimage.so" already there.
+    PluginLibrary(const std::string &path, const std::string &image_library);
+
+    // Null when there is no such symbol in the plug-in or in a library that it needs.
+    void *symbol(const char *name) const;
+
+    decltype(&stspi_init) init;
+    decltype(&stspi_init2) init2;
+
+    // The image library's words for the last failure on this thread; "" from a library that has none.
+    std::string image_library_error() const;
+
+private:
+    void *m_library;
+    const char *(*m_image_library_error)();
+};
+
+// The plug-in to use when none is named: beside this program in a build tree or an installation, otherwise the bare
+// name, for the loader's own search.
+std::string default_plugin_path();

@@ -1,0 +1,61 @@
+// One open server of a plug-in.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simhost/host.h"
+
+// How a server is opened: only a handle made for a list of hosts can list a disk array's pools.
+enum class ServerKind { disk_array, copan };
+
+class Server {
+public:
+    // A name that begins with the plug-in's own prefix is a disk array's; it is created for the hosts. Any other is
+    // opened. Throws UsageError for a host name that does not fit.
+    Server(Host &host, const std::string &name, const std::vector<std::string> &hosts);
+    // Releases the handle if close was not called.
+    ~Server();
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    void close();
+
+    Host &host() const { return m_host; }
+    ServerKind kind() const { return m_kind; }
+    sts_server_handle_t handle() const { return m_handle; }
+    // Names an LSU of this server. Throws UsageError for a name that does not fit.
+    stsp_lsu_v7_t lsu(const std::string &name) const;
+
+    // The pools, or a Copan array's LSUs, in the plug-in's order.
+    std::vector<std::string> list_lsus();
+    // The unique device identifiers of a pool's volumes.
+    std::vector<std::string> list_volumes(const std::string &pool);
+    sts_lsu_info_v9_t lsu_info(const std::string &name);
+    sts_server_info_t server_info();
+    // Mounts "POOL:VOLUME" and returns the plug-in's result text.
+    std::string mount(const std::string &lsu_name, const std::string &mount_point);
+    void unmount(const std::string &lsu_name);
+
+private:
+    void create(const std::vector<std::string> &hosts);
+    void open();
+    std::vector<std::string> take_names(sts_lsu_list_handle_t list);
+
+    Host &m_host;
+    std::string m_name;
+    ServerKind m_kind;
+    sts_server_handle_t m_handle = nullptr;
+};
+
+// Asks the plug-in whether the name is its own; throws BadAnswer when it is not.
+void demand_claim(Host &host, const std::string &server_name);
+
+// By the plug-in's prefix.
+ServerKind kind_of_server(const Host &host, const std::string &server_name);
+
+// The part of a server's name behind its first ':'; the whole name without one.
+std::string host_part(const std::string &server_name);
+
+// "name, name, name"; cut with the number of the rest when there are many.
+std::string joined(const std::vector<std::string> &names);

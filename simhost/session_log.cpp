@@ -1,0 +1,18 @@
+#include "simhost/session_log.h"
+
+#include <utility>
+
+SessionLog::SessionLog(bool traces) {
+    m_session.log_context = reinterpret_cast<uint64_t>(this);
+    m_session.log_function = receive;
+    m_session.log_mask = STS_LOG_MASK_ERROR;
+    if (traces)
+        m_session.log_mask |= STS_LOG_MASK_TRACE;
+}
+
+std::vector<LogLine> SessionLog::take() { return std::exchange(m_lines, {}); }
+
+void SessionLog::receive(uint64_t context, const char *message, int32_t level) {
+    auto *self = reinterpret_cast<SessionLog *>(context);
+    self->m_lines.push_back({message == nullptr ? "(null)" : message, level});
+}

@@ -1,0 +1,31 @@
+// The session that simhost gives to the plug-in, and the messages that arrive through it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "stspi/sts_types.h"
+
+struct LogLine {
+    std::string text;
+    int32_t level;
+};
+
+class SessionLog {
+public:
+    // With traces the plug-in is asked for trace messages too, otherwise for error messages only.
+    explicit SessionLog(bool traces);
+    SessionLog(const SessionLog &) = delete;
+    SessionLog &operator=(const SessionLog &) = delete;
+
+    const sts_session_def_v7_t *session() const { return &m_session; }
+
+    // The messages since the last call.
+    std::vector<LogLine> take();
+
+private:
+    static void receive(uint64_t context, const char *message, int32_t level);
+
+    sts_session_def_v7_t m_session = {};
+    std::vector<LogLine> m_lines;
+};

@@ -1,0 +1,117 @@
+"""simhost run with a plug-in that goes wrong: each fault is told and everything is undone."""
+
+import json
+import os
+import subprocess
+
+from simhost_world import FAKE_PLUGIN, SIMHOST, SimhostTest, main
+
+
+class Faults(SimhostTest):
+    def run_with(self, faults, *arguments, server="Kelvarpool:mediaA", data=b"0123456789"):
+        return self.simhost("run", "--server", server, *arguments, plugin=FAKE_PLUGIN, faults=faults, data=data)
+
+    def failing(self, faults, message, *arguments, **how):
+        before = self.tree()
+        done = self.expect(1, self.run_with(faults, *arguments, **how))
+        self.assertIn(message.encode(), done.stderr)
+        self.assertEqual(self.tree(), before)
+        return done
+
+    def test_without_faults_all_is_well(self):
+        for server in ("Kelvarpool:mediaA", "copan:arr1"):
+            self.expect(0, self.run_with("", server=server))
+
+    def test_an_unexpected_status_of_any_call_is_told(self):
+        calls = ["init", "init2", "claim", "create_server", "open_lsu_list", "list_lsu", "get_lsu_prop_byname",
+                 "open_dynamic_lsu_list", "mount_lsu", "create_image", "write_image", "close_image", "open_image",
+                 "read_image", "open_image_list", "list_image", "get_image_prop_byname", "delete_image",
+                 "close_server", "terminate"]
+        for call in calls:
+            with self.subTest(call=call):
+                self.failing(f"status:{call}=2060022", f"stspi_{call} answers STS_E_NOT_FOUND (2060022)")
+
+    def test_an_unknown_status_is_told_by_number(self):
+        self.failing("status:open_lsu_list=-2", "stspi_open_lsu_list answers unknown status (-2)")
+
+    def test_a_server_handle_of_a_failed_opening_is_closed(self):
+        done = self.failing("status:open_server=2060026 log:because", "stspi_open_server answers STS_E_INTERNAL",
+                            server="copan:arr1")
+        self.assertIn(b"stspi_close_server", done.stdout)
+        self.assertIn(b"    log 4: because\n", done.stdout)
+
+    def test_a_changed_byte_is_found(self):
+        self.failing("corrupt:7", "the image differs from the data: xxh128")
+        file = self.root / "data"
+        file.write_bytes(b"0123456789" * 100)
+        self.failing("corrupt:777", "the image differs from the data, first at byte 777", file)
+        self.failing("corrupt:777", "first at byte 777", "--chunk", "10", file)
+
+    def test_missing_bytes_are_found(self):
+        self.failing("cut:9", "10 bytes were written, 9 read back")
+        self.failing("cut:0", "10 bytes were written, 0 read back")
+
+    def test_a_short_write_is_found(self):
+        self.failing("short", "stspi_write_image took 9 of 10 bytes at offset 0")
+
+    def test_wrong_properties_are_found(self):
+        self.failing("size:11", "the image's properties tell 11 bytes, 10 were written")
+
+    def test_an_image_missing_in_the_list_is_found(self):
+        self.failing("forget", "is not among the images")
+
+    def test_a_mount_without_a_link_is_found(self):
+        self.failing("nolink", "is no link")
+
+    def test_a_null_slot_is_told(self):
+        self.failing("null:11", "slot 11 of the first table (stspi_create_image) is null")
+
+    def test_a_library_that_is_no_plugin_is_refused(self):
+        done = self.expect(2, self.simhost("run", "--server", "Kelvarpool:mediaA", plugin="libc.so.6"))
+        self.assertIn(b"is not a plug-in", done.stderr)
+
+    def test_a_failing_clean_up_is_a_warning(self):
+        done = self.expect(1, self.run_with("status:create_image=1 status:close_server=2"))
+        self.assertIn(b"warning: stspi_close_server answers unknown status (2) while releasing", done.stderr)
+        self.assertIn(b"stspi_create_image answers unknown status (1)", done.stderr)
+
+    def test_what_is_printed_is_shown_apart(self):
+        done = self.expect(0, self.run_with("print:HELLO", "--json"))
+        self.assertEqual(json.loads(done.stdout)["plugin_output"], ["HELLO"])
+        done = self.expect(0, self.run_with("print:HELLO"))
+        self.assertIn(b"    printed: HELLO\n", done.stdout)
+        self.expect(3, self.run_with("print:HELLO", "--strict"))
+
+    def test_control_characters_do_not_reach_the_terminal(self):
+        done = self.expect(0, self.run_with("print:\033[31mred"))
+        self.assertNotIn(b"\033", done.stdout)
+        self.assertIn(b"\\x1b[31mred", done.stdout)
+
+    def test_directories_that_others_use_stay(self):
+        place = self.root / "place"
+        place.mkdir()
+        done = self.expect(0, self.run_with(f"directory:{place}"))
+        self.assertFalse((place / "images").exists())
+        self.assertTrue((place / "mounted" / "foreign").exists())
+        self.assertIn(f"warning: {place}/mounted was made by this run and is not empty; it stays".encode(),
+                      done.stderr)
+
+    def test_a_closed_standard_output_is_told(self):
+        read, write = os.pipe()
+        os.close(read)
+        process = subprocess.run(self.command("run", "--server", "Kelvarpool:mediaA", plugin=FAKE_PLUGIN),
+                                 stdin=subprocess.DEVNULL, stdout=write, stderr=subprocess.PIPE,
+                                 env=self.environment(), check=False)
+        os.close(write)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn(b"cannot write to standard output", process.stderr)
+
+    def test_the_errors_are_in_the_document(self):
+        document = json.loads(self.failing("corrupt:1", "differs", "--json").stdout)
+        self.assertFalse(document["ok"])
+        self.assertEqual(document["exit_status"], 1)
+        self.assertIn("differs", document["errors"][0])
+
+
+if __name__ == "__main__":
+    main()
