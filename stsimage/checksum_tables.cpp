@@ -11,6 +11,18 @@
 
 namespace stsimage {
 
+namespace {
+
+// How much of a table has to be written: the rest is zero, and zero in the file already. So a small image is a small file.
+size_t size_in_use(const ChecksumTable &table) {
+    constexpr size_t step = block_size / sizeof(uint64_t);
+    const auto last = std::find_if(table.rbegin(), table.rend(), [](uint64_t checksum) { return checksum != 0; });
+    const auto used = static_cast<size_t>(table.rend() - last);
+    return (used + step - 1) / step * block_size;
+}
+
+}  // namespace
+
 ChecksumTables::ChecksumTables(int open_file, std::string file_path, uint64_t image_seed)
     : file(open_file), path(std::move(file_path)), seed(image_seed) {}
 
@@ -111,7 +123,7 @@ int32_t ChecksumTables::write_back(uint64_t group, Kept &kept) {
         return 0;
     const uint64_t place = table_place(group);
     index[group] = checksum_of_table(kept.table->data(), seed, group);
-    if (!write_fully(file, kept.table->data(), table_size, place))
+    if (!write_fully(file, kept.table->data(), size_in_use(*kept.table), place))
         return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
     kept.changed = false;
     return 0;

@@ -19,6 +19,9 @@ namespace stsimage {
 
 namespace {
 
+constexpr uint64_t checked_at_once = 256 * 1024;
+static_assert(group_size % checked_at_once == 0);
+
 // Where the last block of an image ends in the file, or the header of an empty one: there the index begins.
 uint64_t end_of_data(uint64_t image_size) {
     return image_size == 0 ? header_size : block_place((image_size - 1) / block_size) + block_size;
@@ -103,9 +106,9 @@ int32_t ImageContent::read(char *buffer, uint64_t length, uint64_t offset) {
     if (holding)
         if (const int32_t status = release_held(); status != 0)
             return status;
-    constexpr uint64_t group_bytes = blocks_per_group * block_size;
     while (length > 0) {
-        const uint64_t part = std::min(length, group_bytes - offset % group_bytes);
+        // Parts that the processor's cache still holds when they are checked.
+        const uint64_t part = std::min(length, checked_at_once - offset % checked_at_once);
         if (const int32_t status = read_group_part(buffer, part, offset); status != 0)
             return status;
         buffer += part;

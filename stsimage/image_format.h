@@ -1,10 +1,10 @@
 // The layout of an image file, version 1. docs/image-library.md describes it for users; change both together.
 //
-//     header | group 0 | group 1 | ... | index
-//     group: checksum table | data blocks
+//     section 0 | section 1 | ... | index
+//     section: header (in section 0, a gap elsewhere) | 63 checksum tables | 63 groups of data blocks
 //
 // A data block has a fixed place, so writing out of order and leaving gaps needs no bookkeeping: a gap is a hole in the
-// file. A table holds one checksum for each of its group's blocks, 0 for a block that was never written. The index, at the
+// file. A table holds one checksum for each block of its group, 0 for a block that was never written. The index, at the
 // end, holds the checksum of every table that was written, and the header that of the index. All numbers are little-endian.
 #pragma once
 
@@ -18,14 +18,25 @@ constexpr uint64_t block_size = 4096;
 constexpr uint64_t blocks_per_group = 2048;
 constexpr uint64_t header_size = 4096;
 constexpr uint64_t table_size = blocks_per_group * sizeof(uint64_t);
-constexpr uint64_t group_size = table_size + blocks_per_group * block_size;
+constexpr uint64_t group_size = blocks_per_group * block_size;
+
+// With the room of one more table for the header, the tables take 1 MiB: so data that is aligned in the image is aligned
+// in the file, up to that size, and the page cache can keep it in large pages.
+constexpr uint64_t groups_per_section = 63;
+constexpr uint64_t section_head_size = (1 + groups_per_section) * table_size;
+constexpr uint64_t section_size = section_head_size + groups_per_section * group_size;
+static_assert(section_head_size == uint64_t{1} << 20 && header_size <= table_size);
 
 // Every place in the file of an image of this size fits an off_t.
 constexpr uint64_t max_image_size = uint64_t{1} << 62;
 
-constexpr uint64_t table_place(uint64_t group) { return header_size + group * group_size; }
+constexpr uint64_t table_place(uint64_t group) {
+    return group / groups_per_section * section_size + (1 + group % groups_per_section) * table_size;
+}
 constexpr uint64_t block_place(uint64_t block) {
-    return table_place(block / blocks_per_group) + table_size + block % blocks_per_group * block_size;
+    const uint64_t group = block / blocks_per_group;
+    return group / groups_per_section * section_size + section_head_size + group % groups_per_section * group_size +
+           block % blocks_per_group * block_size;
 }
 
 constexpr char image_magic[8] = {'\x89', 'S', 'T', 'S', 'I', 'M', 'G', '\n'};
