@@ -313,11 +313,11 @@ int32_t stspi_close_image_list(sts_image_list_handle_t list);
 
 /* Copies length bytes from one open image to another, with one read and one write; a short read writes what was read.
  *   source        handed to the image library as it is, null too
- *   length        bytes; the buffer's size is its low 32 bits as a signed number, so it should be below 2 GiB
+ *   length        bytes; its low 32 bits must not be a negative number. The library gets it as it is
  *   ignored       may be anything
  *   out_bytes_written   set when the read succeeded, also when the write then fails
- * Returns the status of the read, or of the write; STS_E_INVALID_PARAMETER when those 32 bits are negative or the length
- * is more than memory holds. Not traced. */
+ * Returns the status of the read, or of the write; STS_E_INVALID_PARAMETER when those 32 bits are negative or there is no
+ * memory. Not traced. */
 int32_t stspi_copy_extent(sts_image_handle_t target, uint64_t target_offset, sts_image_handle_t source,
                           uint64_t source_offset, uint64_t length, const void *ignored, uint64_t *out_bytes_written);
 

@@ -1,0 +1,34 @@
+#include "image/transfer_buffer.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+// More than any memory holds; a length beyond it is nonsense that the library is to judge.
+constexpr uint64_t most_room = uint64_t{1} << 36;
+
+}  // namespace
+
+TransferBuffer::TransferBuffer(uint64_t length)
+    : m_size(std::clamp(length, uint64_t{1}, most_room)), m_is_mapped(length > INT32_MAX) {
+    if (static_cast<int32_t>(length) < 0)
+        return;
+    if (!m_is_mapped) {
+        m_data = std::malloc(m_size);
+        return;
+    }
+    void *mapped = mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    m_data = mapped != MAP_FAILED ? mapped : nullptr;
+}
+
+TransferBuffer::~TransferBuffer() {
+    if (m_data == nullptr)
+        return;
+    if (m_is_mapped)
+        munmap(m_data, m_size);
+    else
+        std::free(m_data);
+}
