@@ -118,6 +118,8 @@ int32_t open_root(const std::string &root, WhenMissing when_missing, FileDescrip
             return status;
         out_root = FileDescriptor(open(root.c_str(), directory_flags));
     }
+    if (!out_root && errno == ENOENT)
+        return fail(STS_E_NOT_FOUND, "the root directory of images %s does not exist", QuotedText(root).c_str());
     if (!out_root)
         return fail_system(errno, "cannot open the root directory of images %s", QuotedText(root).c_str());
     return 0;

@@ -47,9 +47,14 @@ bool names_file(int directory, const std::string &name, const FileDescriptor &fi
            named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
-bool is_regular(const FileDescriptor &file) {
+// Whether an image may take this name: nothing bears it, or a regular file does.
+int32_t check_name_is_free_for_image(const LsuDirectory &lsu, const std::string &file) {
     struct stat state;
-    return fstat(file.get(), &state) == 0 && S_ISREG(state.st_mode);
+    if (fstatat(lsu.descriptor.get(), file.c_str(), &state, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT ? 0 : fail_system(errno, "cannot look at %s", QuotedText(lsu.path_of(file)).c_str());
+    return S_ISREG(state.st_mode)
+               ? 0
+               : fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", QuotedText(lsu.path_of(file)).c_str());
 }
 
 struct CloseDirectory {
@@ -86,10 +91,9 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
     const LsuLock lock(*lsu);
     if (lock.status() != 0)
         return lock.status();
+    if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
+        return status;
     const std::string path = lsu->path_of(file);
-    struct stat present;
-    if (fstatat(lsu->descriptor.get(), file.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(present.st_mode))
-        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", QuotedText(path).c_str());
     if (mkdirat(lsu->descriptor.get(), unfinished_directory.data(), directory_mode) != 0 && errno != EEXIST)
         return fail_system(errno, "cannot make the directory of unfinished images in %s",
                            QuotedText(lsu->path).c_str());
@@ -146,12 +150,12 @@ int32_t UnfinishedFile::take_place(FileDescriptor &out_replaced) {
     const LsuLock lock(*lsu);
     if (lock.status() != 0)
         return lock.status();
+    if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
+        return status;
     FileDescriptor earlier(openat(target, file.c_str(), O_RDONLY | existing_flags));
     if (!earlier && errno != ENOENT)
         return fail_system(errno, "cannot replace %s", path.c_str());
     if (earlier) {
-        if (!is_regular(earlier))
-            return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", path.c_str());
         if (!lock_now(earlier))
             return fail_system(errno, "cannot lock %s to replace it", path.c_str());
         if (renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0) {

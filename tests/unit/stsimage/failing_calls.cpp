@@ -1,0 +1,287 @@
+#include "tests/unit/stsimage/failing_calls.h"
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define SANITIZED 1
+#endif
+#endif
+#ifndef SANITIZED
+#define SANITIZED 0
+#endif
+
+namespace {
+
+thread_local int inside = 0;
+
+Call failing_call = Call::none;
+int failing_number = 0;
+int failing_error = 0;
+Failing failing_kind = Failing::once;
+int seen = 0;
+bool has_failed = false;
+bool limited = false;
+uint64_t bytes_left = 0;
+bool recording = false;
+std::atomic<int64_t> allocations{0};
+
+std::vector<std::string> &recorded() {
+    static std::vector<std::string> calls;
+    return calls;
+}
+
+bool fails(Call call) {
+    if (inside == 0 || call != failing_call)
+        return false;
+    ++seen;
+    if (failing_kind == Failing::once ? seen != failing_number : seen < failing_number)
+        return false;
+    has_failed = true;
+    errno = failing_error;
+    return true;
+}
+
+void note(const char *what) {
+    if (inside == 0 || !recording)
+        return;
+    const int kept = inside;
+    inside = 0;  // keeping the record must not be looked at itself
+    recorded().emplace_back(what);
+    inside = kept;
+}
+
+template <class Function>
+Function next(const char *name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+// The C library's function of the same name and type.
+#define NEXT(function)                                                    \
+    ([] {                                                                 \
+        static const auto found = next<decltype(&::function)>(#function); \
+        return found;                                                     \
+    }())
+
+}  // namespace
+
+const char *name_of(Call call) {
+    static constexpr const char *names[] = {"open",      "mkdir", "write",  "read",     "fsync", "rename",
+                                            "unlink",    "close", "flock",  "truncate", "stat",  "list",
+                                            "duplicate", "seek",  "random", "memory"};
+    return names[static_cast<int>(call)];
+}
+
+Library::Library() { ++inside; }
+Library::~Library() { --inside; }
+
+void fail_call(Call call, int n, int error, Failing failing) {
+    failing_call = call;
+    failing_number = n;
+    failing_error = error;
+    failing_kind = failing;
+    seen = 0;
+    has_failed = false;
+}
+
+void limit_written_bytes(uint64_t bytes) {
+    limited = true;
+    bytes_left = bytes;
+    has_failed = false;
+}
+
+bool let_calls_pass() {
+    failing_call = Call::none;
+    limited = false;
+    return has_failed;
+}
+
+void record_calls() {
+    recorded().clear();
+    recording = true;
+}
+
+std::vector<std::string> take_recorded_calls() {
+    recording = false;
+    return std::move(recorded());
+}
+
+int64_t live_allocations() { return allocations; }
+
+int open_descriptors() {
+    int count = 0;
+    DIR *directory = opendir("/proc/self/fd");
+    while (readdir(directory) != nullptr)
+        ++count;
+    closedir(directory);
+    return count;
+}
+
+extern "C" {
+
+int open(const char *path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = static_cast<mode_t>((flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, int) : 0);
+    va_end(arguments);
+    return fails(Call::open) ? -1 : NEXT(open)(path, flags, mode);
+}
+
+int openat(int directory, const char *path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = static_cast<mode_t>((flags & O_CREAT) != 0 ? va_arg(arguments, int) : 0);
+    va_end(arguments);
+    return fails(Call::open) ? -1 : NEXT(openat)(directory, path, flags, mode);
+}
+
+long syscall(long number, ...) {
+    va_list arguments;
+    va_start(arguments, number);
+    long values[6];
+    for (long &value : values)
+        value = va_arg(arguments, long);
+    va_end(arguments);
+    if (number == SYS_openat2 && fails(Call::open))
+        return -1;
+    return NEXT(syscall)(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+}
+
+int mkdirat(int directory, const char *path, mode_t mode) {
+    return fails(Call::mkdir) ? -1 : NEXT(mkdirat)(directory, path, mode);
+}
+
+ssize_t pwrite(int file, const void *data, size_t length, off_t offset) {
+    if (fails(Call::write))
+        return -1;
+    if (inside > 0 && limited) {
+        if (bytes_left == 0) {
+            has_failed = true;
+            errno = ENOSPC;
+            return -1;
+        }
+        length = std::min<uint64_t>(length, bytes_left);
+        bytes_left -= length;
+    }
+    note("write");
+    return NEXT(pwrite)(file, data, length, offset);
+}
+
+ssize_t pread(int file, void *data, size_t length, off_t offset) {
+    return fails(Call::read) ? -1 : NEXT(pread)(file, data, length, offset);
+}
+
+ssize_t preadv(int file, const iovec *parts, int count, off_t offset) {
+    return fails(Call::read) ? -1 : NEXT(preadv)(file, parts, count, offset);
+}
+
+int fsync(int file) {
+    if (fails(Call::fsync))
+        return -1;
+    struct stat state;
+    note(NEXT(fstat)(file, &state) == 0 && S_ISDIR(state.st_mode) ? "fsync directory" : "fsync file");
+    return NEXT(fsync)(file);
+}
+
+int renameat(int from, const char *old_path, int to, const char *new_path) noexcept {
+    if (fails(Call::rename))
+        return -1;
+    note("rename");
+    return NEXT(renameat)(from, old_path, to, new_path);
+}
+
+int renameat2(int from, const char *old_path, int to, const char *new_path, unsigned int flags) noexcept {
+    if (fails(Call::rename))
+        return -1;
+    note("exchange");
+    return NEXT(renameat2)(from, old_path, to, new_path, flags);
+}
+
+int unlinkat(int directory, const char *path, int flags) noexcept {
+    if (fails(Call::unlink))
+        return -1;
+    note(flags == 0 ? "unlink" : "rmdir");
+    return NEXT(unlinkat)(directory, path, flags);
+}
+
+// A close that fails has closed all the same.
+int close(int file) {
+    const int result = NEXT(close)(file);
+    return fails(Call::close) ? -1 : result;
+}
+
+int flock(int file, int operation) noexcept { return fails(Call::flock) ? -1 : NEXT(flock)(file, operation); }
+
+int ftruncate(int file, off_t length) noexcept { return fails(Call::truncate) ? -1 : NEXT(ftruncate)(file, length); }
+
+int fstat(int file, struct stat *state) noexcept { return fails(Call::stat) ? -1 : NEXT(fstat)(file, state); }
+
+int fstatat(int directory, const char *path, struct stat *state, int flags) noexcept {
+    return fails(Call::stat) ? -1 : NEXT(fstatat)(directory, path, state, flags);
+}
+
+DIR *fdopendir(int file) { return fails(Call::list) ? nullptr : NEXT(fdopendir)(file); }
+
+dirent *readdir(DIR *directory) { return fails(Call::list) ? nullptr : NEXT(readdir)(directory); }
+
+int fcntl(int file, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    return fails(Call::duplicate) ? -1 : NEXT(fcntl)(file, command, argument);
+}
+
+off_t lseek(int file, off_t offset, int whence) noexcept {
+    return fails(Call::seek) ? -1 : NEXT(lseek)(file, offset, whence);
+}
+
+ssize_t getrandom(void *buffer, size_t length, unsigned int flags) {
+    return fails(Call::random) ? -1 : NEXT(getrandom)(buffer, length, flags);
+}
+
+// The sanitizers have a malloc of their own; there, operator new below is what fails.
+#if !SANITIZED
+void *__libc_malloc(size_t size);
+void *malloc(size_t size) noexcept { return fails(Call::memory) ? nullptr : __libc_malloc(size); }
+#endif
+
+}  // extern "C"
+
+void *operator new(size_t size) {
+#if SANITIZED
+    if (fails(Call::memory))
+        throw std::bad_alloc();
+#endif
+    void *memory = std::malloc(size);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++allocations;
+    return memory;
+}
+
+void operator delete(void *memory) noexcept {
+    if (memory != nullptr)
+        --allocations;
+    std::free(memory);
+}
+
+void operator delete(void *memory, size_t) noexcept { operator delete(memory); }

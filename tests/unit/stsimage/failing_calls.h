@@ -1,0 +1,56 @@
+// System calls and allocations of the image library that fail when a test says so.
+//
+// The program defines the C library's functions itself, which the dynamic linker prefers for every library: so the image
+// library under test is the very file that ships. Only calls made inside a Library scope are looked at.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum class Call {
+    open,  // open, openat and openat2
+    mkdir,
+    write,
+    read,
+    fsync,
+    rename,
+    unlink,
+    close,
+    flock,
+    truncate,
+    stat,
+    list,  // fdopendir and readdir
+    duplicate,
+    seek,
+    random,
+    memory,
+    none
+};
+
+const char *name_of(Call call);
+
+// Marks the thread's calls as the library's while it lives.
+class Library {
+public:
+    Library();
+    ~Library();
+};
+
+// Lets the n-th call of a kind fail with an errno value, or that one and all later ones. The first is 1.
+enum class Failing { once, from_then_on };
+void fail_call(Call call, int n, int error, Failing failing);
+
+// Lets writing fail with ENOSPC after so many bytes, the write that meets the limit being cut short first.
+void limit_written_bytes(uint64_t bytes);
+
+// Undoes both. Returns whether any call has failed.
+bool let_calls_pass();
+
+// The order of calls that change what is on the disk, since the last clear: "pwrite", "fsync FILE", "rename", ...
+std::vector<std::string> take_recorded_calls();
+void record_calls();
+
+// What the library holds now.
+int64_t live_allocations();
+int open_descriptors();

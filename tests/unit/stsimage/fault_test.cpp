@@ -1,0 +1,319 @@
+// One call after the other fails, in a whole cycle of the library's life.
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+
+#include "tests/unit/stsimage/failing_calls.h"
+#include "tests/unit/stsimage/image_test.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What the cycle has been told, and so must find.
+struct Promised {
+    std::map<std::string, std::string> images;  // by name, in the LSU "pool"
+    bool fresh_stored = false;
+    bool fresh_deleted = false;
+    int32_t first_failure = 0;
+    std::string reason;
+};
+
+const std::string kept_data = pattern(70000, 1);
+const std::string old_data = pattern(9000, 2);
+const std::string new_data = pattern(50000, 3);
+const std::string fresh_data = pattern(30000, 4);
+constexpr char fresh_lsu[] = "made/on/demand";
+
+// Runs a call of the library with faults let in.
+template <class Function>
+int32_t in_library(Promised &promised, Function function) {
+    int32_t status;
+    {
+        const Library scope;
+        status = function();
+    }
+    if (status != 0 && status != STS_E_NO_MORE_ENTRIES && promised.first_failure == 0) {
+        promised.first_failure = status;
+        promised.reason = stsimg_last_error();
+    }
+    return status;
+}
+
+int32_t write_at(Promised &promised, sts_image_handle_t image, const std::string &data, uint64_t offset) {
+    return in_library(promised, [&] {
+        uint64_t written;
+        return stsimg_write_image(image, nullptr, data.data(), data.size(), offset, &written);
+    });
+}
+
+// Returns whether the image was closed with success.
+bool store_image(Promised &promised, const char *lsu, const char *name, const std::string &data) {
+    const sts_image_definition_t definition = image_named(name);
+    sts_image_handle_t image = nullptr;
+    if (in_library(promised, [&] { return stsimg_create_image(lsu, nullptr, "", &definition, 0, &image); }) != 0)
+        return false;
+    // Parts that begin and end within blocks, the first one last.
+    bool written = true;
+    for (size_t place = 7001; place < data.size(); place += 7001)
+        written &= write_at(promised, image, data.substr(place, 7001), place) == 0;
+    written &= write_at(promised, image, data.substr(0, 7001), 0) == 0;
+    const bool closed = in_library(promised, [&] { return stsimg_close_image(image); }) == 0;
+    EXPECT_TRUE(written || !closed) << name << ": a write failed, and close did not say so";
+    return closed;
+}
+
+bool change_image(Promised &promised, const char *name, const std::string &data, uint64_t offset) {
+    const sts_image_definition_t definition = image_named(name);
+    sts_image_handle_t image = nullptr;
+    if (in_library(promised,
+                   [&] { return stsimg_open_image("pool", nullptr, "", &definition, STSIMG_MODE_WRITE, &image); }) != 0)
+        return false;
+    const bool written = write_at(promised, image, data, offset) == 0;
+    const bool closed = in_library(promised, [&] { return stsimg_close_image(image); }) == 0;
+    EXPECT_TRUE(written || !closed);
+    return closed;
+}
+
+void read_image(Promised &promised, const char *name) {
+    const sts_image_definition_t definition = image_named(name);
+    sts_image_info_t properties;
+    in_library(promised, [&] { return stsimg_get_image_prop_byname("pool", nullptr, "", &definition, &properties); });
+    sts_image_handle_t image = nullptr;
+    if (in_library(promised,
+                   [&] { return stsimg_open_image("pool", nullptr, "", &definition, STSIMG_MODE_READ, &image); }) != 0)
+        return;
+    const std::string &expected = promised.images.at(name);
+    std::string data(expected.size() + 100, '?');
+    uint64_t got = 0;
+    if (in_library(promised, [&] { return stsimg_read_image(image, data.data(), data.size() - 50, 50, &got); }) == 0) {
+        data.resize(got);
+        EXPECT_TRUE(data == expected.substr(50));
+    }
+    in_library(promised, [&] { return stsimg_close_image(image); });
+}
+
+void list_images(Promised &promised) {
+    sts_image_list_handle_t list = nullptr;
+    if (in_library(promised, [&] { return stsimg_open_image_list("pool", nullptr, "", 0, &list); }) != 0)
+        return;
+    sts_image_definition_t definition;
+    while (in_library(promised, [&] { return stsimg_list_image(list, &definition); }) == 0)
+        EXPECT_EQ(promised.images.count(definition.name), 1u) << definition.name;
+    in_library(promised, [&] { return stsimg_close_image_list(list); });
+}
+
+// The whole cycle; what fails in it does not keep the rest from being tried.
+void run_cycle(Promised &promised) {
+    promised.fresh_stored = store_image(promised, fresh_lsu, "fresh", fresh_data);
+    if (store_image(promised, "pool", "replaced", new_data))
+        promised.images["replaced"] = new_data;
+    if (change_image(promised, "changed", new_data, 60000))
+        promised.images["changed"] = kept_data.substr(0, 60000) + new_data;
+    read_image(promised, "kept");
+    list_images(promised);
+    if (promised.fresh_stored) {
+        const sts_image_definition_t definition = image_named("fresh");
+        promised.fresh_deleted =
+            in_library(promised, [&] { return stsimg_delete_image(fresh_lsu, nullptr, "", &definition, 0); }) == 0;
+    }
+}
+
+bool is_clear(int32_t status) {
+    switch (status) {
+        case STS_E_SYSTEM:
+        case STSIMG_E_NO_SPACE:
+        case STSIMG_E_NO_MEMORY:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+struct Fault {
+    Call call;
+    int error;
+    Failing failing;
+};
+
+class FaultLoop : public ImageTest, public testing::WithParamInterface<Fault> {
+protected:
+    void set_up_images(Promised &promised) {
+        fs::remove_all(root() / "made");
+        promised.images = {{"kept", kept_data}, {"replaced", old_data}, {"changed", kept_data}};
+        for (const auto &[name, data] : promised.images)
+            ASSERT_EQ(store(name, data), 0) << stsimg_last_error();
+    }
+
+    void check(const Promised &promised) {
+        for (const auto &[name, data] : promised.images)
+            EXPECT_TRUE(content(name) == data) << name << " " << content(name).substr(0, 20);
+        EXPECT_EQ(names(), (std::vector<std::string>{"changed", "kept", "replaced"}));
+        EXPECT_FALSE(fs::exists(unfinished()));
+        if (promised.fresh_stored && !promised.fresh_deleted) {
+            // Deleting may have failed at its very end, when the image is gone but the directory could not be flushed.
+            const std::string now = content("fresh", fresh_lsu);
+            EXPECT_TRUE(now == fresh_data || now == "status 2060022");
+        } else {
+            EXPECT_EQ(content("fresh", fresh_lsu), "status 2060022");
+        }
+        EXPECT_FALSE(fs::exists(unfinished(fresh_lsu)));
+    }
+};
+
+TEST_P(FaultLoop, EveryRoundEndsClearlyAndKeepsWhatWasPromised) {
+    const Fault fault = GetParam();
+    // Once without faults: what is allocated once and for all is there then.
+    {
+        Promised promised;
+        set_up_images(promised);
+        run_cycle(promised);
+        ASSERT_EQ(promised.first_failure, 0) << promised.reason;
+        check(promised);
+    }
+    int rounds_with_failure = 0;
+    for (int n = 1;; ++n) {
+        SCOPED_TRACE(std::string(name_of(fault.call)) + " number " + std::to_string(n));
+        ASSERT_LT(n, 2000) << "the loop does not come to its end";
+        const auto promised = std::make_unique<Promised>();
+        set_up_images(*promised);
+        const int descriptors = open_descriptors();
+        fail_call(fault.call, n, fault.error, fault.failing);
+        run_cycle(*promised);
+        const bool failed = let_calls_pass();
+        EXPECT_EQ(open_descriptors(), descriptors);
+        check(*promised);
+        if (promised->first_failure != 0) {
+            EXPECT_TRUE(failed) << promised->reason;
+            EXPECT_TRUE(is_clear(promised->first_failure)) << promised->first_failure << " " << promised->reason;
+            EXPECT_FALSE(promised->reason.empty());
+            ++rounds_with_failure;
+        }
+        if (HasFailure())
+            return;
+        if (!failed) {
+            EXPECT_EQ(promised->first_failure, 0);
+            EXPECT_TRUE(promised->fresh_deleted);
+            break;
+        }
+    }
+    EXPECT_GT(rounds_with_failure, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    NthCall, FaultLoop,
+    testing::Values(Fault{Call::write, ENOSPC, Failing::once}, Fault{Call::write, EIO, Failing::from_then_on},
+                    Fault{Call::write, EDQUOT, Failing::from_then_on}, Fault{Call::fsync, EIO, Failing::once},
+                    Fault{Call::fsync, EIO, Failing::from_then_on}, Fault{Call::rename, EIO, Failing::once},
+                    Fault{Call::rename, ENOSPC, Failing::from_then_on}, Fault{Call::open, EMFILE, Failing::once},
+                    Fault{Call::open, EMFILE, Failing::from_then_on}, Fault{Call::mkdir, ENOSPC, Failing::once},
+                    Fault{Call::mkdir, ENOSPC, Failing::from_then_on}, Fault{Call::close, EIO, Failing::once},
+                    Fault{Call::close, EIO, Failing::from_then_on}, Fault{Call::read, EIO, Failing::once},
+                    Fault{Call::read, EIO, Failing::from_then_on}, Fault{Call::flock, ENOLCK, Failing::once},
+                    Fault{Call::truncate, EIO, Failing::once}, Fault{Call::stat, EIO, Failing::once},
+                    Fault{Call::list, EIO, Failing::once}, Fault{Call::duplicate, EMFILE, Failing::once},
+                    Fault{Call::seek, EIO, Failing::once}, Fault{Call::random, EIO, Failing::once},
+                    Fault{Call::memory, ENOMEM, Failing::once}, Fault{Call::memory, ENOMEM, Failing::from_then_on}),
+    [](const testing::TestParamInfo<Fault> &fault) {
+        return std::string(name_of(fault.param.call)) + "_" + strerrorname_np(fault.param.error) +
+               (fault.param.failing == Failing::once ? "_once" : "_from_then_on");
+    });
+
+using FullDisk = ImageTest;
+
+// The file system takes fewer and fewer bytes: every byte count at which a write can be cut short.
+TEST_F(FullDisk, AnyAmountOfRoomIsHandled) {
+    ASSERT_EQ(store("kept", kept_data), 0);
+    bool fitted = false;
+    for (uint64_t room = 0; !fitted; room += 1777) {
+        ASSERT_LT(room, 1000000u);
+        Promised promised;
+        limit_written_bytes(room);
+        fitted = store_image(promised, "pool", "new", new_data);
+        EXPECT_NE(let_calls_pass(), fitted);
+        if (!fitted) {
+            EXPECT_EQ(promised.first_failure, STSIMG_E_NO_SPACE) << promised.reason;
+            EXPECT_EQ(names(), std::vector<std::string>{"kept"});
+            EXPECT_FALSE(fs::exists(unfinished()));
+        }
+        EXPECT_TRUE(content("kept") == kept_data);
+    }
+    EXPECT_TRUE(content("new") == new_data);
+}
+
+using FlushOrder = ImageTest;
+
+// The last write is flushed before the name is given, and the name before close returns.
+TEST_F(FlushOrder, DataThenNameThenDirectory) {
+    for (const bool replacing : {false, true}) {
+        Promised promised;
+        record_calls();
+        ASSERT_TRUE(store_image(promised, "pool", "image", new_data));
+        const std::vector<std::string> calls = take_recorded_calls();
+        const auto position = [&calls](const std::string &call) {
+            const auto found = std::find(calls.rbegin(), calls.rend(), call);
+            return calls.rend() - found;  // 0: not there
+        };
+        const auto name = position(replacing ? "exchange" : "rename");
+        EXPECT_GT(position("write"), 0);
+        EXPECT_GT(position("fsync file"), position("write"));
+        EXPECT_GT(name, position("fsync file"));
+        EXPECT_GT(position("fsync directory"), name);
+    }
+}
+
+TEST_F(FlushOrder, NewDirectoriesAreFlushedIntoTheirParents) {
+    Promised promised;
+    record_calls();
+    ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    const std::vector<std::string> calls = take_recorded_calls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "fsync directory"), 3 + 1);
+}
+
+TEST_F(FlushOrder, DeletionIsFlushed) {
+    ASSERT_EQ(store("image", "x"), 0);
+    Promised promised;
+    const sts_image_definition_t definition = image_named("image");
+    record_calls();
+    ASSERT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }), 0);
+    EXPECT_EQ(take_recorded_calls(), (std::vector<std::string>{"unlink", "fsync directory"}));
+}
+
+using SpoiltImage = ImageTest;
+
+TEST_F(SpoiltImage, FirstFailureComesBackFromEveryLaterCall) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    ASSERT_EQ(write(image, new_data), 0);
+    Promised promised;
+    fail_call(Call::write, 1, EDQUOT, Failing::once);
+    EXPECT_EQ(write_at(promised, image, new_data, 0), STSIMG_E_NO_SPACE);
+    let_calls_pass();
+    EXPECT_EQ(write(image, new_data), STSIMG_E_NO_SPACE);
+    EXPECT_EQ(stsimg_close_image(image), STSIMG_E_NO_SPACE);
+    EXPECT_TRUE(names().empty());
+    EXPECT_TRUE(fs::is_empty(root() / "pool"));
+}
+
+TEST_F(SpoiltImage, CyclesLeaveNoMemoryBehind) {
+    ASSERT_EQ(store("kept", kept_data), 0);
+    const auto cycle = [&] {
+        const auto promised = std::make_unique<Promised>();
+        promised->images = {{"kept", kept_data}};
+        store_image(*promised, "pool", "image", new_data);
+        read_image(*promised, "kept");
+        fail_call(Call::fsync, 1, EIO, Failing::once);
+        store_image(*promised, "pool", "image", new_data);
+        let_calls_pass();
+        remove("image");
+    };
+    cycle();
+    const int64_t before = live_allocations();
+    for (int round = 0; round < 50; ++round)
+        cycle();
+    EXPECT_EQ(live_allocations(), before);
+}

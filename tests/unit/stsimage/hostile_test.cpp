@@ -1,0 +1,331 @@
+// Names, texts, handles and directories that no well-meaning caller would hand over.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "tests/unit/stsimage/image_test.h"
+
+namespace fs = std::filesystem;
+
+using ImageName = ImageTest;
+using LsuText = ImageTest;
+using NullPointer = ImageTest;
+using Handle = ImageTest;
+using ForeignEntry = ImageTest;
+using LastError = ImageTest;
+
+namespace {
+
+bool message_has(const std::string &part) { return std::string(stsimg_last_error()).find(part) != std::string::npos; }
+
+// Runs part of a test as an ordinary user, for whom permissions count. The part returns whether all was as expected.
+bool as_ordinary_user(const std::function<bool()> &part) {
+    if (geteuid() != 0)
+        return part();
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(setgid(65534) == 0 && setuid(65534) == 0 && part() ? 0 : 1);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
+}  // namespace
+
+TEST_F(ImageName, BadNamesAreRefusedEverywhere) {
+    for (const std::string &name :
+         {std::string(), std::string("."), std::string(".."), std::string("/"), std::string("a/b"),
+          std::string("../escape"), std::string("/etc/passwd"), std::string("a/"), std::string("line\nbreak"),
+          std::string("tab\t"), std::string("\x7f"), std::string("\x01"), std::string(241, 'x'), std::string(1023, 'x'),
+          std::string(1024, 'x')}) {
+        sts_image_handle_t image = &image;
+        EXPECT_EQ(create(name, image), STSIMG_E_INVALID_NAME) << name;
+        EXPECT_EQ(image, nullptr);
+        EXPECT_TRUE(message_has("the image name \"")) << stsimg_last_error();
+        EXPECT_EQ(open(name, STSIMG_MODE_READ, image), STSIMG_E_INVALID_NAME) << name;
+        EXPECT_EQ(remove(name), STSIMG_E_INVALID_NAME) << name;
+        sts_image_info_t properties;
+        EXPECT_EQ(info(name, properties), STSIMG_E_INVALID_NAME) << name;
+    }
+    EXPECT_TRUE(fs::is_empty(root()));
+}
+
+TEST_F(ImageName, UnterminatedFieldIsRefused) {
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create(std::string(4000, 'x'), image), STSIMG_E_INVALID_NAME);
+    EXPECT_TRUE(message_has("not terminated")) << stsimg_last_error();
+}
+
+TEST_F(ImageName, UnusualButHarmlessNamesWork) {
+    const std::vector<std::string> unusual{
+        std::string(240, 'n'),  "..x",      ".hidden", ".stsimg-unfinished", "-rf",     "a b  c ", "%s%n", "x.stsimg",
+        "\xc3\xa4\xe2\x82\xac", "\xff\xfe", "*",       "C:\\windows",        "'\"`$(x)"};
+    for (const std::string &name : unusual) {
+        ASSERT_EQ(store(name, "data of " + name), 0) << name << ": " << stsimg_last_error();
+        EXPECT_EQ(content(name), "data of " + name);
+    }
+    EXPECT_EQ(names().size(), unusual.size());
+    for (const std::string &name : unusual)
+        EXPECT_EQ(remove(name), 0) << name;
+    EXPECT_TRUE(fs::is_empty(root() / "pool"));
+}
+
+TEST_F(LsuText, BadTextsAreRefusedAndMakeNothing) {
+    const std::string long_text(4000, 'x');
+    const std::string long_component(300, 'x');
+    for (const char *text : {"", ".", "..", "../out", "pool/..", "pool/../../out", "./pool", "a/./b", "line\nbreak",
+                             "\x01", long_text.c_str(), long_component.c_str(), "pool/.stsimg-unfinished"}) {
+        sts_image_handle_t image = nullptr;
+        EXPECT_EQ(create("image", image, text), STSIMG_E_INVALID_LSU) << text;
+        EXPECT_TRUE(message_has("the LSU text \"") || message_has("parent")) << stsimg_last_error();
+        EXPECT_EQ(open("image", STSIMG_MODE_READ, image, text), STSIMG_E_INVALID_LSU) << text;
+        sts_image_list_handle_t list = nullptr;
+        EXPECT_EQ(stsimg_open_image_list(text, nullptr, "", 0, &list), STSIMG_E_INVALID_LSU) << text;
+    }
+    EXPECT_TRUE(fs::is_empty(root()));
+    EXPECT_FALSE(fs::exists(root().parent_path() / "out"));
+}
+
+TEST_F(LsuText, MissingDirectoryIsNotFoundAndNotMadeByReading) {
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(open("image", STSIMG_MODE_READ, image, "none"), STS_E_NOT_FOUND);
+    EXPECT_TRUE(message_has("none")) << stsimg_last_error();
+    sts_image_list_handle_t list = nullptr;
+    EXPECT_EQ(stsimg_open_image_list("none", nullptr, "", 0, &list), STS_E_NOT_FOUND);
+    EXPECT_EQ(remove("image", "none"), STS_E_NOT_FOUND);
+    EXPECT_TRUE(fs::is_empty(root()));
+}
+
+TEST_F(LsuText, AbsoluteDirectoryIsNeverMade) {
+    const fs::path missing = root() / "not-mounted";
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("image", image, missing.c_str()), STS_E_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(missing));
+}
+
+TEST_F(LsuText, FileInPlaceOfDirectoryIsRefused) {
+    std::ofstream(root() / "file") << "x";
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("image", image, "file"), STSIMG_E_INVALID_LSU);
+    EXPECT_EQ(create("image", image, "file/below"), STSIMG_E_INVALID_LSU);
+    EXPECT_EQ(create("image", image, (root() / "file").c_str()), STSIMG_E_INVALID_LSU);
+    EXPECT_TRUE(message_has("not a directory")) << stsimg_last_error();
+}
+
+TEST_F(LsuText, LinksOutOfTheRootAreRefused) {
+    const fs::path inside = root() / "root";
+    const fs::path outside = root() / "outside";
+    fs::create_directory(inside);
+    fs::create_directory(outside);
+    setenv("STSIMAGE_ROOT", inside.c_str(), 1);
+    fs::create_directory_symlink("../outside", inside / "relative");
+    fs::create_directory_symlink(outside, inside / "absolute");
+    fs::create_directory_symlink("circle", inside / "circle");
+    fs::create_directory_symlink("nowhere", inside / "dangling");
+    sts_image_handle_t image = nullptr;
+    for (const char *text : {"relative", "absolute", "relative/deep", "absolute/deep", "circle"})
+        EXPECT_EQ(create("image", image, text), STSIMG_E_INVALID_LSU) << text << ": " << stsimg_last_error();
+    EXPECT_NE(create("image", image, "dangling"), 0);
+    EXPECT_TRUE(fs::is_empty(outside));
+
+    fs::create_directory(inside / "real");
+    fs::create_directory_symlink("real", inside / "alias");
+    ASSERT_EQ(store("image", "x", "alias"), 0) << stsimg_last_error();
+    EXPECT_EQ(content("image", "real"), "x");
+}
+
+TEST_F(LsuText, UnreadableDirectoryIsRefused) {
+    const fs::path locked = root() / "locked";
+    fs::create_directory(locked);
+    fs::permissions(root(), fs::perms::all);
+    fs::permissions(locked, fs::perms::none);
+    EXPECT_TRUE(as_ordinary_user([] {
+        sts_image_handle_t image = nullptr;
+        return create("image", image, "locked") == STSIMG_E_NO_ACCESS && message_has("locked");
+    }));
+    fs::permissions(locked,
+                    fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
+    EXPECT_TRUE(as_ordinary_user([] {
+        sts_image_handle_t image = nullptr;
+        return create("image", image, "locked") == STSIMG_E_NO_ACCESS && names("locked").empty();
+    }));
+    fs::permissions(locked, fs::perms::owner_all);
+}
+
+TEST_F(LsuText, RootMustBeAbsoluteAndItsParentExist) {
+    sts_image_handle_t image = nullptr;
+    setenv("STSIMAGE_ROOT", "relative", 1);
+    EXPECT_EQ(create("image", image), STSIMG_E_INVALID_LSU);
+    EXPECT_TRUE(message_has("STSIMAGE_ROOT")) << stsimg_last_error();
+    setenv("STSIMAGE_ROOT", (root() / "new").c_str(), 1);
+    EXPECT_EQ(open("image", STSIMG_MODE_READ, image), STS_E_NOT_FOUND);
+    EXPECT_EQ(store("image", "x"), 0) << stsimg_last_error();
+    EXPECT_EQ(content("image"), "x");
+    setenv("STSIMAGE_ROOT", (root() / "far" / "off").c_str(), 1);
+    EXPECT_NE(create("image", image), 0);
+    EXPECT_FALSE(fs::exists(root() / "far"));
+}
+
+TEST_F(NullPointer, GivesInvalidParameterInEveryCall) {
+    ASSERT_EQ(store("image", "data"), 0);
+    const sts_image_definition_t definition = image_named("image");
+    sts_image_handle_t image = nullptr;
+    sts_image_list_handle_t list = nullptr;
+    sts_image_info_t properties;
+    sts_image_definition_t found;
+    uint64_t count;
+    char buffer[4];
+    const auto invalid = [](int32_t status) { EXPECT_EQ(status, STS_E_INVALID_PARAMETER) << stsimg_last_error(); };
+    invalid(stsimg_create_image(nullptr, nullptr, "", &definition, 0, &image));
+    invalid(stsimg_create_image("pool", nullptr, nullptr, &definition, 0, &image));
+    invalid(stsimg_create_image("pool", nullptr, "", nullptr, 0, &image));
+    invalid(stsimg_create_image("pool", nullptr, "", &definition, 0, nullptr));
+    invalid(stsimg_open_image(nullptr, nullptr, "", &definition, 1, &image));
+    invalid(stsimg_open_image("pool", nullptr, nullptr, &definition, 1, &image));
+    invalid(stsimg_open_image("pool", nullptr, "", nullptr, 1, &image));
+    invalid(stsimg_open_image("pool", nullptr, "", &definition, 1, nullptr));
+    invalid(stsimg_delete_image(nullptr, nullptr, "", &definition, 0));
+    invalid(stsimg_delete_image("pool", nullptr, nullptr, &definition, 0));
+    invalid(stsimg_delete_image("pool", nullptr, "", nullptr, 0));
+    invalid(stsimg_open_image_list(nullptr, nullptr, "", 0, &list));
+    invalid(stsimg_open_image_list("pool", nullptr, nullptr, 0, &list));
+    invalid(stsimg_open_image_list("pool", nullptr, "", 0, nullptr));
+    invalid(stsimg_get_image_prop_byname(nullptr, nullptr, "", &definition, &properties));
+    invalid(stsimg_get_image_prop_byname("pool", nullptr, nullptr, &definition, &properties));
+    invalid(stsimg_get_image_prop_byname("pool", nullptr, "", nullptr, &properties));
+    invalid(stsimg_get_image_prop_byname("pool", nullptr, "", &definition, nullptr));
+    invalid(stsimg_get_image_prop(nullptr, &properties));
+    invalid(stsimg_read_image(nullptr, buffer, 4, 0, &count));
+    invalid(stsimg_write_image(nullptr, nullptr, buffer, 4, 0, &count));
+    invalid(stsimg_close_image(nullptr));
+    invalid(stsimg_list_image(nullptr, &found));
+    invalid(stsimg_close_image_list(nullptr));
+
+    ASSERT_EQ(create("image", image), 0);
+    invalid(stsimg_get_image_prop(image, nullptr));
+    invalid(stsimg_read_image(image, nullptr, 4, 0, &count));
+    invalid(stsimg_read_image(image, buffer, 4, 0, nullptr));
+    invalid(stsimg_write_image(image, nullptr, nullptr, 4, 0, &count));
+    invalid(stsimg_write_image(image, nullptr, buffer, 4, 0, nullptr));
+    EXPECT_EQ(stsimg_close_image(image), 0);
+    ASSERT_EQ(stsimg_open_image_list("pool", nullptr, "", 0, &list), 0);
+    invalid(stsimg_list_image(list, nullptr));
+    EXPECT_EQ(stsimg_close_image_list(list), 0);
+}
+
+TEST_F(NullPointer, OverlongServerNameIsRefused) {
+    const sts_image_definition_t definition = image_named("image");
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(stsimg_create_image("pool", nullptr, std::string(512, 'h').c_str(), &definition, 0, &image),
+              STS_E_INVALID_PARAMETER);
+    ASSERT_EQ(stsimg_create_image("pool", nullptr, std::string(511, 'h').c_str(), &definition, 0, &image), 0);
+    EXPECT_EQ(stsimg_close_image(image), 0);
+}
+
+TEST_F(Handle, ClosedForeignAndMadeUpOnesAreRefused) {
+    sts_image_handle_t image = nullptr;
+    sts_image_list_handle_t list = nullptr;
+    ASSERT_EQ(store("image", "data"), 0);
+    ASSERT_EQ(open("image", STSIMG_MODE_READ, image), 0);
+    ASSERT_EQ(stsimg_open_image_list("pool", nullptr, "", 0, &list), 0);
+    const auto expect_no_image = [](void *handle) {
+        sts_image_info_t properties;
+        uint64_t count;
+        char buffer[4];
+        EXPECT_EQ(stsimg_get_image_prop(handle, &properties), STSIMG_E_INVALID_HANDLE);
+        EXPECT_EQ(stsimg_read_image(handle, buffer, 4, 0, &count), STSIMG_E_INVALID_HANDLE);
+        EXPECT_EQ(stsimg_write_image(handle, nullptr, buffer, 4, 0, &count), STSIMG_E_INVALID_HANDLE);
+        EXPECT_EQ(stsimg_close_image(handle), STSIMG_E_INVALID_HANDLE);
+    };
+    const auto expect_no_list = [](void *handle) {
+        sts_image_definition_t found;
+        EXPECT_EQ(stsimg_list_image(handle, &found), STSIMG_E_INVALID_HANDLE);
+        EXPECT_EQ(stsimg_close_image_list(handle), STSIMG_E_INVALID_HANDLE);
+    };
+    int local = 0;
+    for (void *made_up :
+         {static_cast<void *>(&local), reinterpret_cast<void *>(1), reinterpret_cast<void *>(UINTPTR_MAX)}) {
+        expect_no_image(made_up);
+        expect_no_list(made_up);
+    }
+    expect_no_image(list);
+    expect_no_list(image);
+    EXPECT_EQ(stsimg_close_image(image), 0);
+    EXPECT_EQ(stsimg_close_image_list(list), 0);
+    expect_no_image(image);
+    expect_no_list(list);
+}
+
+TEST_F(Handle, IsNeverUsedAgain) {
+    ASSERT_EQ(store("image", "data"), 0);
+    std::vector<void *> seen;
+    for (int round = 0; round < 1000; ++round) {
+        sts_image_handle_t image = nullptr;
+        ASSERT_EQ(open("image", STSIMG_MODE_READ, image), 0);
+        EXPECT_EQ(stsimg_close_image(image), 0);
+        seen.push_back(image);
+    }
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(std::unique(seen.begin(), seen.end()), seen.end());
+}
+
+// Entries with an image's file name that are no files: never followed, opened, replaced or deleted.
+TEST_F(ForeignEntry, IsNoImageAndStays) {
+    ASSERT_EQ(store("real", "data"), 0);
+    fs::create_directory(file_of("directory"));
+    fs::create_symlink("real.stsimg", file_of("link"));
+    fs::create_symlink("nothing", file_of("dangling"));
+    ASSERT_EQ(mkfifo(file_of("pipe").c_str(), 0600), 0);
+    for (const char *name : {"directory", "link", "dangling", "pipe"}) {
+        sts_image_handle_t image = nullptr;
+        sts_image_info_t properties;
+        EXPECT_EQ(open(name, STSIMG_MODE_READ, image), STSIMG_E_NOT_AN_IMAGE) << name;
+        EXPECT_EQ(open(name, STSIMG_MODE_WRITE, image), STSIMG_E_NOT_AN_IMAGE) << name;
+        EXPECT_EQ(create(name, image), STSIMG_E_NOT_AN_IMAGE) << name;
+        EXPECT_EQ(remove(name), STSIMG_E_NOT_AN_IMAGE) << name;
+        EXPECT_EQ(info(name, properties), STSIMG_E_NOT_AN_IMAGE) << name;
+        EXPECT_NE(fs::symlink_status(file_of(name)).type(), fs::file_type::not_found) << name;
+    }
+    EXPECT_EQ(names(), std::vector<std::string>{"real"});
+    EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+TEST_F(ForeignEntry, InPlaceOfTheUnfinishedDirectoryIsNotFollowed) {
+    const fs::path outside = root() / "outside";
+    fs::create_directory(outside);
+    std::ofstream(outside / "image.stsimg") << "precious";
+    fs::create_directory(root() / "pool");
+    fs::create_directory_symlink(outside, unfinished());
+    sts_image_handle_t image = nullptr;
+    EXPECT_NE(create("image", image), 0);
+    EXPECT_TRUE(names().empty());
+    EXPECT_TRUE(fs::exists(outside / "image.stsimg"));
+}
+
+TEST_F(LastError, BelongsToItsThread) {
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(open("mine", STSIMG_MODE_READ, image, "none"), STS_E_NOT_FOUND);
+    std::string of_other_thread = "?";
+    std::thread([&] {
+        of_other_thread = stsimg_last_error();
+        sts_image_handle_t other = nullptr;
+        create("bad/name", other);
+    }).join();
+    EXPECT_EQ(of_other_thread, "");
+    EXPECT_TRUE(message_has("none")) << stsimg_last_error();
+    EXPECT_EQ(store("fine", "x"), 0);
+    EXPECT_TRUE(message_has("none")) << stsimg_last_error();
+}
+
+TEST_F(LastError, ShowsBytesThatCannotBePrinted) {
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("a\x1b[31m\n", image), STSIMG_E_INVALID_NAME);
+    EXPECT_TRUE(message_has("\"a\\x1b[31m\\x0a\"")) << stsimg_last_error();
+}
