@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -43,6 +44,7 @@ bool limited = false;
 uint64_t bytes_left = 0;
 bool recording = false;
 std::atomic<int64_t> allocations{0};
+std::array<int, static_cast<size_t>(Call::none)> counts{};
 
 std::vector<std::string> &recorded() {
     static std::vector<std::string> calls;
@@ -50,7 +52,10 @@ std::vector<std::string> &recorded() {
 }
 
 bool fails(Call call) {
-    if (inside == 0 || call != failing_call)
+    if (inside == 0)
+        return false;
+    ++counts[static_cast<size_t>(call)];
+    if (call != failing_call)
         return false;
     ++seen;
     if (failing_kind == Failing::once ? seen != failing_number : seen < failing_number)
@@ -112,6 +117,15 @@ bool let_calls_pass() {
     failing_call = Call::none;
     limited = false;
     return has_failed;
+}
+
+void count_calls() { counts.fill(0); }
+
+std::map<Call, int> counted_calls() {
+    std::map<Call, int> made;
+    for (size_t kind = 0; kind < counts.size(); ++kind)
+        made[static_cast<Call>(kind)] = counts[kind];
+    return made;
 }
 
 void record_calls() {

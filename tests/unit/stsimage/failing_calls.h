@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ void limit_written_bytes(uint64_t bytes);
 
 // Undoes both. Returns whether any call has failed.
 bool let_calls_pass();
+
+// How many calls of each kind the library has made since counting began.
+void count_calls();
+std::map<Call, int> counted_calls();
 
 // The order of calls that change what is on the disk, since the last clear: "pwrite", "fsync FILE", "rename", ...
 std::vector<std::string> take_recorded_calls();

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <ostream>
 
 #include "tests/unit/stsimage/failing_calls.h"
 #include "tests/unit/stsimage/image_test.h"
@@ -139,6 +140,10 @@ struct Fault {
     int error;
     Failing failing;
 };
+
+std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
+    return stream << name_of(fault.call) << " " << strerrorname_np(fault.error);
+}
 
 class FaultLoop : public ImageTest, public testing::WithParamInterface<Fault> {
 protected:
