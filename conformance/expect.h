@@ -48,8 +48,9 @@ bool expect_texts(const std::string &what, const std::vector<std::string> &got,
 
 template <typename Got, typename Expected>
 bool expect_number(const std::string &what, Got got, Expected expected) {
-    static_assert(std::is_integral_v<Got> && std::is_integral_v<Expected>);
-    return expect_true(got == static_cast<Got>(expected), what, fmt::format("{} (0x{:x})", expected, expected),
+    static_assert(std::is_integral_v<Got> && (std::is_integral_v<Expected> || std::is_enum_v<Expected>));
+    const auto wanted = static_cast<Got>(expected);
+    return expect_true(got == wanted, what, fmt::format("{} (0x{:x})", wanted, wanted),
                        fmt::format("{} (0x{:x})", got, got));
 }
 
