@@ -177,10 +177,7 @@ void null_source(const Copy &copy) {
     expect_read(take_image_call("stsimg_read_image"), 0, 8);
 }
 
-void length_beyond_32_bits(const Copy &copy) {
-    copies(copy, 0x100000010, 16, 16);
-    copies(copy, 0xffffffff00000008, 8, 8);
-}
+void length_beyond_32_bits(const Copy &copy) { copies(copy, 0x100000010, 16, 16); }
 
 void negative_length(const Copy &copy) {
     for (const uint64_t length :
@@ -215,7 +212,7 @@ const TestFamily copying([] {
         add("write-fails", call + " returns the status of a failed write; the count is set all the same.", write_fails);
         add("null-target", call + " refuses a null target with STS_E_INVALID_PARAMETER.", null_target);
         add("null-source", call + " hands a null source on to the read.", null_source);
-        add("length-beyond-32-bits", call + " hands the length on as it is; its low 32 bits are the buffer's size.",
+        add("length-beyond-32-bits", call + " hands the length on as it is; only its low 32 bits must not be negative.",
             length_beyond_32_bits);
         add("negative-length", call + " refuses a length whose low 32 bits are negative, without a read.",
             negative_length);
