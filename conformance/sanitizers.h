@@ -1,5 +1,16 @@
-// Whether this program, and with it the plug-in it loads, may be built with a sanitizer.
+// What changes when this program, and with it the plug-in it loads, is built with a sanitizer.
 #pragma once
+
+#if defined(__SANITIZE_ADDRESS__)
+#define STSPI_LEAK_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define STSPI_LEAK_SANITIZER 1
+#endif
+#endif
+#if defined(STSPI_LEAK_SANITIZER)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace conformance {
 
@@ -13,6 +24,30 @@ constexpr bool is_sanitized = false;
 #endif
 #else
 constexpr bool is_sanitized = false;
+#endif
+
+#if defined(STSPI_LEAK_SANITIZER)
+constexpr bool has_leak_sanitizer = true;
+
+// True, and a report on standard error, when memory is lost now. Asked while the plug-in is still loaded: once it is
+// gone, nobody can tell which of its functions lost something.
+inline bool leaks_memory() { return __lsan_do_recoverable_leak_check() != 0; }
+
+// What is allocated while an object of this kind lives is never called lost: for tests that unload the plug-in.
+class IgnoreLeaks {
+public:
+    IgnoreLeaks() { __lsan_disable(); }
+    ~IgnoreLeaks() { __lsan_enable(); }
+    IgnoreLeaks(const IgnoreLeaks &) = delete;
+    IgnoreLeaks &operator=(const IgnoreLeaks &) = delete;
+};
+#else
+constexpr bool has_leak_sanitizer = false;
+inline bool leaks_memory() { return false; }
+class IgnoreLeaks {
+public:
+    IgnoreLeaks() {}
+};
 #endif
 
 }  // namespace conformance
