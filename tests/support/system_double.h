@@ -1,0 +1,14 @@
+// System calls that fail when a test wants them to.
+//
+// A program that links this file defines the calls itself; each forwards to the C library's unless it is told to fail.
+#pragma once
+
+// While it lives, one system call fails.
+class FailingCall {
+public:
+    // The call of that name ("uname", "symlink", "fork" or "pipe2") fails with error from its skipped-plus-first call on.
+    FailingCall(const char *name, int error, int skipped = 0);
+    ~FailingCall();
+    FailingCall(const FailingCall &) = delete;
+    FailingCall &operator=(const FailingCall &) = delete;
+};
