@@ -31,10 +31,12 @@ void append(NameList &names, const char *value) {
     const std::unique_ptr<NameList> added(tokenize(value, ","));
     const size_t old_size = names.size();
     const size_t new_size = old_size + added->size();
-    // Room is doubled, so that a section of many lines is read in time that grows with its length, not faster.
-    if (new_size > names.max_size() && names.max_size(std::max(new_size, 2 * names.max_size())) != 0)
-        throw std::bad_alloc();
-    resize(names, new_size);
+    // Room is doubled, so that a section of many lines is read in time that grows with its length, not faster. Without
+    // memory the list stays as it is and each name that finds no place is reported.
+    if (new_size > names.max_size())
+        names.max_size(std::max(new_size, 2 * names.max_size()));
+    if (new_size <= names.max_size())
+        names.size(new_size);
     for (size_t i = 0; i < added->size(); ++i)
         if (names.set((*added)[i], old_size + i) != 0)
             std::cout << "array out of bound" << std::endl;
