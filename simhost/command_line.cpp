@@ -79,11 +79,35 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
         ->delimiter(',');
 }
 
+namespace {
+
+void add_image_commands(CLI::App &app, CommandLine &line) {
+    CLI::App *image = add_command(app, "image", "Work with the images of an LSU");
+    image->require_subcommand(1);
+    add_image_put_command(*image, line);
+    add_image_get_command(*image, line);
+    add_image_ls_command(*image, line);
+    add_image_stat_command(*image, line);
+    add_image_rm_command(*image, line);
+    add_image_copy_command(*image, line);
+}
+
+}  // namespace
+
 void add_commands(CLI::App &app, CommandLine &line) {
     app.set_help_flag("-h,--help", "Show this help and end");
     app.formatter(std::make_shared<HelpFormatter>());
     app.require_subcommand(1);
     add_run_command(app, line);
+    add_claim_command(app, line);
+    add_server_command(app, line);
+    add_pools_command(app, line);
+    add_volumes_command(app, line);
+    add_lsu_command(app, line);
+    add_mount_command(app, line);
+    add_image_commands(app, line);
+    add_probe_command(app, line);
+    add_init_command(app, line);
     app.footer(
         "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
         "cannot be used, 3 all is well but for warnings (with --strict).\n"

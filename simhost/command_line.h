@@ -45,7 +45,21 @@ struct ServerOptions {
 // Adds --server and --hosts.
 void add_server_options(CLI::App &command, ServerOptions &options);
 
+void add_claim_command(CLI::App &app, CommandLine &line);
+void add_image_copy_command(CLI::App &app, CommandLine &line);
+void add_image_get_command(CLI::App &app, CommandLine &line);
+void add_image_ls_command(CLI::App &app, CommandLine &line);
+void add_image_put_command(CLI::App &app, CommandLine &line);
+void add_image_rm_command(CLI::App &app, CommandLine &line);
+void add_image_stat_command(CLI::App &app, CommandLine &line);
+void add_init_command(CLI::App &app, CommandLine &line);
+void add_lsu_command(CLI::App &app, CommandLine &line);
+void add_mount_command(CLI::App &app, CommandLine &line);
+void add_pools_command(CLI::App &app, CommandLine &line);
+void add_probe_command(CLI::App &app, CommandLine &line);
 void add_run_command(CLI::App &app, CommandLine &line);
+void add_server_command(CLI::App &app, CommandLine &line);
+void add_volumes_command(CLI::App &app, CommandLine &line);
 
 // Adds all commands and their help.
 void add_commands(CLI::App &app, CommandLine &line);

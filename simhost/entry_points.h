@@ -23,6 +23,7 @@
     X(open_image_list, STS_SLOT_OPEN_IMAGE_LIST)               \
     X(open_lsu_list, STS_SLOT_OPEN_LSU_LIST)                   \
     X(open_server, STS_SLOT_OPEN_SERVER)                       \
+    X(open_target_server, STS_SLOT_OPEN_TARGET_SERVER)         \
     X(read_image, STS_SLOT_READ_IMAGE)                         \
     X(terminate, STS_SLOT_TERMINATE)                           \
     X(write_image, STS_SLOT_WRITE_IMAGE)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 
 #include "redirect/config_redirect.h"
 #include "simhost/status_name.h"
@@ -18,7 +19,7 @@ std::string prepared_plugin_path(const HostOptions &options) {
     if (!options.config_dir.empty())
         set_config_directory(options.config_dir);
     if (!options.image_root.empty())
-        setenv("STSIMAGE_ROOT", options.image_root.c_str(), 1);
+        setenv("STSIMAGE_ROOT", std::filesystem::absolute(options.image_root).c_str(), 1);
     return options.plugin.empty() ? default_plugin_path() : options.plugin;
 }
 
@@ -49,6 +50,8 @@ Host::~Host() {
         perform("stspi_terminate", "", [this](Call &) { return m_entry.terminate(); }, {0, STS_E_NOT_SUPPORTED});
 }
 
+std::string Host::config_directory() const { return ::config_directory(); }
+
 void Host::register_plugin() {
     call("stspi_init", fmt::format("API version {}", api_version), [this](Call &call) {
         const int32_t status = m_library.init(api_version, nullptr, &m_registration);
@@ -72,6 +75,8 @@ void Host::terminate() {
 void Host::complete(Call &call, std::initializer_list<int32_t> expected) {
     call.expected = std::find(expected.begin(), expected.end(), call.status) != expected.end();
     call.log = m_log.take();
+    m_last_call_had_messages = std::any_of(call.log.begin(), call.log.end(),
+                                           [](const LogLine &line) { return line.level == STS_LOG_LEVEL_ERROR; });
     call.printed = m_captured.take();
     if (!call.expected && call.entry_point.find("_image") != std::string::npos)
         call.library_error = m_library.image_library_error();

@@ -34,6 +34,10 @@ public:
     const sts_registration_t &registration() const { return m_registration; }
     const sts_session_def_v7_t *session() const { return m_log.session(); }
     Report &report() { return m_report; }
+    // Where the plug-in's .sim files are looked for.
+    std::string config_directory() const;
+    // Whether the plug-in logged anything in the last call.
+    bool last_call_had_messages() const { return m_last_call_had_messages; }
 
     // Makes a call, or several of one entry point, and reports it. function(Call &) returns the status and may set
     // result and times. Throws Interrupted before the call when the user asked to stop, BadAnswer after it when the
@@ -67,6 +71,7 @@ private:
     sts_registration2_t m_registration2 = {};
     EntryPoints m_entry;
     bool m_registered = false;
+    bool m_last_call_had_messages = false;
 };
 
 // Throws BadAnswer when the call's status was not expected.

@@ -109,6 +109,38 @@ Transfer read_image(OpenImage &image, std::optional<uint64_t> total, uint64_t ch
     return transfer;
 }
 
+double copy_image(OpenImage &source, OpenImage &target, uint64_t bytes, uint64_t chunk_bytes) {
+    double seconds = 0;
+    const auto copy_all = [&](Call &call) -> int32_t {
+        ProgressBar bar("copy ", bytes, source.host().report().shows_progress());
+        const Stopwatch watch;
+        call.times = 0;
+        for (uint64_t offset = 0; offset < bytes;) {
+            stop_if_interrupted();
+            const uint64_t length = std::min(chunk_bytes, bytes - offset);
+            uint64_t written = 0;
+            const int32_t status = source.host().entry().copy_extent(target.handle(), offset, source.handle(), offset,
+                                                                     length, nullptr, &written);
+            ++call.times;
+            if (status != 0) {
+                call.result = fmt::format("at offset {}", offset);
+                return status;
+            }
+            if (written != length)
+                throw BadAnswer(
+                    fmt::format("stspi_copy_extent copied {} of {} bytes at offset {}", written, length, offset));
+            offset += length;
+            bar.update(offset);
+        }
+        seconds = watch.seconds();
+        call.result = fmt::format("{} bytes, {}", bytes, format_rate(bytes, seconds));
+        return 0;
+    };
+    source.host().call("stspi_copy_extent", fmt::format("{} to {}", in_quotes(source.name()), in_quotes(target.name())),
+                       copy_all);
+    return seconds;
+}
+
 Transfer compare_image(OpenImage &image, DataSource &source, std::optional<uint64_t> total, uint64_t chunk_bytes) {
     std::vector<char> original;
     std::optional<uint64_t> difference;

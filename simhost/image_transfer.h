@@ -27,5 +27,9 @@ Transfer write_image(OpenImage &image, DataSource &source, uint64_t chunk_bytes)
 Transfer read_image(OpenImage &image, std::optional<uint64_t> total, uint64_t chunk_bytes,
                     const std::function<void(const char *, size_t, uint64_t)> &take);
 
+// Lets the plug-in copy that many bytes from one image to the other and returns the time it took. Throws BadAnswer when
+// an extent is not copied whole.
+double copy_image(OpenImage &source, OpenImage &target, uint64_t bytes, uint64_t chunk_bytes);
+
 // Reads the image to its end and, where the source can be read again, compares byte by byte.
 Transfer compare_image(OpenImage &image, DataSource &source, std::optional<uint64_t> total, uint64_t chunk_bytes);

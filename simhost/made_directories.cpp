@@ -20,6 +20,22 @@ std::vector<std::string> &record() {
     return directories;
 }
 
+std::vector<FailedDirectory> &failures() {
+    static std::vector<FailedDirectory> directories;
+    return directories;
+}
+
+// Called for directories that could not be made.
+void note_failure(const char *path) {
+    const int error = errno;
+    if (error != EEXIST) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (recording)
+            failures().push_back({path, error});
+    }
+    errno = error;
+}
+
 // Called for directories that were made just now. The path is resolved at once: links on the way to it may be gone, or
 // lead elsewhere, when it is to be removed. errno stays as it is.
 void note(int base, const char *path) {
@@ -41,6 +57,12 @@ void record_made_directories() {
     const std::lock_guard<std::mutex> lock(mutex);
     recording = true;
     record().clear();
+    failures().clear();
+}
+
+std::vector<FailedDirectory> failed_directories() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return failures();
 }
 
 std::vector<std::string> made_directories() {
@@ -63,6 +85,8 @@ extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mo
     const int result = next(path, mode);
     if (result == 0)
         note(AT_FDCWD, path);
+    else
+        note_failure(path);
     return result;
 }
 
@@ -71,5 +95,7 @@ extern "C" __attribute__((visibility("default"))) int mkdirat(int base, const ch
     const int result = next(base, path, mode);
     if (result == 0)
         note(base, path);
+    else
+        note_failure(path);
     return result;
 }

@@ -11,8 +11,14 @@
 
 namespace {
 
+// The loader takes a bare name for one to search for, even where a file of that name is at hand.
+std::string loadable(const std::string &path) {
+    std::error_code failure;
+    return std::filesystem::exists(path, failure) ? std::filesystem::absolute(path).string() : path;
+}
+
 void *load(const std::string &path, const char *what) {
-    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *library = dlopen(loadable(path).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
         throw UsageError(fmt::format("cannot load the {}: {}", what, dlerror()));
     return library;

@@ -81,6 +81,11 @@ void Report::write_line(const std::string &text) {
     std::fflush(m_people);
 }
 
+void Report::lines(const std::vector<std::string> &texts) {
+    for (const std::string &text : texts)
+        write_line(text);
+}
+
 void Report::call(const Call &call) {
     for (const std::string &line : lines_of(call.printed))
         m_printed.push_back(line);

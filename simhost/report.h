@@ -57,6 +57,7 @@ public:
     void line(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
         write_line(fmt::format(format, std::forward<Arguments>(arguments)...));
     }
+    void lines(const std::vector<std::string> &texts);
     // The answer, for programs; becomes the member "result".
     Json &result() { return m_result; }
 

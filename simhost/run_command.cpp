@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "simhost/command_line.h"
+#include "simhost/directory_cleanup.h"
 #include "simhost/image_transfer.h"
-#include "simhost/made_directories.h"
 #include "simhost/mount_point.h"
 #include "simhost/private_directory.h"
 #include "simhost/quantities.h"
@@ -28,26 +28,6 @@ struct RunOptions {
     std::string data = "-";
     uint64_t chunk_bytes = default_chunk_bytes;
     bool keep = false;
-};
-
-// Takes away, at the very end, the directories that the cycle made. What is still in use by others stays, with a
-// warning.
-class DirectoryCleanup {
-public:
-    explicit DirectoryCleanup(Report &report) : m_report(report) { record_made_directories(); }
-    DirectoryCleanup(const DirectoryCleanup &) = delete;
-    DirectoryCleanup &operator=(const DirectoryCleanup &) = delete;
-    ~DirectoryCleanup() {
-        if (m_keep)
-            return;
-        for (const std::string &path : remove_made_directories())
-            m_report.warn(fmt::format("{} was made by this run and is not empty; it stays", printable(path)));
-    }
-    void keep() { m_keep = true; }
-
-private:
-    Report &m_report;
-    bool m_keep = false;
 };
 
 // Deletes an image that the cycle made, on the way out of a failure.
@@ -205,7 +185,7 @@ void run(const RunOptions &options, const HostOptions &host_options, Workbench &
     if (source.is_terminal())
         fmt::print(stderr, "simhost: reading the data from the terminal; Ctrl-D ends it\n");
     PrivateDirectory private_directory;
-    DirectoryCleanup directories(bench.report);
+    DirectoryCleanup directories(bench.report, DirectoryCleanup::Remaining::warn);
     if (options.keep) {
         private_directory.keep();
         directories.keep();

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "redirect/config_redirect.h"
 #include "simhost/text_field.h"
 
 namespace {
@@ -40,7 +39,7 @@ void demand_claim(Host &host, const std::string &server_name) {
                   [&](Call &) { return host.entry().claim(server_name.c_str()); }, {0, STS_E_NOT_CLAIMED});
     if (status != 0)
         throw BadAnswer(fmt::format("the plug-in does not claim {}: {}/{}.sim cannot be read", in_quotes(server_name),
-                                    config_directory(), printable(server_name.substr(0, server_name.find(':')))));
+                                    host.config_directory(), printable(server_name.substr(0, server_name.find(':')))));
 }
 
 ServerKind kind_of_server(const Host &host, const std::string &server_name) {
@@ -71,17 +70,34 @@ Server::Server(Host &host, const std::string &name, const std::vector<std::strin
             open();
     } catch (...) {
         // A failed opening may have stored a handle.
-        if (m_handle != nullptr)
-            m_host.release("stspi_close_server", in_quotes(m_name),
-                           [this](Call &) { return m_host.entry().close_server(m_handle); });
+        release();
         throw;
     }
 }
 
-Server::~Server() {
+Server::~Server() { release(); }
+
+void Server::release() noexcept {
     if (m_handle != nullptr)
         m_host.release("stspi_close_server", in_quotes(m_name),
                        [this](Call &) { return m_host.entry().close_server(m_handle); });
+}
+
+Server::Server(Server &source, const std::string &name)
+    : m_host(source.m_host), m_name(name), m_kind(ServerKind::copan) {
+    // What is stored with the error for one of these is a handle that is freed already.
+    if (kind_of_server(m_host, name) == ServerKind::disk_array)
+        throw UsageError("a disk array cannot be the target of a copy between servers");
+    if (host_part(name).empty())
+        throw UsageError(fmt::format("the server name {} has no HOST", in_quotes(name)));
+    try {
+        m_host.call("stspi_open_target_server", in_quotes(m_name), [&](Call &) {
+            return m_host.entry().open_target_server(source.handle(), m_name.c_str(), nullptr, nullptr, &m_handle);
+        });
+    } catch (...) {
+        release();
+        throw;
+    }
 }
 
 void Server::close() {

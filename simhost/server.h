@@ -14,6 +14,9 @@ public:
     // A name that begins with the plug-in's own prefix is a disk array's; it is created for the hosts. Any other is
     // opened. Throws UsageError for a host name that does not fit.
     Server(Host &host, const std::string &name, const std::vector<std::string> &hosts);
+    // Opens a Copan array as the target of a copy from source, which must outlive it. Throws UsageError for a name that
+    // cannot be one.
+    Server(Server &source, const std::string &name);
     // Releases the handle if close was not called.
     ~Server();
     Server(const Server &) = delete;
@@ -40,6 +43,7 @@ public:
 private:
     void create(const std::vector<std::string> &hosts);
     void open();
+    void release() noexcept;
     std::vector<std::string> take_names(sts_lsu_list_handle_t list);
 
     Host &m_host;

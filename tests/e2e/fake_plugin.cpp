@@ -9,6 +9,7 @@
 //   cut:N           reading ends at offset N
 //   short           a write takes one byte less than it is given
 //   size:N          the properties tell a size of N
+//   has:NAME        there is an image NAME with ten bytes from the start
 //   forget          the image list is empty
 //   nolink          a mount succeeds without making a link
 //   directory:PATH  creating an image makes the directory PATH, and mounting one makes PATH/mounted with a file in it
@@ -57,6 +58,7 @@ const sts_session_def_v7_t *session = nullptr;
 
 // Handles only have to be pointers that are not null.
 char server_object, list_object, image_object, image_list_object;
+// One is read and one written at a time.
 Image open_image;
 
 void copy(char *field, const std::string &text) { std::memcpy(field, text.c_str(), text.size() + 1); }
@@ -95,6 +97,13 @@ static int32_t open_server(const sts_session_def_v7_t *given, const char *, cons
     *out = reinterpret_cast<sts_server_handle_t>(&server_object);
     FAULT("open_server")
     is_array = false;
+    return 0;
+}
+
+static int32_t open_target_server(sts_server_handle_t, const char *, const void *, const void *,
+                                  sts_server_handle_t *out) {
+    *out = reinterpret_cast<sts_server_handle_t>(&server_object);
+    FAULT("open_target_server")
     return 0;
 }
 
@@ -239,9 +248,11 @@ static int32_t get_image_prop_byname(const stsp_lsu_v7_t *, const sts_image_defi
     return 0;
 }
 
-static int32_t copy_extent(sts_image_handle_t, uint64_t, sts_image_handle_t, uint64_t, uint64_t, const void *,
-                           uint64_t *) {
-    return STS_E_NOT_SUPPORTED;
+static int32_t copy_extent(sts_image_handle_t, uint64_t, sts_image_handle_t, uint64_t, uint64_t length, const void *,
+                           uint64_t *written) {
+    FAULT("copy_extent")
+    *written = length - (told("short") ? 1 : 0);
+    return 0;
 }
 
 static int32_t terminate(void) {
@@ -256,6 +267,8 @@ static sts_entry_point_t table2[STS_ENTRY_POINT_COUNT2];
 
 int32_t stspi_init(uint64_t, const void *, sts_registration_t *registration) {
     FAULT("init")
+    if (const auto name = told("has:"))
+        images[*name] = {"0123456789", *name};
     SLOT(table, STS_SLOT_CLAIM, claim);
     SLOT(table, STS_SLOT_CLOSE_IMAGE, close_image);
     SLOT(table, STS_SLOT_CLOSE_IMAGE_LIST, close_image_list);
@@ -274,6 +287,7 @@ int32_t stspi_init(uint64_t, const void *, sts_registration_t *registration) {
     SLOT(table, STS_SLOT_OPEN_IMAGE_LIST, open_image_list);
     SLOT(table, STS_SLOT_OPEN_LSU_LIST, open_lsu_list);
     SLOT(table, STS_SLOT_OPEN_SERVER, open_server);
+    SLOT(table, STS_SLOT_OPEN_TARGET_SERVER, open_target_server);
     SLOT(table, STS_SLOT_READ_IMAGE, read_image);
     SLOT(table, STS_SLOT_TERMINATE, terminate);
     SLOT(table, STS_SLOT_WRITE_IMAGE, write_image);

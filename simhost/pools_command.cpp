@@ -1,0 +1,61 @@
+// simhost pools: what a server offers to its hosts.
+#include <fmt/format.h>
+
+#include "simhost/lsu_description.h"
+#include "simhost/quantities.h"
+#include "simhost/server_session.h"
+#include "simhost/text_field.h"
+#include "simhost/text_table.h"
+
+namespace {
+
+void list_pools(Server &server, const std::vector<std::string> &names, Report &report) {
+    TextTable table({"POOL", ">CAPACITY", ">DISKS", ">VOLUMES", "HOSTS"});
+    for (const std::string &name : names) {
+        const sts_lsu_info_v9_t info = server.lsu_info(name);
+        table.add({printable(name), format_bytes(info.capacity_bytes), lsu_property(info, "StorelCount"),
+                   lsu_property(info, "VolumeCount"), printable(lsu_property(info, "Hosts"))});
+        report.result()["pools"].push_back(lsu_to_json(name, info));
+    }
+    report.lines(table.lines());
+}
+
+void list_lsus(Server &server, const std::vector<std::string> &names, Report &report) {
+    TextTable table({"LSU", ">CAPACITY", ">USED", ">BLOCK SIZE"});
+    for (const std::string &name : names) {
+        const sts_lsu_info_v9_t info = server.lsu_info(name);
+        table.add({printable(name), format_bytes(info.capacity_bytes), format_bytes(info.used_bytes),
+                   format_bytes(info.block_size_bytes)});
+        report.result()["pools"].push_back(lsu_to_json(name, info));
+    }
+    report.lines(table.lines());
+}
+
+void pools(Server &server, const ServerOptions &options, Report &report) {
+    const std::vector<std::string> names = server.list_lsus();
+    report.result()["pools"] = Json::array();
+    if (names.empty())
+        report.warn(server.kind() == ServerKind::disk_array
+                        ? fmt::format("no pool is open to {}", joined(options.hosts_or_default()))
+                        : "the server has no LSUs");
+    else if (server.kind() == ServerKind::disk_array)
+        list_pools(server, names, report);
+    else
+        list_lsus(server, names, report);
+}
+
+}  // namespace
+
+void add_pools_command(CLI::App &app, CommandLine &line) {
+    auto options = std::make_shared<ServerOptions>();
+    CLI::App *command = add_command(app, "pools", "List the pools (or a Copan array's LSUs) that the hosts may use");
+    add_server_options(*command, *options);
+    add_host_options(*command, line.host);
+    add_output_options(*command, line.output);
+    command->callback([options, &line] {
+        line.command = "pools";
+        line.action = [options, &line](Workbench &bench) {
+            with_server(bench, line.host, *options, [&](Server &server) { pools(server, *options, bench.report); });
+        };
+    });
+}

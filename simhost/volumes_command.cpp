@@ -1,0 +1,57 @@
+// simhost volumes: the volumes of pools, with the names that the framework sees.
+#include <fmt/format.h>
+
+#include "simhost/lsu_description.h"
+#include "simhost/quantities.h"
+#include "simhost/server_session.h"
+#include "simhost/text_field.h"
+#include "simhost/text_table.h"
+
+namespace {
+
+struct VolumesOptions {
+    ServerOptions server;
+    std::vector<std::string> pools;
+};
+
+void volumes(Server &server, const VolumesOptions &options, Report &report) {
+    if (server.kind() == ServerKind::copan)
+        throw UsageError("a Copan array has no volumes; \"simhost pools\" lists its LSUs");
+    report.result()["volumes"] = Json::array();
+    TextTable table({"POOL", "VOLUME", "DISK", ">CAPACITY", ">USED"});
+    bool found = false;
+    for (const std::string &pool : options.pools.empty() ? server.list_lsus() : options.pools)
+        for (const std::string &volume : server.list_volumes(pool)) {
+            const std::string lsu = pool + ':' + volume;
+            const sts_lsu_info_v9_t info = server.lsu_info(lsu);
+            table.add({printable(pool), printable(volume), printable(field_text(info.lsu_name)),
+                       format_bytes(info.capacity_bytes), format_bytes(info.used_bytes)});
+            report.result()["volumes"].push_back(lsu_to_json(lsu, info));
+            found = true;
+        }
+    if (found)
+        report.lines(table.lines());
+    else
+        report.warn("there are no volumes");
+}
+
+}  // namespace
+
+void add_volumes_command(CLI::App &app, CommandLine &line) {
+    auto options = std::make_shared<VolumesOptions>();
+    CLI::App *command = add_command(app, "volumes", "List the volumes of a disk array's pools");
+    command->add_option("POOL", options->pools, "Pools to list (default: all that the hosts may use)");
+    add_server_options(*command, options->server);
+    add_host_options(*command, line.host);
+    add_output_options(*command, line.output);
+    command->footer(
+        "VOLUME is the unique device identifier by which a volume is listed, DISK the\n"
+        "disk behind it. \"simhost mount\" and \"simhost lsu\" take POOL:VOLUME.");
+    command->callback([options, &line] {
+        line.command = "volumes";
+        line.action = [options, &line](Workbench &bench) {
+            with_server(bench, line.host, options->server,
+                        [&](Server &server) { volumes(server, *options, bench.report); });
+        };
+    });
+}

@@ -1,0 +1,122 @@
+"""The manual page and --help tell the same: every command, argument and option is in both."""
+
+import pathlib
+import re
+import subprocess
+
+from simhost_world import SIMHOST, SOURCE, SimhostTest, main
+
+MANUAL = (pathlib.Path(SOURCE) / "man" / "simhost.1").read_text()
+
+
+def help_of(command):
+    return subprocess.run([SIMHOST, *command.split(), "--help"], capture_output=True, check=True, text=True).stdout
+
+
+def section(text, title):
+    """The lines of a section of a help text, indentation of continued lines left out."""
+    found = re.search(rf"(?ms)^{title}:\n(.*?)(?:\n\n|\Z)", text)
+    return re.findall(r"(?m)^  (\S.*)$", found.group(1)) if found else []
+
+
+def commands(prefix=""):
+    """All commands that have no commands of their own."""
+    names = [line.split()[0] for line in section(help_of(prefix), "Commands")]
+    if not names:
+        return [prefix.strip()]
+    return [command for name in names for command in commands(f"{prefix} {name}")]
+
+
+def help_entries(command):
+    text = help_of(command)
+    entries = {re.split(r"  +", line)[0] for line in section(text, "Options")}
+    entries |= {line.split()[0] for line in section(text, "Arguments")}
+    return entries - {"-h,--help"}
+
+
+def manual_sections():
+    """Title of each .SH and .SS and its text."""
+    parts = re.split(r'(?m)^\.S[HS] "?(.*?)"?\n', MANUAL)
+    return dict(zip(parts[1::2], parts[2::2]))
+
+
+def manual_entries(text):
+    entries = set()
+    for line in re.findall(r"(?m)^\.TP\n(.*)$", text):
+        line = line.replace("\\-", "-")
+        match = re.fullmatch(r'\.BI (\S+) " (.*)"', line) or re.fullmatch(r"\.(?:B|I) (\S+)", line)
+        if match:
+            entries.add(" ".join(match.groups()))
+    return entries
+
+
+class Manual(SimhostTest):
+    def test_every_command_is_in_both(self):
+        described = {title[len("simhost "):] for title in manual_sections() if title.startswith("simhost ")}
+        self.assertEqual(described, set(commands()))
+        self.assertGreater(len(described), 10)
+
+    def test_every_option_and_argument_is_in_both(self):
+        sections = manual_sections()
+        for command in commands():
+            with self.subTest(command=command):
+                text = sections[f"simhost {command}"]
+                entries = manual_entries(text)
+                groups = re.search(r"(?m)^Takes the (.*) options\.$", text).group(1)
+                for group in re.split(r", | and ", groups):
+                    entries |= manual_entries(sections[f"{group.upper()} OPTIONS"])
+                self.assertEqual(entries, help_entries(command))
+
+    def test_options_of_the_program_are_in_both(self):
+        entries = {re.split(r"  +", line)[0] for line in section(help_of(""), "Options")}
+        self.assertEqual(entries, manual_entries(manual_sections()["OPTIONS OF ALL COMMANDS"]))
+
+    def test_exit_statuses_are_in_both(self):
+        in_manual = set(re.findall(r"(?m)^\.B (\d)$", manual_sections()["EXIT STATUS"]))
+        told = re.search(r"Exit status: (.*?)\.\n", help_of(""), re.S).group(1)
+        self.assertEqual(set(re.findall(r"\b(\d) ", told)), in_manual)
+
+    def test_help_fits_a_terminal(self):
+        for command in [""] + commands():
+            longest = max(help_of(command).splitlines(), key=len)
+            self.assertLessEqual(len(longest), 80, longest)
+
+    def test_the_manual_page_is_well_formed(self):
+        done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z"], input=MANUAL, capture_output=True, text=True,
+                              check=True)
+        self.assertEqual(done.stderr, "")
+
+
+class Completion(SimhostTest):
+    def complete(self, *words):
+        script = (f'source "{SOURCE}/simhost/completion/simhost.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); '
+                  '_simhost; printf "%s\\n" "${COMPREPLY[@]}"')
+        done = subprocess.run(["bash", "-c", script, "bash", SIMHOST, *words], capture_output=True, text=True,
+                              cwd=self.root, check=True)
+        self.assertEqual(done.stderr, "")
+        return set(done.stdout.split())
+
+    def test_commands(self):
+        self.assertEqual(self.complete(""), {command.split()[0] for command in commands()})
+        self.assertEqual(self.complete("pr"), {"probe"})
+        self.assertEqual(self.complete("image", ""),
+                         {command.split()[1] for command in commands() if command.startswith("image")})
+
+    def test_options(self):
+        for command in commands():
+            options = {option for entry in help_entries(command) for option in re.findall(r"--[a-z-]+", entry)}
+            self.assertEqual(self.complete(*command.split(), "--"), options | {"--help"})
+        self.assertEqual(self.complete("run", "--server", "x", "--vol"), {"--volume"})
+
+    def test_files_and_directories(self):
+        self.assertEqual(self.complete("run", "--config-dir", "con"), {"config"})
+        self.assertEqual(self.complete("run", "-c", "con"), {"config"})
+        (self.root / "config.so").write_text("")
+        self.assertEqual(self.complete("run", "-c", "con"), {"config"})
+        self.assertEqual(self.complete("run", "--plugin", "con"), {"config", "config.so"})
+        self.assertEqual(self.complete("probe", "con"), {"config", "config.so"})
+        self.assertEqual(self.complete("run", "--server", "con"), set())
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,68 @@
+#include "simhost/shared_object.h"
+
+#include <elf.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "simhost/failure.h"
+#include "temporary_directory.h"
+
+using testing::Contains;
+
+namespace {
+
+// The C library: any machine that runs the test has it.
+constexpr char library[] = "/lib/x86_64-linux-gnu/libc.so.6";
+
+std::string content(const std::string &path) {
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+}  // namespace
+
+TEST(SharedObject, TellsNameNeedsAndExports) {
+    const SharedObject object = read_shared_object(library);
+    EXPECT_EQ(object.soname, "libc.so.6");
+    EXPECT_THAT(object.needed, Contains("ld-linux-x86-64.so.2"));
+    EXPECT_THAT(object.exports, Contains("fopen"));
+    EXPECT_TRUE(std::is_sorted(object.exports.begin(), object.exports.end()));
+}
+
+TEST(SharedObject, RefusesWhatCannotBeRead) {
+    TemporaryDirectory directory;
+    EXPECT_THROW(read_shared_object(directory.path() + "/none"), UsageError);
+    EXPECT_THROW(read_shared_object(directory.path()), UsageError);
+    std::ofstream(directory.path() + "/empty").flush();
+    EXPECT_THROW(read_shared_object(directory.path() + "/empty"), UsageError);
+}
+
+TEST(SharedObject, SurvivesFilesThatAreCutAnywhere) {
+    TemporaryDirectory directory;
+    const std::string path = directory.path() + "/cut";
+    const std::string whole = content(library);
+    for (size_t length = 1; length < whole.size(); length += whole.size() / 97) {
+        std::ofstream(path, std::ios::binary).write(whole.data(), static_cast<std::streamsize>(length));
+        EXPECT_THROW(read_shared_object(path), UsageError) << length;
+    }
+}
+
+TEST(SharedObject, SurvivesPlacesThatLieOutside) {
+    TemporaryDirectory directory;
+    const std::string path = directory.path() + "/wild";
+    const std::string whole = content(library);
+    for (size_t place = 0; place < sizeof(Elf64_Ehdr); ++place) {
+        std::string wild = whole;
+        wild[place] = '\xff';
+        std::ofstream(path, std::ios::binary) << wild;
+        try {
+            read_shared_object(path);
+        } catch (const UsageError &) {
+        }
+    }
+}
