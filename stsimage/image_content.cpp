@@ -145,56 +145,71 @@ int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t of
     return 0;
 }
 
-// Reads a range of stored blocks in one transfer: whole blocks go straight to the caller's buffer, those at the edges by
-// way of a buffer of our own, since only a whole block can be checked.
+// Reads a range of stored blocks in one transfer. Whole blocks go straight to the caller's buffer, those at the edges by way
+// of a buffer of our own, since only a whole block can be checked. Two blocks or less, with an edge, go there together.
 int32_t ImageContent::read_stored(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset) {
-    alignas(64) char head[block_size];
-    alignas(64) char tail[block_size];
+    alignas(64) char edges[2 * block_size];
     const uint64_t first = offset / block_size;
     const uint64_t skipped = offset % block_size;
-    const uint64_t head_length = skipped == 0 && length >= block_size ? 0 : std::min(length, block_size - skipped);
-    const uint64_t whole = (length - head_length) / block_size;
-    const uint64_t tail_length = length - head_length - whole * block_size;
+    const uint64_t count = (skipped + length + block_size - 1) / block_size;
+    const bool whole_first = skipped == 0 && length >= block_size;
+    const bool whole_last = (skipped + length) % block_size == 0 && (count > 1 || skipped == 0);
 
+    if (count <= 2 && !(whole_first && whole_last)) {
+        iovec part{edges, count * block_size};
+        if (const int32_t status = transfer(&part, 1, first, count); status != 0)
+            return status;
+        if (const int32_t status = check(table, edges, first, count); status != 0)
+            return status;
+        std::memcpy(buffer, edges + skipped, length);
+        return 0;
+    }
+
+    char *const tail = edges + block_size;
+    const uint64_t head_length = whole_first ? 0 : block_size - skipped;
+    const uint64_t tail_length = whole_last ? 0 : (skipped + length) % block_size;
+    const uint64_t whole = (length - head_length - tail_length) / block_size;
     iovec parts[3];
-    int count = 0;
+    int used = 0;
     if (head_length > 0)
-        parts[count++] = {head, block_size};
-    if (whole > 0)
-        parts[count++] = {buffer + head_length, whole * block_size};
+        parts[used++] = {edges, block_size};
+    parts[used++] = {buffer + head_length, whole * block_size};
     if (tail_length > 0)
-        parts[count++] = {tail, block_size};
-    const uint64_t wanted = ((head_length > 0) + whole + (tail_length > 0)) * block_size;
-    const uint64_t place = block_place(first);
-    const ssize_t got = read_fully(file, parts, count, place);
-    if (got < 0)
-        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
-    if (static_cast<uint64_t>(got) < wanted)
-        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju, within its data", QuotedText(path).c_str(),
-                    uintmax_t{place + static_cast<uint64_t>(got)});
-
+        parts[used++] = {tail, block_size};
+    if (const int32_t status = transfer(parts, used, first, count); status != 0)
+        return status;
     uint64_t block = first;
-    if (head_length > 0) {
-        if (const int32_t status = check(table, head, block++); status != 0)
+    if (head_length > 0)
+        if (const int32_t status = check(table, edges, block++, 1); status != 0)
             return status;
-        std::memcpy(buffer, head + skipped, head_length);
-    }
-    for (uint64_t done = 0; done < whole; ++done)
-        if (const int32_t status = check(table, buffer + head_length + done * block_size, block++); status != 0)
+    if (const int32_t status = check(table, buffer + head_length, block, whole); status != 0)
+        return status;
+    if (tail_length > 0)
+        if (const int32_t status = check(table, tail, block + whole, 1); status != 0)
             return status;
-    if (tail_length > 0) {
-        if (const int32_t status = check(table, tail, block); status != 0)
-            return status;
-        std::memcpy(buffer + length - tail_length, tail, tail_length);
-    }
+    std::memcpy(buffer, edges + skipped, head_length);
+    std::memcpy(buffer + length - tail_length, tail, tail_length);
     return 0;
 }
 
-int32_t ImageContent::check(const ChecksumTable &table, const char *data, uint64_t block) const {
-    if (checksum_of_block(data, header.seed, block) == table[block % blocks_per_group])
-        return 0;
-    return fail(STSIMG_E_DAMAGED, "%s: the data block at offset %ju does not match its checksum",
-                QuotedText(path).c_str(), uintmax_t{block_place(block)});
+// Fills buffers with so many blocks of the file. Changes the array.
+int32_t ImageContent::transfer(iovec *buffers, int buffer_count, uint64_t first, uint64_t count) const {
+    const uint64_t place = block_place(first);
+    const ssize_t got = read_fully(file, buffers, buffer_count, place);
+    if (got < 0)
+        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if (static_cast<uint64_t>(got) < count * block_size)
+        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju, within its data", QuotedText(path).c_str(),
+                    uintmax_t{place + static_cast<uint64_t>(got)});
+    return 0;
+}
+
+int32_t ImageContent::check(const ChecksumTable &table, const char *data, uint64_t first, uint64_t count) const {
+    for (uint64_t block = first; block < first + count; ++block, data += block_size)
+        if (checksum_of_block(data, header.seed, block) != table[block % blocks_per_group])
+            return fail(STSIMG_E_DAMAGED, "%s: the data block at offset %ju does not match its checksum",
+                        QuotedText(path).c_str(), uintmax_t{block_place(block)});
+    return 0;
 }
 
 int32_t ImageContent::drop_index() {

@@ -1,6 +1,8 @@
 // The bytes of one image, in a file of the image format.
 #pragma once
 
+#include <sys/uio.h>
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -45,7 +47,8 @@ private:
 
     int32_t read_group_part(char *buffer, uint64_t length, uint64_t offset);
     int32_t read_stored(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset);
-    int32_t check(const ChecksumTable &table, const char *data, uint64_t block) const;
+    int32_t transfer(iovec *buffers, int buffer_count, uint64_t first, uint64_t count) const;
+    int32_t check(const ChecksumTable &table, const char *data, uint64_t first, uint64_t count) const;
 
     int32_t write_whole_blocks(const char *data, uint64_t first, uint64_t count);
     int32_t write_within_block(const char *data, uint64_t length, uint64_t offset);
