@@ -31,7 +31,8 @@ struct Setting {
     std::string directory;
     uint64_t size;
 
-    std::string plain_file() const { return directory + "/plain"; }
+    std::string plain_file(const char *name) const { return directory + "/" + name; }
+    std::string image_file(const char *name) const { return directory + "/" + name + ".stsimg"; }
 };
 
 void require(bool fine, const char *what) {
@@ -41,23 +42,25 @@ void require(bool fine, const char *what) {
     std::exit(1);
 }
 
-const sts_image_definition_t bench_image{"bench"};
+sts_image_definition_t named(const char *name) {
+    sts_image_definition_t definition{};
+    std::strncpy(definition.name, name, sizeof definition.name - 1);
+    return definition;
+}
 
-sts_image_handle_t open_for_writing(const Setting &setting) {
+sts_image_handle_t create_image(const Setting &setting, const char *name) {
+    const sts_image_definition_t definition = named(name);
     sts_image_handle_t image;
-    require(stsimg_create_image(setting.directory.c_str(), nullptr, "", &bench_image, 0, &image) == 0, "create");
+    require(stsimg_create_image(setting.directory.c_str(), nullptr, "", &definition, 0, &image) == 0, "create");
     return image;
 }
 
-sts_image_handle_t open_for_reading(const Setting &setting) {
+sts_image_handle_t open_image(const Setting &setting, const char *name) {
+    const sts_image_definition_t definition = named(name);
     sts_image_handle_t image;
-    require(stsimg_open_image(setting.directory.c_str(), nullptr, "", &bench_image, STSIMG_MODE_READ, &image) == 0,
+    require(stsimg_open_image(setting.directory.c_str(), nullptr, "", &definition, STSIMG_MODE_READ, &image) == 0,
             "open");
     return image;
-}
-
-void remove_image(const Setting &setting) {
-    require(stsimg_delete_image(setting.directory.c_str(), nullptr, "", &bench_image, 0) == 0, "delete");
 }
 
 std::vector<char> random_bytes(size_t size) {
@@ -68,8 +71,8 @@ std::vector<char> random_bytes(size_t size) {
     return bytes;
 }
 
-void write_image(const Setting &setting, const std::vector<char> &block) {
-    const sts_image_handle_t image = open_for_writing(setting);
+void write_image(const Setting &setting, const char *name, const std::vector<char> &block) {
+    const sts_image_handle_t image = create_image(setting, name);
     for (uint64_t offset = 0; offset < setting.size; offset += block.size()) {
         uint64_t written;
         require(stsimg_write_image(image, nullptr, block.data(), block.size(), offset, &written) == 0, "write");
@@ -78,37 +81,13 @@ void write_image(const Setting &setting, const std::vector<char> &block) {
 }
 
 // As dd with conv=fsync does it.
-void write_plain(const Setting &setting, const std::vector<char> &block) {
-    const int file = open(setting.plain_file().c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+void write_plain(const Setting &setting, const char *name, const std::vector<char> &block) {
+    const int file = open(setting.plain_file(name).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     require(file >= 0, "open");
     for (uint64_t offset = 0; offset < setting.size; offset += block.size())
         require(write(file, block.data(), block.size()) == static_cast<ssize_t>(block.size()), "write");
     require(fsync(file) == 0, "fsync");
     require(close(file) == 0, "close");
-}
-
-// Every repetition begins on a file system with nothing left to write.
-void clear(const Setting &setting) {
-    fs::remove(setting.plain_file());
-    stsimg_delete_image(setting.directory.c_str(), nullptr, "", &bench_image, 0);
-    sync();
-}
-
-void count_bytes(State &state, uint64_t for_each) {
-    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(for_each));
-}
-
-void register_writing(const Setting &setting, const std::string &name, size_t block_size) {
-    using Write = void (*)(const Setting &, const std::vector<char> &);
-    for (const auto &[suffix, write] : {std::pair<const char *, Write>{"", write_image}, {"/bare", write_plain}})
-        benchmark::RegisterBenchmark((name + suffix).c_str(), [&setting, block_size, write = write](State &state) {
-            const std::vector<char> block = random_bytes(block_size);
-            clear(setting);
-            for (auto _ : state)
-                write(setting, block);
-            count_bytes(state, setting.size);
-            clear(setting);
-        })->Iterations(1);
 }
 
 void read_image(sts_image_handle_t image, std::vector<char> &block, uint64_t offset) {
@@ -121,30 +100,79 @@ void read_plain(int file, std::vector<char> &block, uint64_t offset) {
             "read");
 }
 
-// Reads blocks in the order of next, from files that the page cache holds: so the library's own work shows most.
+void count_bytes(State &state, uint64_t for_each) {
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(for_each));
+}
+
+constexpr char written[] = "written";
+constexpr char kept[] = "kept";
+
+// Every repetition begins on a file system with nothing left to write.
+void clear_written(const Setting &setting) {
+    fs::remove(setting.plain_file(written));
+    fs::remove(setting.image_file(written));
+    sync();
+}
+
+void register_writing(const Setting &setting, const std::string &name, size_t block_size) {
+    using Write = void (*)(const Setting &, const char *, const std::vector<char> &);
+    for (const auto &[suffix, write] : {std::pair<const char *, Write>{"", write_image}, {"/bare", write_plain}})
+        benchmark::RegisterBenchmark((name + suffix).c_str(), [&setting, block_size, write = write](State &state) {
+            const std::vector<char> block = random_bytes(block_size);
+            clear_written(setting);
+            for (auto _ : state)
+                write(setting, written, block);
+            count_bytes(state, setting.size);
+            clear_written(setting);
+        })->Iterations(1);
+}
+
+// One image and one plain file are made when they are first read, and read by all.
+void prepare_kept(const Setting &setting) {
+    if (fs::exists(setting.plain_file(kept)))
+        return;
+    write_image(setting, kept, random_bytes(mebibyte));
+    write_plain(setting, kept, random_bytes(mebibyte));
+}
+
+enum class PageCache { warm, cold };
+
+void prepare_cache(const std::string &path, PageCache cache) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::vector<char> block(mebibyte);
+    if (cache == PageCache::cold)
+        require(posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED) == 0, "posix_fadvise");
+    else
+        while (read(file, block.data(), block.size()) > 0) {
+        }
+    close(file);
+}
+
+// Reads blocks in the order of next. From a warm cache the library's own work shows most.
 template <class Next>
-void register_reading(const Setting &setting, const std::string &name, size_t block_size, int64_t reads, Next next) {
+void register_reading(const Setting &setting, const std::string &name, size_t block_size, int64_t reads,
+                      PageCache cache, Next next) {
     benchmark::RegisterBenchmark(name.c_str(), [=, &setting](State &state) {
-        write_image(setting, random_bytes(mebibyte));
-        const sts_image_handle_t image = open_for_reading(setting);
+        prepare_kept(setting);
+        prepare_cache(setting.image_file(kept), cache);
+        const sts_image_handle_t image = open_image(setting, kept);
         std::vector<char> block(block_size);
         Next place = next;
         for (auto _ : state)
             read_image(image, block, place());
         count_bytes(state, block_size);
         require(stsimg_close_image(image) == 0, "close");
-        remove_image(setting);
     })->Iterations(reads);
     benchmark::RegisterBenchmark((name + "/bare").c_str(), [=, &setting](State &state) {
-        write_plain(setting, random_bytes(mebibyte));
-        const int file = open(setting.plain_file().c_str(), O_RDONLY | O_CLOEXEC);
+        prepare_kept(setting);
+        prepare_cache(setting.plain_file(kept), cache);
+        const int file = open(setting.plain_file(kept).c_str(), O_RDONLY | O_CLOEXEC);
         std::vector<char> block(block_size);
         Next place = next;
         for (auto _ : state)
             read_plain(file, block, place());
         count_bytes(state, block_size);
         close(file);
-        fs::remove(setting.plain_file());
     })->Iterations(reads);
 }
 
@@ -166,15 +194,41 @@ struct AtRandom {
     }
 };
 
+// Opening by name, among few and among many images: the two are to be compared with each other.
+void register_opening(const Setting &setting, size_t images) {
+    benchmark::RegisterBenchmark(("open_and_close_among_" + std::to_string(images)).c_str(), [&setting,
+                                                                                              images](State &state) {
+        const Setting many{setting.directory + "/" + std::to_string(images), 4096};
+        if (fs::create_directory(many.directory))
+            for (size_t number = 0; number < images; ++number) {
+                const std::string name = std::to_string(number);
+                const std::string linked = std::to_string(number / 50000 * 50000);
+                if (number % 50000 == 0)
+                    write_image(many, name.c_str(), random_bytes(4096));
+                else  // a link stands for an image
+                    fs::create_hard_link(many.image_file(linked.c_str()), many.image_file(name.c_str()));
+            }
+        std::minstd_rand random(3);
+        for (auto _ : state) {
+            const std::string name = std::to_string(random() % images);
+            require(stsimg_close_image(open_image(many, name.c_str())) == 0, "close");
+        }
+    })->Iterations(20000);
+}
+
 void register_all(const Setting &setting) {
+    const uint64_t size = setting.size;
+    const auto megabytes = static_cast<int64_t>(size / mebibyte);
     register_writing(setting, "write_in_order_1MiB", mebibyte);
     register_writing(setting, "write_in_order_64KiB", 65536);
-    register_writing(setting, "write_in_order_10KiB", 10240);
-    for (const auto &[name, step] :
-         {std::pair<const char *, size_t>{"read_in_order_1MiB", mebibyte}, {"read_in_order_64KiB", 65536}})
-        register_reading(setting, name, step, static_cast<int64_t>(setting.size / step), InOrder{setting.size, step});
-    register_reading(setting, "read_at_random_4KiB", 4096, 500000, AtRandom{setting.size, 4096, 4096});
-    register_reading(setting, "read_at_random_4KiB_unaligned", 4096, 500000, AtRandom{setting.size, 4096, 1});
+    register_reading(setting, "read_in_order_1MiB_cold", mebibyte, megabytes, PageCache::cold, InOrder{size, mebibyte});
+    register_reading(setting, "read_in_order_1MiB_warm", mebibyte, megabytes, PageCache::warm, InOrder{size, mebibyte});
+    register_reading(setting, "read_at_random_4KiB_cold", 4096, 5000, PageCache::cold, AtRandom{size, 4096, 4096});
+    register_reading(setting, "read_at_random_4KiB_warm", 4096, 300000, PageCache::warm, AtRandom{size, 4096, 4096});
+    register_reading(setting, "read_at_random_4KiB_unaligned_warm", 4096, 300000, PageCache::warm,
+                     AtRandom{size, 4096, 1});
+    register_opening(setting, 100);
+    register_opening(setting, 100000);
 }
 
 }  // namespace

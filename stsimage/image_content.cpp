@@ -22,6 +22,13 @@ namespace {
 constexpr uint64_t checked_at_once = 256 * 1024;
 static_assert(group_size % checked_at_once == 0);
 
+// Up to so many blocks are read in the quickest way.
+constexpr uint64_t few_blocks = 2;
+
+uint64_t blocks_touched(uint64_t offset, uint64_t length) {
+    return (offset % block_size + length + block_size - 1) / block_size;
+}
+
 // Where the last block of an image ends in the file, or the header of an empty one: there the index begins.
 uint64_t end_of_data(uint64_t image_size) {
     return image_size == 0 ? header_size : block_place((image_size - 1) / block_size) + block_size;
@@ -118,7 +125,7 @@ int32_t ImageContent::read(char *buffer, uint64_t length, uint64_t offset) {
     return 0;
 }
 
-// Reads a range within one group, as runs of blocks that are stored and runs that are gaps.
+// Reads a range within one group: a short one as it is, a longer one as runs of blocks that are stored and runs of gaps.
 int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t offset) {
     std::shared_ptr<ChecksumTable> table;
     if (const int32_t status = tables.find(offset / block_size / blocks_per_group, table); status != 0)
@@ -127,6 +134,8 @@ int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t of
         std::memset(buffer, 0, length);
         return 0;
     }
+    if (blocks_touched(offset, length) <= few_blocks)
+        return read_few(*table, buffer, length, offset);
     const auto stored = [&table](uint64_t block) { return (*table)[block % blocks_per_group] != 0; };
     const uint64_t end = offset + length;
     while (offset < end) {
@@ -135,9 +144,14 @@ int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t of
         while (next * block_size < end && stored(next) == stored(first))
             ++next;
         const uint64_t part = std::min(next * block_size, end) - offset;
+        int32_t status = 0;
         if (!stored(first))
             std::memset(buffer, 0, part);
-        else if (const int32_t status = read_stored(*table, buffer, part, offset); status != 0)
+        else if (next - first <= few_blocks)
+            status = read_few(*table, buffer, part, offset);
+        else
+            status = read_many(*table, buffer, part, offset);
+        if (status != 0)
             return status;
         buffer += part;
         offset += part;
@@ -145,49 +159,58 @@ int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t of
     return 0;
 }
 
-// Reads a range of stored blocks in one transfer. Whole blocks go straight to the caller's buffer, those at the edges by way
-// of a buffer of our own, since only a whole block can be checked. Two blocks or less, with an edge, go there together.
-int32_t ImageContent::read_stored(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset) {
-    alignas(64) char edges[2 * block_size];
+// Reads few blocks, stored or not, in one transfer: straight to the caller's buffer if they are whole ones, and otherwise by
+// way of a buffer of our own, since only a whole block can be checked. The checksums are fetched into the processor's cache
+// during the transfer, which is what a small random read would otherwise wait for.
+int32_t ImageContent::read_few(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset) {
+    alignas(64) char edges[few_blocks * block_size];
     const uint64_t first = offset / block_size;
-    const uint64_t skipped = offset % block_size;
-    const uint64_t count = (skipped + length + block_size - 1) / block_size;
-    const bool whole_first = skipped == 0 && length >= block_size;
-    const bool whole_last = (skipped + length) % block_size == 0 && (count > 1 || skipped == 0);
-
-    if (count <= 2 && !(whole_first && whole_last)) {
-        iovec part{edges, count * block_size};
-        if (const int32_t status = transfer(&part, 1, first, count); status != 0)
+    const uint64_t count = blocks_touched(offset, length);
+    const bool whole = length == count * block_size;
+    char *const data = whole ? buffer : edges;
+    __builtin_prefetch(&table[first % blocks_per_group]);
+    iovec part{data, count * block_size};
+    if (const int32_t status = transfer(&part, 1, first, count); status != 0)
+        return status;
+    for (uint64_t done = 0; done < count; ++done) {
+        char *const block_data = data + done * block_size;
+        if (table[(first + done) % blocks_per_group] == 0)
+            std::memset(block_data, 0, block_size);
+        else if (const int32_t status = check(table, block_data, first + done, 1); status != 0)
             return status;
-        if (const int32_t status = check(table, edges, first, count); status != 0)
-            return status;
-        std::memcpy(buffer, edges + skipped, length);
-        return 0;
     }
+    if (!whole)
+        std::memcpy(buffer, edges + offset % block_size, length);
+    return 0;
+}
 
-    char *const tail = edges + block_size;
-    const uint64_t head_length = whole_first ? 0 : block_size - skipped;
-    const uint64_t tail_length = whole_last ? 0 : (skipped + length) % block_size;
+// Reads more than few stored blocks in one transfer; only those at the edges go by way of a buffer of our own.
+int32_t ImageContent::read_many(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset) {
+    alignas(64) char head[block_size];
+    alignas(64) char tail[block_size];
+    const uint64_t first = offset / block_size;
+    const uint64_t head_length = (block_size - offset % block_size) % block_size;
+    const uint64_t tail_length = (offset + length) % block_size;
     const uint64_t whole = (length - head_length - tail_length) / block_size;
     iovec parts[3];
     int used = 0;
     if (head_length > 0)
-        parts[used++] = {edges, block_size};
+        parts[used++] = {head, block_size};
     parts[used++] = {buffer + head_length, whole * block_size};
     if (tail_length > 0)
         parts[used++] = {tail, block_size};
-    if (const int32_t status = transfer(parts, used, first, count); status != 0)
+    if (const int32_t status = transfer(parts, used, first, blocks_touched(offset, length)); status != 0)
         return status;
     uint64_t block = first;
     if (head_length > 0)
-        if (const int32_t status = check(table, edges, block++, 1); status != 0)
+        if (const int32_t status = check(table, head, block++, 1); status != 0)
             return status;
     if (const int32_t status = check(table, buffer + head_length, block, whole); status != 0)
         return status;
     if (tail_length > 0)
         if (const int32_t status = check(table, tail, block + whole, 1); status != 0)
             return status;
-    std::memcpy(buffer, edges + skipped, head_length);
+    std::memcpy(buffer, head + block_size - head_length, head_length);
     std::memcpy(buffer + length - tail_length, tail, tail_length);
     return 0;
 }
@@ -277,7 +300,7 @@ int32_t ImageContent::hold(uint64_t block) {
         return status;
     if (table == nullptr || (*table)[block % blocks_per_group] == 0)
         held_data.fill(0);
-    else if (const int32_t status = read_stored(*table, held_data.data(), block_size, block * block_size); status != 0)
+    else if (const int32_t status = read_few(*table, held_data.data(), block_size, block * block_size); status != 0)
         return status;
     held_block = block;
     holding = true;

@@ -46,7 +46,8 @@ private:
     ImageContent(int file, std::string path, const ImageHeader &header);
 
     int32_t read_group_part(char *buffer, uint64_t length, uint64_t offset);
-    int32_t read_stored(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset);
+    int32_t read_few(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset);
+    int32_t read_many(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset);
     int32_t transfer(iovec *buffers, int buffer_count, uint64_t first, uint64_t count) const;
     int32_t check(const ChecksumTable &table, const char *data, uint64_t first, uint64_t count) const;
 
