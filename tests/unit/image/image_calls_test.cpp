@@ -231,6 +231,24 @@ TEST_P(CreateImage, OtherCallsLeaveTheirNullsToTheLibrary) {
     EXPECT_EQ(m_library.calls().size(), 4U);
 }
 
+TEST(ImageCallTracing, EachCallIsTracedUnderItsOwnNameButOne) {
+    LogRecorder log;
+    ServerHandle handle;
+    handle.session = log.session();
+    const stsp_lsu_v7_t lsu{&handle, "p1"};
+    const ImageLibraryDouble library;
+    stspi_create_image(&lsu, &definition, flags, &image);
+    stspi_open_image(&lsu, &definition, flags, &image);
+    stspi_delete_image(&lsu, &definition, flags);
+    stspi_open_image_list(&lsu, flags, &list);
+    stspi_get_image_prop_byname(&lsu, &definition, &info);
+    EXPECT_THAT(log.messages(),
+                ElementsAre(entering("stspi_create_image"), leaving("stspi_create_image"), entering("stspi_open_image"),
+                            leaving("stspi_open_image"), entering("stspi_delete_image"), leaving("stspi_delete_image"),
+                            entering("stspi_open_image_list"), leaving("stspi_open_image_list"),
+                            entering("stspi_delete_image"), leaving("stspi_delete_image")));
+}
+
 // ---- calls that are handed on as they are ------------------------------------------------------------------------
 
 using AnyCall = int32_t (*)(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
