@@ -20,7 +20,7 @@ public:
 
 private:
     struct CloseDirectory {
-        void operator()(DIR *stream) const { closedir(stream); }
+        void operator()(DIR *directory) const { closedir(directory); }
     };
 
     std::mutex mutex;
