@@ -13,7 +13,7 @@ Function *call(void *entry_point) {
 
 // What the image calls point to; nobody looks inside.
 struct sts_image_definition definition;
-struct sts_image_info info;
+struct sts_image_info image_info;
 sts_image_handle_t image;
 sts_image_list_handle_t image_list;
 
@@ -684,32 +684,37 @@ const std::map<std::pair<std::string, std::string>, Case> &cases() {
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          world.library.answer_with(library_status);
                          const stsp_lsu_v7_t lsu = PluginWorld::lsu(world.open("Kelvarpool:nodeA"), "p1");
-                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition, &info);
+                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition,
+                                                                                         &image_info);
                      }},
                     {{"stspi_get_image_prop_byname", "LSU of a Copan array"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          world.library.answer_with(library_status);
                          const stsp_lsu_v7_t lsu = PluginWorld::lsu(world.open("copan:arr1"), "vol1");
-                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition, &info);
+                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition,
+                                                                                         &image_info);
                      }},
                     {{"stspi_get_image_prop_byname", "null lsu"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
-                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(nullptr, &definition, &info);
+                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(nullptr, &definition,
+                                                                                         &image_info);
                      }},
                     {{"stspi_get_image_prop_byname", "null handle in lsu"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          const stsp_lsu_v7_t lsu = PluginWorld::lsu(nullptr, "p1");
-                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition, &info);
+                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition,
+                                                                                         &image_info);
                      }},
                     {{"stspi_get_image_prop_byname", "unknown LSU of a Copan array"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          const stsp_lsu_v7_t lsu = PluginWorld::lsu(world.open("copan:arr1"), "vol9");
-                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition, &info);
+                         return call<decltype(stspi_get_image_prop_byname)>(entry_point)(&lsu, &definition,
+                                                                                         &image_info);
                      }},
                     {{"stspi_read_image", "always"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          world.library.read_status = library_status;
-                         return call<decltype(stspi_read_image)>(entry_point)(&image, &info, 0, 0, nullptr);
+                         return call<decltype(stspi_read_image)>(entry_point)(&image, &image_info, 0, 0, nullptr);
                      }},
                     {{"stspi_write_image", "always"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
@@ -719,7 +724,7 @@ const std::map<std::pair<std::string, std::string>, Case> &cases() {
                     {{"stspi_get_image_prop", "always"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {
                          world.library.answer_with(library_status);
-                         return call<decltype(stspi_get_image_prop)>(entry_point)(&image, &info);
+                         return call<decltype(stspi_get_image_prop)>(entry_point)(&image, &image_info);
                      }},
                     {{"stspi_close_image", "always"},
                      []([[maybe_unused]] PluginWorld &world, void *entry_point) -> int32_t {

@@ -44,13 +44,13 @@ sts_server_handle_t PluginWorld::create(const char *server_name, const std::vect
     return handle;
 }
 
-int32_t PluginWorld::closing(int32_t status, sts_server_handle_t handle) {
+int32_t PluginWorld::closing(int32_t status, const sts_server_handle_t &handle) {
     if (handle != nullptr)
         m_handles.push_back(handle);
     return status;
 }
 
-int32_t PluginWorld::closing(int32_t status, sts_lsu_list_handle_t list) {
+int32_t PluginWorld::closing(int32_t status, const sts_lsu_list_handle_t &list) {
     if (list != nullptr)
         m_lists.push_back(list);
     return status;

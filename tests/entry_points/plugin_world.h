@@ -30,9 +30,10 @@ public:
     // Handles that are closed with the world. Null when opening fails.
     sts_server_handle_t open(const char *server_name);
     sts_server_handle_t create(const char *server_name, const std::vector<std::string> &hosts);
-    // Has the world close a handle or a list that a case opened itself.
-    int32_t closing(int32_t status, sts_server_handle_t handle);
-    int32_t closing(int32_t status, sts_lsu_list_handle_t list);
+    // Has the world close a handle or a list that a case opened itself. By reference: the call that gives the status also
+    // stores the handle, and which argument comes first is the compiler's choice.
+    int32_t closing(int32_t status, const sts_server_handle_t &handle);
+    int32_t closing(int32_t status, const sts_lsu_list_handle_t &list);
 
     static stsp_lsu_v7_t lsu(sts_server_handle_t handle, const std::string &name);
 
