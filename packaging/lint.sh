@@ -9,8 +9,7 @@ echo "clang-format"
 git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
 
 echo "shellcheck"
-shellcheck test.sh .ci/run packaging/*.sh
-[ ! -f demo.sh ] || shellcheck demo.sh
+git ls-files '*.sh' .ci/run | xargs shellcheck
 
 echo "cppcheck"
 # shellcheck disable=SC2086  # a list of folders

@@ -51,7 +51,7 @@ std::string default_plugin_path() {
     std::error_code failure;
     const fs::path program = fs::read_symlink("/proc/self/exe", failure);
     if (!failure)
-        for (const char *directory : {"../lib", SIMHOST_LIBRARY_DIRECTORY}) {
+        for (const char *directory : {"../lib", SIMHOST_PLUGIN_DIRECTORY}) {
             const fs::path path = program.parent_path() / directory / name;
             if (fs::exists(path, failure))
                 return fs::weakly_canonical(path, failure).string();

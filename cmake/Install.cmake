@@ -1,0 +1,57 @@
+# What is installed where. The components are Debian packages, see Packages.cmake:
+#   plugin       the plug-in, its configuration manual and examples
+#   tools        simhost and stspi-conformance
+#   dev          the public headers with their manuals
+#   stsimage     the substitute image library, apart: beside the real one it would shadow it
+include(CMakePackageConfigHelpers)
+include(cmake/Manuals.cmake)
+
+# Frameworks load plug-ins by path; no program links one.
+set(STSPI_PLUGIN_DIR ${CMAKE_INSTALL_LIBDIR}/stspi)
+
+install(TARGETS stspi_kelvarpool LIBRARY DESTINATION ${STSPI_PLUGIN_DIR} COMPONENT plugin)
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-kelvarpool/examples COMPONENT plugin
+  FILES_MATCHING PATTERN *.sim)
+install_manual(${PROJECT_SOURCE_DIR}/man/sim.5 plugin)
+
+install(TARGETS simhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install_manual(${PROJECT_SOURCE_DIR}/man/simhost.1 tools)
+install(FILES simhost/completion/simhost.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME simhost COMPONENT tools)
+if(STSPI_BUILD_CONFORMANCE)
+  install(TARGETS stspi-conformance RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  # Found by the suite as ../lib/stspi-conformance, seen from its own directory.
+  install(TARGETS stspi_conformance_image_double stspi_conformance_foreign
+    LIBRARY DESTINATION lib/stspi-conformance COMPONENT tools)
+endif()
+
+install(DIRECTORY include/stspi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN *.h)
+install(TARGETS stspi_headers EXPORT stspi)
+set_target_properties(stspi_headers PROPERTIES EXPORT_NAME headers)
+install(EXPORT stspi NAMESPACE stspi:: FILE stspiConfig.cmake
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/cmake/stspi COMPONENT dev)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/stspiConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
+install(FILES ${CMAKE_BINARY_DIR}/stspiConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/cmake/stspi COMPONENT dev)
+configure_file(cmake/stspi.pc.in ${CMAKE_BINARY_DIR}/stspi.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/stspi.pc DESTINATION ${CMAKE_INSTALL_DATADIR}/pkgconfig COMPONENT dev)
+
+# Manuals of the entry points come from the header itself.
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+  set(entry_point_manuals ${CMAKE_BINARY_DIR}/man/man3)
+  add_custom_command(OUTPUT ${entry_point_manuals}/stspi_claim.3.gz
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/man/generate_entry_point_manuals.py
+      ${PROJECT_SOURCE_DIR}/include/stspi/stspi.h ${entry_point_manuals} ${PROJECT_VERSION}
+    COMMAND ${GZIP} -9nfr ${entry_point_manuals}
+    DEPENDS ${PROJECT_SOURCE_DIR}/man/generate_entry_point_manuals.py ${PROJECT_SOURCE_DIR}/include/stspi/stspi.h
+    COMMENT "Manuals of the entry points" VERBATIM)
+  add_custom_target(entry_point_manuals ALL DEPENDS ${entry_point_manuals}/stspi_claim.3.gz)
+  install(DIRECTORY ${entry_point_manuals} DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT dev)
+endif()
+
+if(STSPI_INSTALL_STSIMAGE)
+  install(TARGETS stsimage LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stsimage)
+  install_manual(${PROJECT_SOURCE_DIR}/man/libstsimage.3 stsimage)
+endif()

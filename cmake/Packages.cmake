@@ -1,0 +1,51 @@
+# Debian packages, one for each install component: run cpack in the build folder of the preset "package".
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "The stspi authors <stspi@example.org>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+function(describe_package component name section summary text)
+  string(TOUPPER ${component} key)
+  set(CPACK_DEBIAN_${key}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${key}_DESCRIPTION "${summary}\n${text}" PARENT_SCOPE)
+  set(documents ${CMAKE_INSTALL_DATADIR}/doc/${name})
+  install(FILES packaging/copyright DESTINATION ${documents} COMPONENT ${component})
+  install(FILES ${CMAKE_BINARY_DIR}/changelog.gz DESTINATION ${documents} COMPONENT ${component})
+  if(EXISTS ${PROJECT_SOURCE_DIR}/packaging/lintian/${name})
+    install(FILES packaging/lintian/${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component})
+  endif()
+endfunction()
+
+add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/changelog.gz
+  COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/changelog > ${CMAKE_BINARY_DIR}/changelog.gz
+  DEPENDS ${PROJECT_SOURCE_DIR}/packaging/changelog VERBATIM)
+add_custom_target(changelog ALL DEPENDS ${CMAKE_BINARY_DIR}/changelog.gz)
+
+describe_package(plugin stspi-kelvarpool misc "simulated storage servers for a disk-storage plug-in interface"
+  "A plug-in that simulates a disk array and a Copan array from text files, so\nthat a backup framework's disk-storage paths can be exercised without\nhardware.")
+describe_package(tools stspi-tools misc "host program and conformance suite for storage plug-ins"
+  "simhost loads a storage-server plug-in and drives it from the command line;\nstspi-conformance judges whether one behaves.")
+describe_package(dev libstspi-dev libdevel "headers of the storage-server plug-in interface"
+  "The C headers of the interface, with a manual page for every entry point, a\npkg-config file and a CMake package.")
+describe_package(stsimage libstsimage-substitute libs "substitute for the image library of storage plug-ins"
+  "Keeps backup images as files. Install it only where the real image library is\nnot: it has the same name.")
+
+set(CPACK_DEBIAN_STSIMAGE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_DEV_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_RECOMMENDS stspi-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS stspi-kelvarpool)
+
+set(CPACK_COMPONENTS_ALL plugin tools dev)
+if(STSPI_INSTALL_STSIMAGE)
+  list(APPEND CPACK_COMPONENTS_ALL stsimage)
+endif()
+include(CPack)
