@@ -57,6 +57,18 @@ int32_t check_name_is_free_for_image(const LsuDirectory &lsu, const std::string 
                : fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", QuotedText(lsu.path_of(file)).c_str());
 }
 
+// Whether the writer of the image that has this name now is still closing it: it keeps its lock to the end.
+int32_t check_no_writer_is_closing(const LsuDirectory &lsu, const std::string &file) {
+    const FileDescriptor image(openat(lsu.descriptor.get(), file.c_str(), O_RDONLY | existing_flags));
+    if (image ? lock_now(image) : errno == ENOENT)
+        return 0;
+    const int error = errno;
+    const QuotedText path(lsu.path_of(file));
+    if (image && error == EWOULDBLOCK)
+        return fail(STSIMG_E_BUSY, "%s is still being closed by another writer", path.c_str());
+    return fail_system(error, "cannot see whether %s is being written", path.c_str());
+}
+
 struct CloseDirectory {
     void operator()(DIR *stream) const { closedir(stream); }
 };
@@ -93,6 +105,8 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
         return lock.status();
     if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
         return status;
+    if (const int32_t status = check_no_writer_is_closing(*lsu, file); status != 0)
+        return status;
     const std::string path = lsu->path_of(file);
     if (mkdirat(lsu->descriptor.get(), unfinished_directory.data(), directory_mode) != 0 && errno != EEXIST)
         return fail_system(errno, "cannot make the directory of unfinished images in %s",
@@ -128,6 +142,8 @@ int32_t UnfinishedFile::publish() {
         return status;
     }
     remove_name_of(replaced);
+    // Closing alone might not end the lock: a process that was just forked may hold the descriptor, until it runs a program.
+    flock(data.get(), LOCK_UN);
     return 0;
 }
 

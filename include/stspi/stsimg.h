@@ -151,8 +151,9 @@ int32_t stsimg_read_image(sts_image_handle_t image, void *buffer, uint64_t lengt
 /* Writes length bytes at byte offset, in any order. Bytes that are skipped take no room.
  *   out_bytes_written   length, or 0 when the call fails
  * Returns STSIMG_E_WRONG_MODE for an image that was opened for reading, STSIMG_E_TOO_LARGE for a range that ends past
- * 2^62. A call that fails otherwise, once it has reached the file system, spoils the image: every further write and
- * stsimg_close_image return the same status, and the image does not appear. */
+ * 2^62. A call that fails otherwise, once it has reached the file system, spoils the image, and so does a read of an image
+ * that is being written: every further read and write and stsimg_close_image return the same status, and the image does
+ * not appear. */
 int32_t stsimg_write_image(sts_image_handle_t image, const void *reserved, const void *buffer, uint64_t length,
                            uint64_t offset, uint64_t *out_bytes_written);
 

@@ -1,5 +1,7 @@
 // Threads and processes side by side.
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -213,6 +215,30 @@ TEST_F(OneWriter, SecondOneIsRefusedUntilTheFirstCloses) {
     ASSERT_EQ(stsimg_close_image(writer), 0);
     EXPECT_EQ(store("image", "third"), 0);
     EXPECT_EQ(content("image"), "third");
+}
+
+// A writer that has given its image the name, but has not returned from close yet, still has the lock on the file.
+TEST_F(OneWriter, OneThatIsStillClosingCounts) {
+    ASSERT_EQ(store("image", "first"), 0);
+    const int closing = ::open(file_of("image").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(closing, LOCK_EX), 0);
+    sts_image_handle_t writer = nullptr;
+    EXPECT_EQ(create("image", writer), STSIMG_E_BUSY);
+    EXPECT_NE(std::string(stsimg_last_error()).find("closed"), std::string::npos) << stsimg_last_error();
+    EXPECT_EQ(open("image", STSIMG_MODE_WRITE, writer), STSIMG_E_BUSY);
+    EXPECT_EQ(content("image"), "first");
+    ::close(closing);
+    EXPECT_EQ(store("image", "second"), 0);
+}
+
+// A forked process has the writer's descriptor, and keeps it for longer than the writer.
+TEST_F(OneWriter, NameIsFreeOnceCloseHasReturned) {
+    sts_image_handle_t writer = nullptr;
+    ASSERT_EQ(create("image", writer), 0);
+    const pid_t child = start_and_stay([] {});
+    ASSERT_EQ(stsimg_close_image(writer), 0);
+    EXPECT_EQ(store("image", "x"), 0) << stsimg_last_error();
+    kill_and_wait(child);
 }
 
 TEST_F(OneWriter, ForkedChildThatEndsLeavesTheFileAlone) {
