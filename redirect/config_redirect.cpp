@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 namespace {
 
@@ -13,6 +14,11 @@ constexpr size_t real_length = sizeof real_directory - 1;
 std::string &replacement() {
     static std::string directory;
     return directory;
+}
+
+std::map<std::string, std::string> &texts() {
+    static std::map<std::string, std::string> content;
+    return content;
 }
 
 using OpenFunction = FILE *(*)(const char *, const char *);
@@ -28,9 +34,19 @@ void set_config_directory(const std::string &directory) { replacement() = direct
 
 std::string config_directory() { return replacement().empty() ? real_directory : replacement(); }
 
+void set_config_text(const std::string &file_name, const std::string &text) { texts()[file_name] = text; }
+
+void clear_config_texts() { texts().clear(); }
+
 extern "C" __attribute__((visibility("default"))) FILE *fopen(const char *path, const char *mode) {
-    if (path != nullptr && !replacement().empty() && std::strncmp(path, real_directory, real_length) == 0 &&
-        path[real_length] == '/')
+    if (path == nullptr || std::strncmp(path, real_directory, real_length) != 0 || path[real_length] != '/')
+        return next_fopen()(path, mode);
+    if (!texts().empty() && *mode == 'r') {
+        const auto text = texts().find(path + real_length + 1);
+        if (text != texts().end())
+            return fmemopen(text->second.data(), text->second.size(), "r");
+    }
+    if (!replacement().empty())
         return next_fopen()((replacement() + (path + real_length)).c_str(), mode);
     return next_fopen()(path, mode);
 }

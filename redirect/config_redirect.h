@@ -13,3 +13,8 @@ void set_config_directory(const std::string &directory);
 
 // The directory in force; "/etc/quillmere" when none was set.
 std::string config_directory();
+
+// Gives "/etc/quillmere/FILE_NAME" the text as its content when it is opened for reading, whatever directory is in force,
+// until the texts are cleared. Not thread-safe against concurrent fopen calls either.
+void set_config_text(const std::string &file_name, const std::string &text);
+void clear_config_texts();

@@ -141,7 +141,7 @@ ExitStatus Report::finish(ExitStatus status) {
     if (!m_printed.empty())
         warn(fmt::format("the plug-in printed {} line{} on standard output", m_printed.size(),
                          m_printed.size() == 1 ? "" : "s"));
-    if (status == ExitStatus::good && m_options.strict && !m_warnings.empty())
+    if (status == ExitStatus::good && m_options.strict && (!m_warnings.empty() || m_warnings_told))
         status = ExitStatus::warnings;
     if (m_options.json) {
         const Json document = {{"command", m_command},

@@ -62,6 +62,8 @@ public:
     Json &result() { return m_result; }
 
     void warn(const std::string &text);
+    // The answer holds warnings: they count for --strict without being told once more.
+    void warnings_told() { m_warnings_told = true; }
     void error(const std::string &text);
 
     // Progress bars are drawn on standard error when it is a terminal.
@@ -86,5 +88,6 @@ private:
     Json m_calls = Json::array();
     Json m_printed = Json::array();
     Json m_warnings = Json::array();
+    bool m_warnings_told = false;
     Json m_errors = Json::array();
 };

@@ -62,8 +62,8 @@ class Manual(SimhostTest):
             with self.subTest(command=command):
                 text = sections[f"simhost {command}"]
                 entries = manual_entries(text)
-                groups = re.search(r"(?m)^Takes the (.*) options\.$", text).group(1)
-                for group in re.split(r", | and ", groups):
+                groups = re.search(r"(?m)^Takes the (.*) options\.$", text)
+                for group in re.split(r", | and ", groups.group(1)) if groups else []:
                     entries |= manual_entries(sections[f"{group.upper()} OPTIONS"])
                 self.assertEqual(entries, help_entries(command))
 

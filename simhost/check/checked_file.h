@@ -1,0 +1,27 @@
+// One file, checked.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simhost/check/finding.h"
+#include "simhost/check/outline.h"
+#include "simhost/check/source_text.h"
+
+struct CheckedFile {
+    std::string name;  // as messages give it
+    SourceText source;
+    Outline outline;
+    std::vector<Finding> findings;  // by place
+};
+
+// Checks the bytes of a file.
+//   servers    what the file must serve: for a disk array hosts that must see a pool, for a Copan array servers that must
+//              have a section; "PREFIX:" in front of a name is passed over
+CheckedFile check_file(std::string name, std::string bytes, Grammar grammar,
+                       const std::vector<std::string> &servers = {});
+
+// The grammar that the plug-in reads a file by: its name decides. False when the plug-in reads no file of that name.
+bool grammar_of_file(const std::string &path, Grammar &grammar);
+
+const char *grammar_word(Grammar grammar);  // "disk array", "Copan array"

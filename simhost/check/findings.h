@@ -1,0 +1,27 @@
+// Collects findings, in whatever order they are made.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simhost/check/finding.h"
+
+class Findings {
+public:
+    void error(Rule rule, Place place, std::string text, std::string help = "", std::vector<Note> notes = {});
+    void warning(Rule rule, Place place, std::string text, std::string help = "", std::vector<Note> notes = {});
+    void add(Severity severity, Rule rule, Place place, std::string text, std::string help = "",
+             std::vector<Note> notes = {});
+
+    // By place; what is about the whole file comes first.
+    std::vector<Finding> sorted() const;
+
+private:
+    std::vector<Finding> m_findings;
+};
+
+// A text of the file for a message: in single quotes, printable, cut when it is long.
+std::string quoted(const std::string &text);
+
+// "1 line", "2 lines".
+std::string counted(size_t number, const char *thing);
