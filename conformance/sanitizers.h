@@ -8,6 +8,8 @@
 #define STSPI_LEAK_SANITIZER 1
 #endif
 #endif
+#include <cstddef>
+
 #if defined(STSPI_LEAK_SANITIZER)
 #include <sanitizer/lsan_interface.h>
 #endif
@@ -24,6 +26,18 @@ constexpr bool is_sanitized = false;
 #endif
 #else
 constexpr bool is_sanitized = false;
+#endif
+
+#if defined(__SANITIZE_THREAD__)
+constexpr size_t threads_of_sanitizer = 1;  // comes with the first thread that the process starts, and stays
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+constexpr size_t threads_of_sanitizer = 1;
+#else
+constexpr size_t threads_of_sanitizer = 0;
+#endif
+#else
+constexpr size_t threads_of_sanitizer = 0;
 #endif
 
 #if defined(STSPI_LEAK_SANITIZER)

@@ -42,23 +42,25 @@ struct FileSystem {
 // The record of a path LSU after a call that set base bytes before.
 void expect_path_record(const std::string &path, const std::function<int32_t(sts_lsu_info_v9_t *)> &call,
                         const std::function<void(sts_lsu_info_v9_t &)> &base, const std::string &server_name) {
-    for (int tries = 0;; ++tries) {
-        Watched<sts_lsu_info_v9_t> info;
-        const FileSystem before(path);
-        require_status(call(info.get()), 0);
-        const FileSystem after(path);
-        if (before.used() != after.used() && tries < 50)
-            continue;
-        info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
-            base(expected);
-            put_text(expected.server_name, server_name);
-            expected.lsu_class = STS_LSU_CLASS_PATH;
-            expected.flags |= STS_LSU_FLAG_PATH;
-            expected.block_size_bytes = before.now.f_frsize;
-            expected.capacity_bytes = before.now.f_frsize * before.now.f_blocks;
-            expected.used_bytes = before.used();
-        });
-        return;
+    int tries = 0;
+    for (const int pattern : {0xa5, 0x00, 0xff}) {
+        for (bool is_still = false; !is_still; ++tries) {
+            Watched<sts_lsu_info_v9_t> info(static_cast<unsigned char>(pattern));
+            const FileSystem before(path);
+            require_status(call(info.get()), 0);
+            is_still = FileSystem(path).used() == before.used() || tries == 100;
+            if (!is_still)
+                continue;
+            info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
+                base(expected);
+                put_text(expected.server_name, server_name);
+                expected.lsu_class = STS_LSU_CLASS_PATH;
+                expected.flags |= STS_LSU_FLAG_PATH;
+                expected.block_size_bytes = before.now.f_frsize;
+                expected.capacity_bytes = before.now.f_frsize * before.now.f_blocks;
+                expected.used_bytes = before.used();
+            });
+        }
     }
 }
 

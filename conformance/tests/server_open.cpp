@@ -305,10 +305,11 @@ CONFORMANCE_TEST("server-open.ten-times", "Ten opens of the same name give ten h
 
 CONFORMANCE_TEST("server-open.session-is-read-only", "The session record is only read, never written.") {
     write_example_configs();
-    const GuardedMemory memory(sizeof(sts_session_def_v7_t));
+    // Static: the simulators keep the address of the last session even when no handle is left.
+    static GuardedMemory memory(sizeof(sts_session_def_v7_t));
     auto *record = static_cast<sts_session_def_v7_t *>(memory.data());
     record->log_function = nullptr;
-    const_cast<GuardedMemory &>(memory).make_read_only();
+    memory.make_read_only();
     sts_server_handle_t handle = nullptr;
     require_status(plugin().open_server(record, "Kelvarpool:nodeA", &handle), 0);
     fail_a_mount(handle);

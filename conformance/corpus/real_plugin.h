@@ -1,0 +1,28 @@
+// The plug-in that a broken one wraps, and which single thing about it is to be broken.
+//
+// STSPI_BROKEN_REAL names the library, STSPI_BROKEN the breakage (see breakages.txt); none at all leaves the plug-in as
+// it is.
+#pragma once
+
+#include <string>
+
+namespace broken {
+
+// True for the breakage chosen.
+bool is(const char *breakage);
+
+// The real library's symbol.
+void *real_symbol(const char *name);
+
+template <typename Function>
+Function *real(const char *name) {
+    return reinterpret_cast<Function *>(real_symbol(name));
+}
+
+// Makes the real library call replacement where it calls the imported function name; gives the function it called.
+void *replace_import(const char *name, void *replacement);
+
+// Puts replacements of system calls and image-library calls in place, as the breakage chosen needs them.
+void replace_imports();
+
+}  // namespace broken

@@ -1,0 +1,209 @@
+#!/usr/bin/env python3
+"""Checks of the suite's own program: what it says and how it ends, for libraries good and bad."""
+
+import argparse
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import xml.etree.ElementTree as ElementTree
+
+PATHS = None
+
+
+class Runner(unittest.TestCase):
+    def setUp(self):
+        self.scratch = tempfile.mkdtemp(prefix="check-runner-")
+        self.addCleanup(shutil.rmtree, self.scratch, True)
+        self.temporary = os.path.join(self.scratch, "tmp")
+        os.mkdir(self.temporary)
+
+    def environment(self, more=None):
+        return dict(os.environ, TMPDIR=self.temporary, STSPI_BROKEN_REAL=PATHS.plugin, STSPI_BROKEN="", **(more or {}))
+
+    def run_suite(self, *arguments, **more):
+        environment = self.environment(more)
+        result = subprocess.run([PATHS.suite, *arguments], env=environment, text=True, capture_output=True, timeout=300)
+        self.assertEqual(os.listdir(self.temporary), [], "something was left in the temporary directory")
+        return result
+
+    def expect(self, result, status, *texts):
+        everything = result.stdout + result.stderr
+        self.assertEqual(result.returncode, status, everything)
+        for text in texts:
+            self.assertIn(text, everything)
+
+    # ---- libraries that cannot be tested ----
+
+    def test_missing_library(self):
+        self.expect(self.run_suite("/no/such/library.so"), 2, "/no/such/library.so: No such file or directory")
+
+    def test_file_that_is_no_library(self):
+        self.expect(self.run_suite("/etc/passwd"), 2, "/etc/passwd: cannot be loaded", "invalid ELF header")
+
+    def test_library_that_is_no_plugin(self):
+        self.expect(self.run_suite(PATHS.not_a_plugin), 2, "not a plug-in", "stspi_init", "STSSANDiskEntryPoints2")
+
+    def test_crash_at_load(self):
+        result = self.run_suite(PATHS.bad_load, STSPI_BAD_LOAD="crash")
+        self.expect(result, 2, "ended by signal 6 (SIGABRT) at loading the library")
+
+    def test_exit_at_load(self):
+        result = self.run_suite(PATHS.bad_load, STSPI_BAD_LOAD="exit")
+        self.expect(result, 2, "ended with exit status 3 at loading the library")
+
+    def test_hang_at_load(self):
+        result = self.run_suite(PATHS.bad_load, "--timeout", "1", STSPI_BAD_LOAD="hang")
+        self.expect(result, 2, "no end within 1 s, at loading the library")
+
+    # ---- plug-ins that go wrong in a call ----
+
+    def test_exit_in_a_call(self):
+        result = self.run_suite(PATHS.broken, "--filter", "claim.*,ioctl.*", STSPI_BROKEN="claim.exits")
+        self.expect(result, 1, "ended with exit status 3 in stspi_claim(", "ioctl                4 pass")
+
+    def test_crash_in_a_call(self):
+        result = self.run_suite(PATHS.broken, "--filter", "claim.*,ioctl.*", STSPI_BROKEN="claim.crashes")
+        self.expect(result, 1, "crash   claim.first-colon", "ended by signal 6 (SIGABRT) in stspi_claim(", "ioctl                4 pass")
+
+    def test_hang_in_a_call(self):
+        result = self.run_suite(PATHS.broken, "--filter", "claim.null-or-empty,claim.first-colon,ioctl.*", "--timeout", "1",
+                                STSPI_BROKEN="claim.hangs")
+        self.expect(result, 1, "timeout claim.first-colon", "no end within 1 s, in stspi_claim(", "ioctl                4 pass")
+
+    def test_exception_out_of_a_call(self):
+        result = self.run_suite(PATHS.broken, "--filter", "claim.first-colon", STSPI_BROKEN="claim.throws")
+        self.expect(result, 1, "exception", "claim failed")
+
+    # ---- reports ----
+
+    def test_finding_says_everything(self):
+        result = self.run_suite(PATHS.broken, "--filter", "lsu-list.pool.reverse-order", STSPI_BROKEN="list.file-order")
+        self.expect(result, 1, "fail    lsu-list.pool.reverse-order", "demands   Pools come in the reverse",
+                    "called    stspi_list_lsu(", "expected  ", "got  ",
+                    "alone     stspi-conformance %s --filter lsu-list.pool.reverse-order" % PATHS.broken, "does not conform")
+        self.assertRegex(result.stdout, r"\d+ expected [ *]64\*67")
+        self.assertRegex(result.stdout, r"\d+ of 1024 bytes differ")
+
+    def test_wrong_log_is_shown_whole(self):
+        result = self.run_suite(PATHS.broken, "--filter", "server-open.disk-array.log", STSPI_BROKEN="open.disk-array-blank-lost")
+        self.expect(result, 1, '"KELVARPOOL "', '"KELVARPOOL"', '"++++ Entering stspi_open_server\\n"', "level 3")
+
+    def test_junit_and_json(self):
+        junit = os.path.join(self.scratch, "junit.xml")
+        report = os.path.join(self.scratch, "report.json")
+        self.run_suite(PATHS.broken, "--filter", "claim.*,ioctl.*", "--junit", junit, "--json", report, STSPI_BROKEN="ioctl.accepts-8")
+        suite = ElementTree.parse(junit).getroot()[0]
+        data = json.loads(pathlib.Path(report).read_text())
+        self.assertEqual(int(suite.get("tests")), len(data["tests"]))
+        self.assertEqual(int(suite.get("failures")), data["counts"]["fail"])
+        failed = {case.get("name") for case in suite if case.find("failure") is not None}
+        self.assertEqual(failed, {test["id"] for test in data["tests"] if test["outcome"] == "fail"})
+        self.assertIn("ioctl.refused", failed)
+        finding = next(test for test in data["tests"] if test["id"] == "ioctl.refused")["findings"][0]
+        self.assertEqual(finding["got"], "0")
+        self.assertEqual(finding["expected"], "STS_E_NOT_SUPPORTED (2060016)")
+
+    def test_unwritable_report(self):
+        self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--json", "/no/such/directory/file"), 2, "cannot write /no/such")
+
+    def test_repeat(self):
+        report = os.path.join(self.scratch, "report.json")
+        self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--repeat", "3", "--json", report), 0, "12 pass")
+        rounds = [test["round"] for test in json.loads(pathlib.Path(report).read_text())["tests"]]
+        self.assertEqual(rounds, [1] * 4 + [2] * 4 + [3] * 4)
+
+    def test_verbose(self):
+        self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.refused", "-v"), 0, "pass    ioctl.refused")
+
+    # ---- command line ----
+
+    def test_list_needs_no_plugin(self):
+        result = self.run_suite("--list")
+        self.expect(result, 0, "lsu-list.pool.reverse-order\n    Pools come in the reverse")
+        ids = [line for line in result.stdout.splitlines() if not line.startswith(" ")]
+        self.assertEqual(len(ids), len(set(ids)))
+        for one in ids:
+            self.assertRegex(one, r"^[a-z0-9-]+(\.[a-z0-9-]+)+$")
+        demands = [line for line in result.stdout.splitlines() if line.startswith(" ")]
+        self.assertEqual(len(ids), len(demands))
+
+    def test_usage_errors(self):
+        for arguments in ([], ["--no-such-option"], [PATHS.plugin, "--jobs", "0"], [PATHS.plugin, "--timeout", "x"]):
+            self.assertEqual(self.run_suite(*arguments).returncode, 2, arguments)
+
+    def test_filter_that_matches_nothing(self):
+        self.expect(self.run_suite(PATHS.plugin, "--filter", "no.such.test"), 2, "no test matches the filter no.such.test")
+
+    def test_help_and_manual_agree(self):
+        help_options = set(re.findall(r"--[a-z-]+", self.run_suite("--help").stdout))
+        manual = pathlib.Path(PATHS.manual).read_text().replace("\\-", "-")
+        manual_options = set(re.findall(r"--[a-z-]+", manual))
+        self.assertEqual(help_options, manual_options)
+
+    def test_stopped_by_signal(self):
+        process = subprocess.Popen([PATHS.suite, PATHS.broken, "--filter", "claim.*"], env=self.environment({"STSPI_BROKEN": "claim.hangs"}),
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        while not os.listdir(self.temporary):
+            time.sleep(0.02)
+        time.sleep(0.5)
+        process.send_signal(signal.SIGTERM)
+        _, errors = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, 2)
+        self.assertIn("stopped by signal 15", errors)
+        self.assertEqual(os.listdir(self.temporary), [])
+
+    # ---- the real directory ----
+
+    def in_private_etc(self, script):
+        """Runs a shell script as root, with a copy of /etc in the place of /etc."""
+        if os.geteuid() != 0:
+            self.skipTest("needs root")
+        probe = subprocess.run(["unshare", "-m", "true"], capture_output=True)
+        if probe.returncode != 0:
+            self.skipTest("mount namespaces are not allowed here")
+        private = "set -e; mkdir %s/etc; cp -a /etc/. %s/etc/; rm -rf %s/etc/quillmere; mount --bind %s/etc /etc; " % ((self.scratch,) * 4)
+        return subprocess.run(["unshare", "-m", "sh", "-c", private + script], env=self.environment(), text=True, capture_output=True)
+
+    def test_real_config(self):
+        result = self.in_private_etc(PATHS.suite + " " + PATHS.plugin +
+                                     " --real-config --filter 'claim.*,server-*,cycle.*'; test ! -e /etc/quillmere && echo gone")
+        self.expect(result, 0, "The plug-in conforms.", "gone")
+
+    def test_real_config_overwrites_nothing(self):
+        result = self.in_private_etc("mkdir /etc/quillmere; echo mine > /etc/quillmere/x.sim; " + PATHS.suite + " " + PATHS.plugin +
+                                     " --real-config || echo status $?; cat /etc/quillmere/x.sim; ls /etc/quillmere")
+        self.expect(result, 0, "overwrites no configuration", "status 2", "mine\nx.sim\n")
+
+    def test_real_config_needs_root(self):
+        command = [PATHS.suite, PATHS.plugin, "--real-config"]
+        if os.geteuid() == 0:
+            if shutil.which("setpriv") is None:
+                self.skipTest("needs setpriv")
+            command = ["setpriv", "--reuid", "65534", "--clear-groups", *command]
+            os.chmod(self.scratch, 0o755)
+            os.chmod(self.temporary, 0o777)
+        result = subprocess.run(command, env=self.environment(), text=True, capture_output=True)
+        if "failed to execute" in result.stderr:
+            self.skipTest("the program cannot be reached without root's rights")
+        self.expect(result, 2, "--real-config needs root")
+
+
+def main():
+    global PATHS
+    parser = argparse.ArgumentParser()
+    for name in ("suite", "plugin", "broken", "not-a-plugin", "bad-load", "manual"):
+        parser.add_argument("--" + name, required=True)
+    PATHS, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0], *rest])
+
+
+if __name__ == "__main__":
+    main()
