@@ -22,6 +22,7 @@ struct OwnList {
 
 std::mutex mutex;
 std::map<sts_lsu_list_handle_t, OwnList> own_lists;
+OwnList shared;
 std::map<sts_lsu_list_handle_t, sts_server_handle_t> list_servers;
 
 bool begins(const char *text, const char *prefix) { return std::strncmp(text, prefix, std::strlen(prefix)) == 0; }
@@ -54,6 +55,8 @@ void take_over(sts_lsu_list_handle_t list, bool is_copan) {
                 one = one.substr(one.rfind('#', one.size() - 2) + 1, one.size() - one.rfind('#', one.size() - 2) - 2);
     const std::lock_guard lock(mutex);
     own_lists[list] = own;
+    if (shared.names.empty())
+        shared = own;
 }
 
 constexpr const char *own_stepping[] = {
@@ -134,7 +137,7 @@ BROKEN_ENTRY_POINT(stspi_list_lsu, sts_lsu_list_handle_t list, char *out_name) {
         const std::lock_guard lock(mutex);
         const auto found = own_lists.find(list);
         if (found != own_lists.end()) {
-            OwnList &own = is("list.cursor-shared") ? own_lists.begin()->second : found->second;
+            OwnList &own = is("list.cursor-shared") ? shared : found->second;
             if (own.next == own.names.size())
                 return STS_E_NO_MORE_ENTRIES;
             std::strcpy(out_name, own.names[own.next++].c_str());

@@ -26,7 +26,8 @@ BROKEN_ENTRY_POINT(stspi_mount_lsu, const stsp_lsu_v7_t *lsu, const char *mount_
     }
     if (is("mount.null-point-traced") && lsu != nullptr && lsu->server != nullptr && mount_point == nullptr)
         broken::say(broken::server_of(lsu->server).session, STS_LOG_LEVEL_TRACE, "++++ Entering stspi_mount_lsu\n");
-    std::string point = mount_point == nullptr ? "" : mount_point;
+    const bool is_changed = is("mount.all-slashes-stripped") || is("mount.slash-kept");
+    std::string point = is_changed && mode != 0 && mount_point != nullptr ? mount_point : "";
     if (is("mount.all-slashes-stripped") && mount_point != nullptr)
         while (point.size() > 1 && point.back() == '/')
             point.pop_back();
@@ -37,7 +38,6 @@ BROKEN_ENTRY_POINT(stspi_mount_lsu, const stsp_lsu_v7_t *lsu, const char *mount_
         return STS_E_INVALID_PARAMETER;
     if (is("mount.leading-colon-accepted") && lsu != nullptr && lsu->lsu_name[0] == ':')
         return STS_E_SYSTEM;
-    const bool is_changed = is("mount.all-slashes-stripped") || is("mount.slash-kept");
     const int32_t status = REAL(stspi_mount_lsu)(
         lsu, is_changed && mount_point != nullptr ? point.c_str() : mount_point, mode, reserved, out_result);
     if (status == 0 && is("mount.result-without-comma"))
