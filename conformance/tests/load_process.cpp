@@ -148,6 +148,9 @@ CONFORMANCE_TEST("load-process.other-children", "Children of the caller's own ar
     const pid_t child = fork();
     if (child == 0)
         _exit(9);
+    // It has ended and waits to be waited for.
+    siginfo_t ended;
+    waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
     expect_number("wait status", plugin().load_process("/bin/false", ""), 256);
     int status = 0;
     expect_number("own child", waitpid(child, &status, 0), child);
