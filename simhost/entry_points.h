@@ -36,6 +36,7 @@
 
 // The types come from the declarations; nothing links to the plug-in.
 struct EntryPoints {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name that is declared
 #define SIMHOST_MEMBER(name, slot) decltype(&stspi_##name) name = nullptr;
     SIMHOST_ENTRY_POINTS(SIMHOST_MEMBER)
     SIMHOST_ENTRY_POINTS2(SIMHOST_MEMBER)

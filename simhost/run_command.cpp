@@ -79,7 +79,7 @@ std::string unused_image_name() {
 
 Transfer write(ImageStore &store, DataSource &source, const std::string &name, uint64_t chunk_bytes) {
     OpenImage image(store, name, OpenImage::How::create);
-    const Transfer written = write_image(image, source, chunk_bytes);
+    Transfer written = write_image(image, source, chunk_bytes);
     image.close();
     return written;
 }
@@ -87,7 +87,7 @@ Transfer write(ImageStore &store, DataSource &source, const std::string &name, u
 Transfer read_back(ImageStore &store, DataSource &source, const std::string &name, uint64_t total,
                    uint64_t chunk_bytes) {
     OpenImage image(store, name, OpenImage::How::read);
-    const Transfer read = compare_image(image, source, total, chunk_bytes);
+    Transfer read = compare_image(image, source, total, chunk_bytes);
     image.close();
     return read;
 }
@@ -161,7 +161,7 @@ Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &o
     if (mount_point.target().empty())
         throw BadAnswer(fmt::format("the mount succeeded, but {} is no link", printable(mount_point.path())));
     report.result()["mount"] = {{"lsu", lsu}, {"mount_point", mount_point.path()}, {"directory", mount_point.target()}};
-    const Outcome outcome = cycle_image(server, source, options, pool, report);
+    Outcome outcome = cycle_image(server, source, options, pool, report);
     server.unmount(lsu);
     return outcome;
 }

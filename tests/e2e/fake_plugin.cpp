@@ -265,6 +265,9 @@ static sts_entry_point_t table2[STS_ENTRY_POINT_COUNT2];
 
 #define SLOT(where, slot, function) where[slot] = reinterpret_cast<sts_entry_point_t>(function)
 
+// Not what the slot holds.
+int32_t stspi_claim(const char *) { return 0; }
+
 int32_t stspi_init(uint64_t, const void *, sts_registration_t *registration) {
     FAULT("init")
     if (const auto name = told("has:"))

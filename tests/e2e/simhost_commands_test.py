@@ -356,6 +356,11 @@ class Probe(SimhostTest):
         self.assertRegex(done.stderr.decode(),
                          r"first table, slot 29: stspi_open_server (crashes \(.*\)|ends the process) when it is given null")
 
+    def test_tells_a_slot_that_is_not_the_exported_function(self):
+        done = self.expect(1, self.probe(FAKE_PLUGIN))
+        self.assertRegex(done.stdout.decode(), r"(?m)^ +4  stspi_claim +differs ")
+        self.assertIn(b"warning: not exported: ", done.stderr)
+
     def test_refuses_what_is_no_plugin(self):
         text = self.root / "text"
         text.write_text("no library")
