@@ -109,6 +109,7 @@ void add_commands(CLI::App &app, CommandLine &line) {
     add_probe_command(app, line);
     add_init_command(app, line);
     add_check_command(app, line);
+    add_show_command(app, line);
     app.footer(
         "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
         "cannot be used, 3 all is well but for warnings (with --strict).\n"

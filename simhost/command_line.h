@@ -60,6 +60,7 @@ void add_pools_command(CLI::App &app, CommandLine &line);
 void add_probe_command(CLI::App &app, CommandLine &line);
 void add_run_command(CLI::App &app, CommandLine &line);
 void add_server_command(CLI::App &app, CommandLine &line);
+void add_show_command(CLI::App &app, CommandLine &line);
 void add_volumes_command(CLI::App &app, CommandLine &line);
 
 // Adds all commands and their help.

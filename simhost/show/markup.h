@@ -1,0 +1,7 @@
+#pragma once
+
+#include <string>
+
+// A text of the file for HTML and for Graphviz's HTML-like labels: what they take for markup as entities; control
+// characters, and bytes that are no UTF-8, as '?'.
+std::string markup_text(const std::string &text);
