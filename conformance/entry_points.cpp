@@ -183,8 +183,9 @@ void EntryPoints::registered(sts_lsu_list_handle_t *out) {
 }
 
 int32_t EntryPoints::raw(const std::string &entry_point, const std::array<uint64_t, 6> &r) {
-    using SixRegisters = int32_t(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
-    return call<SixRegisters>(entry_point.c_str(), r[0], r[1], r[2], r[3], r[4], r[5]);
+    // Two nulls behind the registers, on the stack: a seventh argument must be something, too.
+    using Words = int32_t(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
+    return call<Words>(entry_point.c_str(), r[0], r[1], r[2], r[3], r[4], r[5], uint64_t{0}, uint64_t{0});
 }
 
 int32_t EntryPoints::init(uint64_t version, const void *ignored, sts_registration_t *registration) {

@@ -48,7 +48,7 @@ public:
     // The address a call of that name goes to. Ends the test when there is none.
     void *address(const std::string &entry_point) const;
 
-    // Any entry point with six integer registers as they are.
+    // Any entry point with six integer registers as they are, and nulls for what an entry point has beyond them.
     int32_t raw(const std::string &entry_point, const std::array<uint64_t, 6> &registers);
 
     int32_t init(uint64_t version, const void *ignored, sts_registration_t *registration);
