@@ -4,7 +4,9 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <new>
 
+#include "tests/support/failing_allocator.h"
 #include "tests/support/system_double.h"
 #include "tests/unit/sim/disk_array_test.h"
 
@@ -111,6 +113,15 @@ TEST(DiskArrayConstruction, EarlyStopLeavesAnArrayThatEveryOperationCanWalk) {
     array.adjustForPlugin();
     array.sync();
     EXPECT_THAT(directory.read("lab1"), HasSubstr("MOUNT_BEHAVIOR = SUCCESS;\n"));
+}
+
+TEST(DiskArrayConstruction, WithoutMemoryItThrowsAndKeepsNothing) {
+    const ConfigDirectory directory;
+    directory.write("lab1", one_group);
+    // The list that a value is split into has no room.
+    const FailingAllocator no_memory(512 * sizeof(Name), 512 * sizeof(Name));
+    EXPECT_THROW(OrvSimStorageServer("lab1:array1"), std::bad_alloc);
+    EXPECT_GT(no_memory.refused(), 0);
 }
 
 TEST(DiskArray, ServerNameAndInfoAreTheHostNameWithItsDomain) {
