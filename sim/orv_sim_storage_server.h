@@ -93,6 +93,4 @@ private:
 
     // Deliberately one plain pointer for the whole process: the last set_session wins, without a lock.
     static const sts_session_def_v7_t *m_sd;
-
-    friend class OrvSimStorageServerTest;
 };

@@ -147,6 +147,12 @@ TEST_F(LoadProcess, ArgumentOf2000BytesArrivesWhole) {
     EXPECT_EQ(arguments(), argument + "\n");
 }
 
+TEST_F(LoadProcess, EndlessProgramNameCannotBeStarted) {
+    EXPECT_EQ(load_process(std::string(5000, 'p').c_str(), ""), 0);
+    EXPECT_EQ(load_process(("/" + std::string(100000, 'p')).c_str(), " x"), 0);
+    expect_no_child();
+}
+
 TEST_F(LoadProcess, FiveHundredArgumentsArrive) {
     std::string text;
     std::string expected;

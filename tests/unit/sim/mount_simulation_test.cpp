@@ -107,12 +107,13 @@ TEST_F(MountLsu, GroupWithoutStorageDirGetsOneBelowTmp) {
 }
 
 TEST_F(MountLsu, DefaultStorageDirStaysSetWhenTheMountFails) {
-    DiskArray mounting("DISKGROUP=dg-stays;\nSTORAGE_DIR=;\n");
+    const std::string group = fs::path(m_directory.path()).filename().string() + "x";
+    DiskArray mounting("DISKGROUP=" + group + ";\nSTORAGE_DIR=;\n");
     const FailingCall failing("symlink", EIO);
-    EXPECT_EQ(mounting->mountLSU("dg-stays", "v", 1, "localhost", (m_directory / "mnt").c_str()), EIO);
-    EXPECT_STREQ(c_text(mounting->getPoolLSUInfo("dg-stays")->storage_dir), "/tmp/dg-stays");
-    fs::remove("/tmp/dg-stays/v");
-    fs::remove("/tmp/dg-stays");
+    EXPECT_EQ(mounting->mountLSU(group.c_str(), "v", 1, "localhost", (m_directory / "mnt").c_str()), EIO);
+    EXPECT_STREQ(c_text(mounting->getPoolLSUInfo(group.c_str())->storage_dir), ("/tmp/" + group).c_str());
+    fs::remove("/tmp/" + group + "/v");
+    fs::remove("/tmp/" + group);
 }
 
 TEST_F(MountLsu, AgainAtTheSamePlaceLeavesOneLink) {
