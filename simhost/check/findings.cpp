@@ -12,16 +12,16 @@ constexpr size_t longest_quote = 60;
 
 }  // namespace
 
-void Findings::add(Severity severity, Rule rule, Place place, std::string text, std::string help,
+void Findings::add(Severity severity, Rule rule, const Place &place, std::string text, std::string help,
                    std::vector<Note> notes) {
     m_findings.push_back({rule, severity, place, std::move(text), std::move(help), std::move(notes)});
 }
 
-void Findings::error(Rule rule, Place place, std::string text, std::string help, std::vector<Note> notes) {
+void Findings::error(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
     add(Severity::error, rule, place, std::move(text), std::move(help), std::move(notes));
 }
 
-void Findings::warning(Rule rule, Place place, std::string text, std::string help, std::vector<Note> notes) {
+void Findings::warning(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
     add(Severity::warning, rule, place, std::move(text), std::move(help), std::move(notes));
 }
 

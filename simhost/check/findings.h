@@ -8,9 +8,9 @@
 
 class Findings {
 public:
-    void error(Rule rule, Place place, std::string text, std::string help = "", std::vector<Note> notes = {});
-    void warning(Rule rule, Place place, std::string text, std::string help = "", std::vector<Note> notes = {});
-    void add(Severity severity, Rule rule, Place place, std::string text, std::string help = "",
+    void error(Rule rule, const Place &place, std::string text, std::string help = "", std::vector<Note> notes = {});
+    void warning(Rule rule, const Place &place, std::string text, std::string help = "", std::vector<Note> notes = {});
+    void add(Severity severity, Rule rule, const Place &place, std::string text, std::string help = "",
              std::vector<Note> notes = {});
 
     // By place; what is about the whole file comes first.

@@ -62,7 +62,7 @@ std::string svg_of_dot(const std::string &dot) {
     int status = 0;
     while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
     }
-    const std::string svg = content_of(output.get());
+    std::string svg = content_of(output.get());
     if (status != 0 || svg.empty())
         throw BadAnswer("Graphviz's \"dot\" could not draw the graph");
     return svg;

@@ -109,6 +109,13 @@ class Check(unittest.TestCase):
         self.expect(1, check("--strict", path, self.file("bad.sim", BAD_COPAN)))
         self.expect(0, check("--strict", self.file("good.sim", GOOD_COPAN)))
 
+    def test_starting_files_are_good(self):
+        for server in ("Kelvarpool:mediaA", "copan:arr1"):
+            subprocess.run([SIMHOST, "init", "--config-dir", str(self.directory), server], capture_output=True, check=True)
+        files = sorted(str(path) for path in self.directory.glob("*.sim"))
+        self.assertEqual(len(files), 2)
+        self.expect(0, check("--strict", *files))
+
     def test_server(self):
         array = self.file("Kelvarpool.sim", GOOD_ARRAY.replace(b"= h;", b"= mediaA;"))
         copan = self.file("copan.sim", GOOD_COPAN.replace(b"= a;", b"= arr1.lab;"))
