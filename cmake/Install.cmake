@@ -23,6 +23,7 @@ if(STSPI_BUILD_CONFORMANCE)
   # Found by the suite as ../lib/stspi-conformance, seen from its own directory.
   install(TARGETS stspi_conformance_image_double stspi_conformance_foreign
     LIBRARY DESTINATION lib/stspi-conformance COMPONENT tools)
+  install_manual(${PROJECT_SOURCE_DIR}/man/stspi-conformance.1 tools)
 endif()
 
 install(DIRECTORY include/stspi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN *.h)
