@@ -32,10 +32,10 @@ bool has_byte_order_mark(const ReadLine &line) {
 
 void check_lines(const SourceText &source, Findings &findings) {
     size_t reported_line = 0;
-    const ReadLine *first_piece = nullptr;
+    std::string first_piece;
     for (const ReadLine &line : source.read_lines()) {
         if (line.begin == 0)
-            first_piece = &line;
+            first_piece = line.text;
         if (has_byte_order_mark(line))
             findings.error(Rule::byte_order_mark, line.place(0, byte_order_mark.size()),
                            "the file begins with a byte-order mark, which belongs to the first key for the plug-in",
@@ -43,7 +43,7 @@ void check_lines(const SourceText &source, Findings &findings) {
         if (line.begin > 0 && !line.text.empty() && line.line != reported_line) {
             findings.error(Rule::line_too_long, {line.line, line.offsets[0] + 1, line.end - line.offsets[0]},
                            "a line holds at most 1023 bytes: what stands from here on is read as another line",
-                           help_for(first_piece->text));
+                           help_for(first_piece));
             reported_line = line.line;
         }
         const size_t nul = source.line(line.line).substr(0, line.end).find('\0', line.begin);

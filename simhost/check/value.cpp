@@ -260,7 +260,7 @@ uint64_t check_size(const Value &value, Findings &findings) {
 }
 
 std::string check_text(const Value &value, Findings &findings) {
-    const std::string text = kept_text(value.kind(), value.text());
+    std::string text = kept_text(value.kind(), value.text());
     if (value.text().empty())
         return text;
     check_ending(value, findings);
