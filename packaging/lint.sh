@@ -19,4 +19,4 @@ cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --enable=warning,perfo
 echo "clang-tidy"
 cmake --preset clang >/dev/null
 # shellcheck disable=SC2086
-git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/clang --warnings-as-errors='*' 2>/dev/null
+git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/clang --warnings-as-errors='*' 2>/dev/null
