@@ -31,7 +31,8 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
 
 }  // namespace
 
-int main(int argc, char **argv) {
+// What CLI11 or the C++ library throws here ends the program: there is nobody left to tell.
+int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
     CommandLine line;
     CLI::App app("Drives a storage-server plug-in the way a backup framework does.", "simhost");
     app.set_version_flag("--version", "simhost " SIMHOST_VERSION, "Show the version and end");

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <cmath>
 #include <stdexcept>
 
 std::string format_bytes(uint64_t bytes) {
@@ -28,7 +29,7 @@ std::string format_duration(double seconds) {
         return fmt::format("{:.1f} ms", seconds * 1e3);
     if (seconds < 99.995)
         return fmt::format("{:.2f} s", seconds);
-    const auto whole = static_cast<uint64_t>(seconds + 0.5);
+    const auto whole = static_cast<uint64_t>(std::llround(seconds));
     return fmt::format("{}:{:02} min", whole / 60, whole % 60);
 }
 

@@ -22,7 +22,8 @@ void volumes(Server &server, const VolumesOptions &options, Report &report) {
     bool found = false;
     for (const std::string &pool : options.pools.empty() ? server.list_lsus() : options.pools)
         for (const std::string &volume : server.list_volumes(pool)) {
-            const std::string lsu = pool + ':' + volume;
+            std::string lsu = pool;
+            lsu.append(":").append(volume);
             const sts_lsu_info_v9_t info = server.lsu_info(lsu);
             table.add({printable(pool), printable(volume), printable(field_text(info.lsu_name)),
                        format_bytes(info.capacity_bytes), format_bytes(info.used_bytes)});

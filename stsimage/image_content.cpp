@@ -19,7 +19,7 @@ namespace stsimage {
 
 namespace {
 
-constexpr uint64_t checked_at_once = 256 * 1024;
+constexpr uint64_t checked_at_once = uint64_t{256} * 1024;
 static_assert(group_size % checked_at_once == 0);
 
 // Up to so many blocks are read in the quickest way.
@@ -97,7 +97,7 @@ int32_t ImageContent::make(int file, std::string path, std::string_view server_n
 }
 
 int32_t ImageContent::load(int file, std::string path, std::unique_ptr<ImageContent> &out_content) {
-    ImageHeader header;
+    ImageHeader header{};
     if (const int32_t status = read_header(file, path, header); status != 0)
         return status;
     std::unique_ptr<ImageContent> content(new ImageContent(file, std::move(path), header));

@@ -133,7 +133,7 @@ int32_t make_below(const FileDescriptor &root, const std::string &root_path, con
             const std::string parent_path = begin == 0 ? "." : text.substr(0, begin);
             const FileDescriptor parent = open_below(root, parent_path);
             if (!parent)
-                return cannot_open(root_path + '/' + parent_path, text);
+                return cannot_open(std::string(root_path).append("/").append(parent_path), text);
             const std::string name = text.substr(begin, end - begin);
             if (const int32_t status = make_directory(parent, name, root_path + '/' + text.substr(0, end)); status != 0)
                 return status;
