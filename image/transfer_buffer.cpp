@@ -7,8 +7,8 @@
 
 namespace {
 
-// More than any memory holds; a length beyond it is nonsense that the library is to judge.
-constexpr uint64_t most_room = uint64_t{1} << 36;
+// A terabyte, more than one call can fill; a length beyond it is nonsense that the library is to judge.
+constexpr uint64_t most_room = uint64_t{1} << 40;
 
 }  // namespace
 

@@ -243,6 +243,8 @@ int32_t ImageContent::drop_index() {
 }
 
 int32_t ImageContent::write(const char *data, uint64_t length, uint64_t offset) {
+    if (length == 0)
+        return 0;  // nothing written: the image does not grow to offset either
     const uint64_t end = offset + length;
     while (offset < end) {
         const uint64_t block = offset / block_size;

@@ -31,11 +31,13 @@ int32_t refuse(std::string_view text, const char *why) {
     return fail(STSIMG_E_INVALID_LSU, "the LSU text %s %s", QuotedText(text).c_str(), why);
 }
 
+// What no component may be. An absolute text is the caller's own choice of a directory and may lead through "..".
 int32_t check_components(std::string_view text) {
+    const bool is_absolute = text.front() == '/';
     for (size_t begin = 0; begin <= text.size();) {
         const size_t end = std::min(text.find('/', begin), text.size());
         const std::string_view component = text.substr(begin, end - begin);
-        if (component == "." || component == "..")
+        if (!is_absolute && (component == "." || component == ".."))
             return refuse(text, "has the component \".\" or \"..\"");
         if (component == unfinished_directory)
             return refuse(text, "names the library's own directory of unfinished images");
@@ -51,7 +53,7 @@ int32_t check_text(std::string_view text) {
         return refuse(text, "is longer than 1023 bytes");
     if (has_control_character(text))
         return refuse(text, "has a control character");
-    return text.front() == '/' ? 0 : check_components(text);
+    return check_components(text);
 }
 
 // Opens a directory below another one without following a link out of it.
@@ -87,11 +89,16 @@ int32_t cannot_open(const std::string &path, std::string_view text) {
 }
 
 int32_t make_directory(const FileDescriptor &parent, const std::string &name, const std::string &path) {
-    if (mkdirat(parent.get(), name.c_str(), directory_mode) != 0)
-        return errno == EEXIST ? 0 : fail_system(errno, "cannot make the directory %s", QuotedText(path).c_str());
-    if (fsync(parent.get()) != 0)
-        return fail_system(errno, "cannot flush the parent of the new directory %s", QuotedText(path).c_str());
-    return 0;
+    const bool made = mkdirat(parent.get(), name.c_str(), directory_mode) == 0;
+    if (!made && errno != EEXIST)
+        return fail_system(errno, "cannot make the directory %s", QuotedText(path).c_str());
+    // Also when it was there: whoever made it just now may not have come so far.
+    if (fsync(parent.get()) == 0)
+        return 0;
+    const int error = errno;
+    if (made)
+        unlinkat(parent.get(), name.c_str(), AT_REMOVEDIR);  // or the next one would take it for safely made
+    return fail_system(error, "cannot flush the parent of the new directory %s", QuotedText(path).c_str());
 }
 
 // Makes the root directory itself; its parent must be there.
@@ -102,6 +109,9 @@ int32_t make_root(const std::string &root) {
         return 0;
     const std::string parent_path = root.substr(0, slash + 1);
     const FileDescriptor parent(open(parent_path.c_str(), directory_flags));
+    if (!parent && errno == ENOENT)
+        return fail(STS_E_NOT_FOUND, "%s, the parent of the root directory of images, does not exist",
+                    QuotedText(parent_path).c_str());
     if (!parent)
         return fail_system(errno, "cannot open %s, the parent of the root directory of images",
                            QuotedText(parent_path).c_str());

@@ -60,8 +60,12 @@ int32_t check_name_is_free_for_image(const LsuDirectory &lsu, const std::string 
 // Whether the writer of the image that has this name now is still closing it: it keeps its lock to the end.
 int32_t check_no_writer_is_closing(const LsuDirectory &lsu, const std::string &file) {
     const FileDescriptor image(openat(lsu.descriptor.get(), file.c_str(), O_RDONLY | existing_flags));
-    if (image ? lock_now(image) : errno == ENOENT)
+    if (image ? lock_now(image) : errno == ENOENT) {
+        // Not left to closing: a child forked at this moment would keep the lock.
+        if (image)
+            flock(image.get(), LOCK_UN);
         return 0;
+    }
     const int error = errno;
     const QuotedText path(lsu.path_of(file));
     if (image && error == EWOULDBLOCK)

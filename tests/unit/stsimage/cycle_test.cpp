@@ -340,3 +340,19 @@ TEST_F(DeleteImage, RemovesNameAndFile) {
     EXPECT_FALSE(fs::exists(file_of("one")));
     EXPECT_EQ(remove("one"), STS_E_NOT_FOUND);
 }
+
+TEST_F(WriteImage, OfNothingBehindTheEndLeavesTheImageAsItIs) {
+    for (const std::string &data : {std::string(), std::string("ten bytes.")}) {
+        sts_image_handle_t image = nullptr;
+        ASSERT_EQ(create("image", image), 0);
+        if (!data.empty()) {
+            ASSERT_EQ(write(image, data), 0);
+        }
+        EXPECT_EQ(write(image, "", 1000), 0);
+        std::string tail;
+        EXPECT_EQ(read(image, tail, 100, 500), 0);
+        EXPECT_EQ(tail, "");
+        ASSERT_EQ(stsimg_close_image(image), 0);
+        EXPECT_EQ(content("image"), data);
+    }
+}

@@ -93,6 +93,14 @@ TEST_F(LsuText, BadTextsAreRefusedAndMakeNothing) {
     EXPECT_FALSE(fs::exists(root().parent_path() / "out"));
 }
 
+TEST_F(LsuText, UnfinishedDirectoryByItsAbsolutePathIsRefused) {
+    ASSERT_EQ(store("kept", "data"), 0);
+    fs::create_directory(unfinished());
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("image", image, unfinished().c_str()), STSIMG_E_INVALID_LSU);
+    EXPECT_TRUE(message_has("unfinished")) << stsimg_last_error();
+}
+
 TEST_F(LsuText, MissingDirectoryIsNotFoundAndNotMadeByReading) {
     sts_image_handle_t image = nullptr;
     EXPECT_EQ(open("image", STSIMG_MODE_READ, image, "none"), STS_E_NOT_FOUND);
@@ -169,7 +177,7 @@ TEST_F(LsuText, RootMustBeAbsoluteAndItsParentExist) {
     EXPECT_EQ(store("image", "x"), 0) << stsimg_last_error();
     EXPECT_EQ(content("image"), "x");
     setenv("STSIMAGE_ROOT", (root() / "far" / "off").c_str(), 1);
-    EXPECT_NE(create("image", image), 0);
+    EXPECT_EQ(create("image", image), STS_E_NOT_FOUND);
     EXPECT_FALSE(fs::exists(root() / "far"));
 }
 
