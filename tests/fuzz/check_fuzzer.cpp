@@ -1,6 +1,8 @@
 // Any bytes, checked as either kind of file: the checker reports them without a crash, and agrees with the plug-in.
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <string>
 
 #include "simhost/check/json_report.h"
 #include "simhost/check/text_report.h"
@@ -21,8 +23,8 @@ void check(const std::string &bytes, Grammar grammar) {
     demand_none("broken promise", broken_promises(file));
     if (findings_text(file, true).empty() != file.findings.empty())
         std::abort();
-    // Slow, and without much to find.
-    if (bytes.size() % 16 < 2) {
+    // Slow, and without much to find: on a part of the inputs, chosen by their content.
+    if (std::hash<std::string>()(bytes) % 256 == 0) {
         sarif_log({file}, "0").dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
         file_json(file).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     }
