@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "stsimage/file_io.h"
+#include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
@@ -12,6 +13,8 @@
 namespace stsimage {
 
 namespace {
+
+constexpr uint64_t entries_at_once = 4096;
 
 // How much of a table has to be written: the rest is zero, and zero in the file already. So a small image is a small file.
 size_t size_in_use(const ChecksumTable &table) {
@@ -26,21 +29,34 @@ size_t size_in_use(const ChecksumTable &table) {
 ChecksumTables::ChecksumTables(int open_file, std::string file_path, uint64_t image_seed)
     : file(open_file), path(std::move(file_path)), seed(image_seed) {}
 
-int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t checksum) {
-    std::vector<IndexEntry> loaded(entries);
-    const size_t bytes = entries * sizeof(IndexEntry);
-    const ssize_t got = read_fully(file, loaded.data(), bytes, place);
-    if (got < 0)
-        return fail_system(errno, "cannot read the index of %s at offset %ju", QuotedText(path).c_str(),
-                           uintmax_t{place});
-    if (static_cast<size_t>(got) < bytes)
-        return fail(STSIMG_E_TRUNCATED, "%s ends within its index at offset %ju", QuotedText(path).c_str(),
-                    uintmax_t{place});
-    if (checksum_of_index(loaded.data(), loaded.size(), seed) != checksum)
+int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t groups, uint64_t checksum) {
+    std::vector<IndexEntry> part(std::min(entries, entries_at_once));
+    IndexChecksum sum(seed);
+    uint64_t lowest_group = 0;  // that the next entry may have
+    const uint64_t end = place + entries * sizeof(IndexEntry);
+    for (uint64_t at = place; at < end;) {
+        const size_t bytes = std::min<uint64_t>(end - at, part.size() * sizeof(IndexEntry));
+        const size_t count = bytes / sizeof(IndexEntry);
+        const ssize_t got = read_fully(file, part.data(), bytes, at);
+        if (got < 0)
+            return fail_system(errno, "cannot read the index of %s at offset %ju", QuotedText(path).c_str(),
+                               uintmax_t{at});
+        if (static_cast<size_t>(got) < bytes)
+            return fail(STSIMG_E_TRUNCATED, "%s ends within its index at offset %ju", QuotedText(path).c_str(),
+                        uintmax_t{at + static_cast<uint64_t>(got)});
+        sum.add(part.data(), count);
+        for (size_t entry = 0; entry < count; ++entry, at += sizeof(IndexEntry)) {
+            const auto &[group, table_checksum] = part[entry];
+            if (group < lowest_group || group >= groups)
+                return fail(STSIMG_E_DAMAGED, "%s: the index entry at offset %ju is out of order",
+                            QuotedText(path).c_str(), uintmax_t{at});
+            index.emplace_hint(index.end(), group, table_checksum);
+            lowest_group = group + 1;
+        }
+    }
+    if (sum.value() != checksum)
         return fail(STSIMG_E_DAMAGED, "%s: the index at offset %ju does not match its checksum",
                     QuotedText(path).c_str(), uintmax_t{place});
-    for (const IndexEntry &entry : loaded)
-        index.emplace_hint(index.end(), entry.group, entry.table_checksum);
     return 0;
 }
 

@@ -21,8 +21,9 @@ public:
     // Works on an open file that outlives it; the path is for messages.
     ChecksumTables(int file, std::string path, uint64_t seed);
 
-    // Reads the index. Its place and length come from a header that has been checked.
-    int32_t load_index(uint64_t place, uint64_t entries, uint64_t checksum);
+    // Reads the index of an image of so many groups. Takes memory for what the file really holds, whatever it claims:
+    // the first entry that is out of order ends it.
+    int32_t load_index(uint64_t place, uint64_t entries, uint64_t groups, uint64_t checksum);
 
     // The table of a group, checked; null when none of the group's blocks was ever written. Any number of threads may
     // find tables side by side.

@@ -37,8 +37,8 @@ uint64_t end_of_data(uint64_t image_size) {
 int32_t check_layout(const ImageHeader &header, uint64_t file_size, const std::string &path) {
     if (header.block_size != block_size || header.blocks_per_group != blocks_per_group ||
         header.image_size > max_image_size || header.index_place != end_of_data(header.image_size) ||
-        header.index_entries > header.image_size / block_size / blocks_per_group + 1)
-        return fail(STSIMG_E_DAMAGED, "%s: the header contradicts itself", QuotedText(path).c_str());
+        header.index_entries > groups_of(header.image_size))
+        return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 contradicts itself", QuotedText(path).c_str());
     const uint64_t expected = header.index_place + header.index_entries * sizeof(IndexEntry);
     if (file_size < expected)
         return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju instead of %ju", QuotedText(path).c_str(),
@@ -64,12 +64,12 @@ int32_t read_header(int file, const std::string &path, ImageHeader &out_header) 
         return fail_system(errno, "cannot read the header of %s", shown.c_str());
     if (static_cast<size_t>(got) < sizeof header.magic ||
         std::memcmp(header.magic, image_magic, sizeof image_magic) != 0)
-        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no image: it does not begin as one", shown.c_str());
+        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no image: its bytes at offset 0 are not those of one", shown.c_str());
     if (static_cast<size_t>(got) < sizeof header)
         return fail(STSIMG_E_TRUNCATED, "%s ends at offset %zd, within its header", shown.c_str(), got);
     if (header.version != image_version)
-        return fail(STSIMG_E_UNKNOWN_VERSION, "%s has format version %u; only version %u is known", shown.c_str(),
-                    header.version, image_version);
+        return fail(STSIMG_E_UNKNOWN_VERSION, "%s has format version %u at offset 8; only version %u is known",
+                    shown.c_str(), header.version, image_version);
     if (header.checksum != checksum_of_header(header))
         return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 does not match its checksum", shown.c_str());
     if (const int32_t status = check_layout(header, static_cast<uint64_t>(state.st_size), path); status != 0)
@@ -101,8 +101,8 @@ int32_t ImageContent::load(int file, std::string path, std::unique_ptr<ImageCont
     if (const int32_t status = read_header(file, path, header); status != 0)
         return status;
     std::unique_ptr<ImageContent> content(new ImageContent(file, std::move(path), header));
-    if (const int32_t status =
-            content->tables.load_index(header.index_place, header.index_entries, header.index_checksum);
+    if (const int32_t status = content->tables.load_index(header.index_place, header.index_entries,
+                                                          groups_of(header.image_size), header.index_checksum);
         status != 0)
         return status;
     out_content = std::move(content);

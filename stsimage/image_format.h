@@ -30,6 +30,9 @@ static_assert(section_head_size == uint64_t{1} << 20 && header_size <= table_siz
 // Every place in the file of an image of this size fits an off_t.
 constexpr uint64_t max_image_size = uint64_t{1} << 62;
 
+constexpr uint64_t groups_of(uint64_t image_size) {
+    return image_size / group_size + (image_size % group_size != 0 ? 1 : 0);
+}
 constexpr uint64_t table_place(uint64_t group) {
     return group / groups_per_section * section_size + (1 + group % groups_per_section) * table_size;
 }

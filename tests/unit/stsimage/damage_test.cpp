@@ -3,7 +3,9 @@
 #include <unistd.h>
 #include <xxhash.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <random>
 
 #include "tests/unit/stsimage/file_bytes.h"
@@ -40,11 +42,20 @@ protected:
 
     fs::path file() const { return file_of("victim"); }
 
+    // Gives a header its checksum and puts it into a file.
+    static void put_header(const fs::path &path, std::string header) {
+        const uint64_t checksum = XXH3_64bits(header.data(), 4088);
+        std::memcpy(&header[4088], &checksum, sizeof checksum);
+        put_file_bytes(path, 0, header);
+    }
+
     void expect_found(const std::string &what) {
         std::string data;
         const int32_t status = fetch("victim", data);
         EXPECT_TRUE(tells_of_damage(status)) << what << " gives " << status;
-        EXPECT_NE(std::string(stsimg_last_error()).find(file()), std::string::npos) << stsimg_last_error();
+        const std::string message = stsimg_last_error();
+        EXPECT_NE(message.find(file()), std::string::npos) << message;
+        EXPECT_NE(message.find("offset "), std::string::npos) << message;
     }
 
     std::string intact;
@@ -177,9 +188,7 @@ TEST_F(DamagedFile, DamagedBlockIsNotHiddenByWritingAPartOfIt) {
 TEST_F(DamagedFile, UnknownVersionIsRefused) {
     std::string header = file_bytes(file(), 0, 4096);
     header[8] = 2;
-    const uint64_t checksum = XXH3_64bits(header.data(), 4088);
-    std::memcpy(&header[4088], &checksum, sizeof checksum);
-    put_file_bytes(file(), 0, header);
+    put_header(file(), header);
     std::string data;
     EXPECT_EQ(fetch("victim", data), STSIMG_E_UNKNOWN_VERSION);
     EXPECT_NE(std::string(stsimg_last_error()).find("version 2"), std::string::npos) << stsimg_last_error();
@@ -203,10 +212,132 @@ TEST_F(DamagedFile, ContradictingHeaderIsRefused) {
           Change{56, UINT64_MAX}, Change{56, uint64_t{1} << 60}, Change{56, 0}, Change{12, 0}}) {
         std::string header = good;
         std::memcpy(&header[change.offset], &change.value, sizeof change.value);
-        const uint64_t checksum = XXH3_64bits(header.data(), 4088);
-        std::memcpy(&header[4088], &checksum, sizeof checksum);
-        put_file_bytes(file(), 0, header);
+        put_header(file(), header);
         std::string data;
         EXPECT_TRUE(tells_of_damage(fetch("victim", data))) << change.offset << " " << change.value;
     }
+}
+
+// The victim has three groups; the third one's table is a gap.
+class CraftedIndex : public DamagedFile {
+protected:
+    CraftedIndex() {
+        sts_image_handle_t image = nullptr;
+        EXPECT_EQ(open("victim", STSIMG_MODE_WRITE, image), 0);
+        EXPECT_EQ(write(image, "third", 2 * group_size + 10), 0);
+        EXPECT_EQ(stsimg_close_image(image), 0);
+        header = file_bytes(file(), 0, 4096);
+        EXPECT_EQ(number_at(header, 56), 3u);
+        place = number_at(header, 48);
+        index = file_bytes(file(), place, 48);
+    }
+
+    static uint64_t number_at(const std::string &bytes, size_t offset) {
+        uint64_t value;
+        std::memcpy(&value, &bytes[offset], sizeof value);
+        return value;
+    }
+
+    static void put_number(std::string &bytes, size_t offset, uint64_t value) {
+        std::memcpy(&bytes[offset], &value, sizeof value);
+    }
+
+    // The file with another index: all checksums are right.
+    void put_index(const std::string &entries) {
+        std::string changed = header;
+        put_number(changed, 56, entries.size() / 16);
+        put_number(changed, 64, XXH3_64bits_withSeed(entries.data(), entries.size(), number_at(header, 24)));
+        put_header(file(), changed);
+        fs::resize_file(file(), place);
+        put_file_bytes(file(), place, entries);
+    }
+
+    std::string with_groups(const std::vector<uint64_t> &groups) const {
+        std::string entries;
+        for (size_t entry = 0; entry < groups.size(); ++entry) {
+            entries += index.substr(entry % 3 * 16, 16);
+            put_number(entries, entry * 16, groups[entry]);
+        }
+        return entries;
+    }
+
+    static constexpr uint64_t group_size = 2048 * 4096;
+    std::string header, index;
+    uint64_t place = 0;
+};
+
+TEST_F(CraftedIndex, WithTheRightEntriesIsRead) {
+    const std::string data = content("victim");
+    put_index(with_groups({0, 1, 2}));
+    EXPECT_TRUE(content("victim") == data);
+    EXPECT_EQ(data.substr(data.size() - 5), "third");
+}
+
+TEST_F(CraftedIndex, OutOfOrderOrBeyondTheImageIsRefusedAtTheEntry) {
+    struct Case {
+        std::vector<uint64_t> groups;
+        uint64_t wrong_entry;
+    };
+    for (const Case &crafted : {Case{{1, 0, 2}, 1}, Case{{2, 1, 0}, 1}, Case{{0, 2, 1}, 2}, Case{{0, 0, 1}, 1},
+                                Case{{0, 1, 1}, 2}, Case{{0, 1, 3}, 2}, Case{{3}, 0}, Case{{0, UINT64_MAX, 2}, 1},
+                                Case{{UINT64_MAX}, 0}, Case{{uint64_t{1} << 60}, 0}}) {
+        put_index(with_groups(crafted.groups));
+        std::string data;
+        EXPECT_EQ(fetch("victim", data), STSIMG_E_DAMAGED);
+        const std::string message = stsimg_last_error();
+        EXPECT_NE(message.find(file()), std::string::npos) << message;
+        EXPECT_NE(message.find("index entry at offset " + number(place + crafted.wrong_entry * 16)), std::string::npos)
+            << message;
+    }
+}
+
+TEST_F(CraftedIndex, WithMoreEntriesThanGroupsIsRefused) {
+    put_index(with_groups({0, 1, 2, 3}));
+    std::string data;
+    EXPECT_EQ(fetch("victim", data), STSIMG_E_DAMAGED);
+    EXPECT_NE(std::string(stsimg_last_error()).find("header at offset 0"), std::string::npos) << stsimg_last_error();
+}
+
+// All holes: a file of no size on the disk that claims an index of terabytes, where the file system takes such files.
+TEST_F(CraftedIndex, OfTheLargestSparseFileTakesNoMemory) {
+    std::string directory = fs::is_directory("/dev/shm") ? "/dev/shm/stsimage-XXXXXX" : (root() / "XXXXXX").string();
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const fs::path huge = fs::path(directory) / "huge.stsimg";
+    std::ofstream(huge) << header;
+    int size_bits = 62;
+    uint64_t groups, index_place;
+    do {
+        groups = uint64_t{1} << (size_bits - 23);
+        index_place = (groups - 1) / 63 * (505 << 20) + (1 << 20) + ((groups - 1) % 63 + 1) * group_size;
+    } while (truncate(huge.c_str(), static_cast<off_t>(index_place + groups * 16)) != 0 && --size_bits > 40);
+    put_number(header, 32, groups * group_size);
+    put_number(header, 48, index_place);
+    put_number(header, 56, groups);
+    put_header(huge, header);
+    for (const uint32_t mode : {STSIMG_MODE_READ, STSIMG_MODE_WRITE}) {
+        sts_image_handle_t image = nullptr;
+        EXPECT_EQ(open("huge", mode, image, directory.c_str()), STSIMG_E_DAMAGED) << stsimg_last_error();
+        EXPECT_NE(std::string(stsimg_last_error()).find("index entry at offset " + number(index_place + 16)),
+                  std::string::npos)
+            << stsimg_last_error();
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 1);
+    fs::remove_all(directory);
+}
+
+// More entries than are read at once.
+TEST_F(CraftedIndex, OfManyPiecesIsReadWhole) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("scattered", image), 0);
+    constexpr uint64_t groups = 10000;
+    for (uint64_t group = 0; group < groups; group += 1 + group % 2)
+        ASSERT_EQ(write(image, number(group), group * group_size), 0);
+    ASSERT_EQ(stsimg_close_image(image), 0) << stsimg_last_error();
+    ASSERT_EQ(open("scattered", STSIMG_MODE_READ, image), 0) << stsimg_last_error();
+    std::string data;
+    for (uint64_t group = 0; group < groups; group += 1 + group % 2) {
+        ASSERT_EQ(read(image, data, number(group).size(), group * group_size), 0) << stsimg_last_error();
+        ASSERT_EQ(data, number(group));
+    }
+    EXPECT_EQ(stsimg_close_image(image), 0);
 }

@@ -1,0 +1,28 @@
+// The checksum of an index that is read in pieces: the same as checksum_of_index gives for the whole.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "stsimage/image_format.h"
+
+struct XXH3_state_s;
+
+namespace stsimage {
+
+class IndexChecksum {
+public:
+    explicit IndexChecksum(uint64_t seed);
+    void add(const IndexEntry *entries, size_t count);
+    uint64_t value() const;
+
+private:
+    struct FreeState {
+        void operator()(XXH3_state_s *unneeded) const;
+    };
+
+    std::unique_ptr<XXH3_state_s, FreeState> state;
+};
+
+}  // namespace stsimage
