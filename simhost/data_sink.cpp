@@ -15,6 +15,9 @@
 
 namespace {
 
+// Bytes after which the system is asked to bring a file to the disk, so that the flush at the end has less to wait for.
+constexpr off_t write_back_step = off_t{8} << 20;
+
 mode_t ordinary_mode() {
     const mode_t mask = umask(0);
     umask(mask);
@@ -59,16 +62,28 @@ void DataSink::write(const char *data, size_t length) {
         if (written >= 0) {
             data += written;
             length -= static_cast<size_t>(written);
+            start_write_back(written);
         } else if (errno != EINTR) {
             throw BadAnswer(fmt::format("cannot write {}: {}", printable(m_name), std::strerror(errno)));
         }
     }
 }
 
+void DataSink::start_write_back(off_t written) {
+    m_waiting += written;
+    m_end += written;
+    if (m_temporary.empty() || m_waiting < write_back_step)
+        return;
+    // Nothing depends on it: what fails is told by the flush.
+    sync_file_range(m_descriptor, m_end - m_waiting, m_waiting, SYNC_FILE_RANGE_WRITE);
+    m_waiting = 0;
+}
+
 void DataSink::finish() {
     if (m_standard_output)
         return;
     bool good = m_temporary.empty() || fchmod(m_descriptor, ordinary_mode()) == 0;
+    good = good && (m_temporary.empty() || fsync(m_descriptor) == 0);
     good = close(m_descriptor) == 0 && good;
     m_descriptor = -1;
     if (!m_temporary.empty() && (!good || rename(m_temporary.c_str(), m_name.c_str()) != 0)) {

@@ -1,6 +1,8 @@
 // Where the data of an image goes: a file or standard output.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdio>
 #include <string>
@@ -21,11 +23,16 @@ public:
 
     // Throws BadAnswer when writing fails, Interrupted when the user asks to stop.
     void write(const char *data, size_t length);
+    // Flushes a file and gives it its name. Throws BadAnswer when that fails.
     void finish();
 
 private:
+    void start_write_back(off_t written);
+
     std::string m_name;
     bool m_standard_output;
     std::string m_temporary;  // empty when the data goes to its place at once
     int m_descriptor = -1;
+    off_t m_end = 0;
+    off_t m_waiting = 0;  // bytes before the end that the system was not yet asked to bring to the disk
 };

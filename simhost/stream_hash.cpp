@@ -1,7 +1,11 @@
 #include "simhost/stream_hash.h"
 
 #include <fmt/format.h>
+#ifdef __x86_64__
+#include <xxh_x86dispatch.h>  // XXH3 with the vector instructions that the processor has
+#else
 #include <xxhash.h>
+#endif
 
 #include <new>
 

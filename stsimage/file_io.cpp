@@ -1,5 +1,6 @@
 #include "stsimage/file_io.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -61,6 +62,10 @@ bool write_fully(int file, const void *data, size_t length, uint64_t place) {
         place += static_cast<uint64_t>(put);
     }
     return true;
+}
+
+void start_write_back(int file, uint64_t place, uint64_t length) {
+    sync_file_range(file, static_cast<off_t>(place), static_cast<off_t>(length), SYNC_FILE_RANGE_WRITE);
 }
 
 }  // namespace stsimage

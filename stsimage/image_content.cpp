@@ -281,6 +281,8 @@ int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint6
     const uint64_t place = block_place(first);
     if (!write_fully(file, data, count * block_size, place))
         return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if ((first + count) % blocks_per_group == 0)
+        start_write_back(file, place + count * block_size - group_size, group_size);
     return 0;
 }
 

@@ -1,6 +1,10 @@
 #include "stsimage/image_format.h"
 
+#ifdef __x86_64__
 #include <xxh_x86dispatch.h>  // XXH3 with the vector instructions that the processor has
+#else
+#include <xxhash.h>
+#endif
 
 namespace stsimage {
 
