@@ -1,17 +1,20 @@
 #include "stsimage/lsu_directory.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <string_view>
+#include <utility>
 
+#include "stsimage/directory_opening.h"
 #include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -24,7 +27,6 @@ namespace {
 
 constexpr size_t longest_text = STS_LSU_NAME_SIZE - 1;
 constexpr char default_root[] = "/var/lib/stsimage";
-constexpr int directory_flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 constexpr mode_t directory_mode = 0700;
 
 int32_t refuse(std::string_view text, const char *why) {
@@ -56,49 +58,56 @@ int32_t check_text(std::string_view text) {
     return check_components(text);
 }
 
-// Opens a directory below another one without following a link out of it.
-FileDescriptor open_below(const FileDescriptor &base, const std::string &path) {
-    open_how how{};
-    how.flags = directory_flags;
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-    long result;
-    do {
-        result = syscall(SYS_openat2, base.get(), path.c_str(), &how, sizeof how);
-    } while (result < 0 && (errno == EINTR || errno == EAGAIN));  // EAGAIN: something was renamed on the way
-    return FileDescriptor(static_cast<int>(result));
+// What is wrong with a path that leads to no directory; null when the system cannot get there for another reason.
+const char *objection(int error) {
+    switch (error) {
+        case ENOTDIR:
+            return "leads to something that is not a directory";
+        case EXDEV:
+            return "leads out of the root directory, or among unfinished images, through a link";
+        case ELOOP:
+            return "leads through too many links";
+        case ENAMETOOLONG:
+            return "has a component that is too long";
+        default:
+            return nullptr;
+    }
 }
 
 // Says why a directory did not open, from errno.
 int32_t cannot_open(const std::string &path, std::string_view text) {
     const int error = errno;
-    switch (error) {
-        case ENOENT:
-            return fail(STS_E_NOT_FOUND, "the directory %s of the LSU text %s does not exist", QuotedText(path).c_str(),
-                        QuotedText(text).c_str());
-        case ENOTDIR:
-            return refuse(text, "leads to something that is not a directory");
-        case EXDEV:
-        case ELOOP:
-            return refuse(text, "leads out of the root directory, or in circles, through a link");
-        case ENAMETOOLONG:
-            return refuse(text, "has a component that is too long");
-        default:
-            return fail_system(error, "cannot open the directory %s of the LSU text %s", QuotedText(path).c_str(),
-                               QuotedText(text).c_str());
-    }
+    if (error == ENOENT)
+        return fail(STS_E_NOT_FOUND, "the directory %s of the LSU text %s does not exist", QuotedText(path).c_str(),
+                    QuotedText(text).c_str());
+    if (const char *why = objection(error); why != nullptr)
+        return refuse(text, why);
+    return fail_system(error, "cannot open the directory %s of the LSU text %s", QuotedText(path).c_str(),
+                       QuotedText(text).c_str());
 }
 
+int32_t cannot_open_root(const std::string &path, const char *kind) {
+    const int error = errno;
+    const QuotedText shown(path);
+    if (error == ENOENT)
+        return fail(STS_E_NOT_FOUND, "%s %s does not exist", kind, shown.c_str());
+    if (const char *why = objection(error); why != nullptr)
+        return fail(STSIMG_E_INVALID_LSU, "%s %s %s", kind, shown.c_str(), why);
+    return fail_system(error, "cannot open %s %s", kind, shown.c_str());
+}
+
+// Makes a directory unless it is there, and sees to it that its name lasts. Also when it was there: whoever made it may not
+// have come so far.
 int32_t make_directory(const FileDescriptor &parent, const std::string &name, const std::string &path) {
     const bool made = mkdirat(parent.get(), name.c_str(), directory_mode) == 0;
     if (!made && errno != EEXIST)
         return fail_system(errno, "cannot make the directory %s", QuotedText(path).c_str());
-    // Also when it was there: whoever made it just now may not have come so far.
     if (fsync(parent.get()) == 0)
         return 0;
     const int error = errno;
     if (made)
         unlinkat(parent.get(), name.c_str(), AT_REMOVEDIR);  // or the next one would take it for safely made
-    return fail_system(error, "cannot flush the parent of the new directory %s", QuotedText(path).c_str());
+    return fail_system(error, "cannot flush the parent of the directory %s", QuotedText(path).c_str());
 }
 
 // Makes the root directory itself; its parent must be there.
@@ -108,13 +117,9 @@ int32_t make_root(const std::string &root) {
     if (end == root.npos || slash == root.npos)
         return 0;
     const std::string parent_path = root.substr(0, slash + 1);
-    const FileDescriptor parent(open(parent_path.c_str(), directory_flags));
-    if (!parent && errno == ENOENT)
-        return fail(STS_E_NOT_FOUND, "%s, the parent of the root directory of images, does not exist",
-                    QuotedText(parent_path).c_str());
+    const FileDescriptor parent = open_directory(parent_path);
     if (!parent)
-        return fail_system(errno, "cannot open %s, the parent of the root directory of images",
-                           QuotedText(parent_path).c_str());
+        return cannot_open_root(parent_path, "the parent of the root directory of images");
     return make_directory(parent, root.substr(slash + 1, end - slash), root);
 }
 
@@ -122,36 +127,66 @@ int32_t open_root(const std::string &root, WhenMissing when_missing, FileDescrip
     if (root.empty() || root.front() != '/')
         return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT is %s, which is not an absolute path",
                     QuotedText(root).c_str());
-    out_root = FileDescriptor(open(root.c_str(), directory_flags));
+    out_root = open_directory(root);
     if (!out_root && errno == ENOENT && when_missing == WhenMissing::make) {
         if (const int32_t status = make_root(root); status != 0)
             return status;
-        out_root = FileDescriptor(open(root.c_str(), directory_flags));
+        out_root = open_directory(root);
     }
-    if (!out_root && errno == ENOENT)
-        return fail(STS_E_NOT_FOUND, "the root directory of images %s does not exist", QuotedText(root).c_str());
-    if (!out_root)
-        return fail_system(errno, "cannot open the root directory of images %s", QuotedText(root).c_str());
-    return 0;
+    return out_root ? 0 : cannot_open_root(root, "the root directory of images");
 }
 
-// Makes the components of a text below the root that are missing.
-int32_t make_below(const FileDescriptor &root, const std::string &root_path, const std::string &text) {
+// Makes the components of a text below the root that are missing, and sees to it that the names of all of them last.
+int32_t make_below(const FileDescriptor &root, const std::string &root_path, const std::string &text, bool is_there) {
     for (size_t begin = 0; begin < text.size();) {
         const size_t end = std::min(text.find('/', begin), text.size());
         if (end > begin) {
             const std::string parent_path = begin == 0 ? "." : text.substr(0, begin);
-            const FileDescriptor parent = open_below(root, parent_path);
-            if (!parent)
+            const FileDescriptor parent = open_directory_below(root, parent_path);
+            // One that may not be read is somebody else's, who has made what is in it.
+            if (!parent && !(is_there && errno == EACCES))
                 return cannot_open(std::string(root_path).append("/").append(parent_path), text);
             const std::string name = text.substr(begin, end - begin);
-            if (const int32_t status = make_directory(parent, name, root_path + '/' + text.substr(0, end)); status != 0)
-                return status;
+            if (parent)
+                if (const int32_t status = make_directory(parent, name, root_path + '/' + text.substr(0, end));
+                    status != 0)
+                    return status;
         }
         begin = end + 1;
     }
     return 0;
 }
+
+// The directories below the root whose names this process has flushed: once is enough.
+class LastingDirectories {
+public:
+    bool has(const FileDescriptor &directory) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        const std::optional<Identity> identity = identity_of(directory);
+        return identity && known.count(*identity) != 0;
+    }
+
+    void add(const FileDescriptor &directory) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (const std::optional<Identity> identity = identity_of(directory))
+            known.insert(*identity);
+    }
+
+private:
+    using Identity = std::pair<dev_t, ino_t>;
+
+    static std::optional<Identity> identity_of(const FileDescriptor &directory) {
+        struct stat state;
+        if (fstat(directory.get(), &state) != 0)
+            return std::nullopt;
+        return Identity(state.st_dev, state.st_ino);
+    }
+
+    std::mutex mutex;
+    std::set<Identity> known;
+};
+
+LastingDirectories lasting_directories;
 
 int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDirectory &out_lsu) {
     const char *setting = std::getenv("STSIMAGE_ROOT");
@@ -160,11 +195,16 @@ int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDi
     FileDescriptor root;
     if (const int32_t status = open_root(root_path, when_missing, root); status != 0)
         return status;
-    out_lsu.descriptor = open_below(root, text);
-    if (!out_lsu.descriptor && errno == ENOENT && when_missing == WhenMissing::make) {
-        if (const int32_t status = make_below(root, root_path, text); status != 0)
+    out_lsu.descriptor = open_directory_below(root, text);
+    const bool is_there = static_cast<bool>(out_lsu.descriptor);
+    if (!is_there && errno != ENOENT)
+        return cannot_open(out_lsu.path, text);
+    if (when_missing == WhenMissing::make && !(is_there && lasting_directories.has(out_lsu.descriptor))) {
+        if (const int32_t status = make_below(root, root_path, text, is_there); status != 0)
             return status;
-        out_lsu.descriptor = open_below(root, text);
+        out_lsu.descriptor = open_directory_below(root, text);
+        if (out_lsu.descriptor)
+            lasting_directories.add(out_lsu.descriptor);
     }
     return out_lsu.descriptor ? 0 : cannot_open(out_lsu.path, text);
 }
@@ -177,7 +217,7 @@ int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_l
         return status;
     if (view.front() == '/') {
         out_lsu.path = view;
-        out_lsu.descriptor = FileDescriptor(open(text, directory_flags));
+        out_lsu.descriptor = open_directory(out_lsu.path);
         if (!out_lsu.descriptor)
             return cannot_open(out_lsu.path, view);
     } else if (const int32_t status = open_below_root(std::string(view), when_missing, out_lsu); status != 0) {
@@ -187,17 +227,18 @@ int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_l
     return 0;
 }
 
-LsuLock::LsuLock(const LsuDirectory &lsu) : directory(lsu.descriptor.get()) {
-    while (flock(directory, LOCK_EX) != 0)
-        if (errno != EINTR) {
-            result = fail_system(errno, "cannot lock the directory %s", QuotedText(lsu.path).c_str());
-            return;
-        }
+LsuLock::LsuLock(const LsuDirectory &locked_lsu) : lsu(locked_lsu) {
+    while (error == 0 && flock(lsu.descriptor.get(), LOCK_EX) != 0)
+        error = errno != EINTR ? errno : 0;
 }
 
 LsuLock::~LsuLock() {
-    if (result == 0)
-        flock(directory, LOCK_UN);
+    if (error == 0)
+        flock(lsu.descriptor.get(), LOCK_UN);
+}
+
+int32_t LsuLock::status() const {
+    return error == 0 ? 0 : fail_system(error, "cannot lock the directory %s", QuotedText(lsu.path).c_str());
 }
 
 int32_t flush_directory(const LsuDirectory &lsu) {

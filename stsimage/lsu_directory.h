@@ -23,7 +23,8 @@ struct LsuDirectory {
 enum class WhenMissing { fail, make };
 
 // Opens the directory of an LSU text and clears what dead writers left in it. A directory below the root is made when
-// asked for; one that is named by its own path never is, since it may be the place where a file system is not mounted.
+// asked for, and its name and those above it up to the root flushed, whoever has made them; one that is named by its own
+// path never is, since it may be the place where a file system is not mounted.
 int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_lsu);
 
 // Holds the lock of an LSU directory.
@@ -34,12 +35,15 @@ public:
     LsuLock &operator=(const LsuLock &) = delete;
     ~LsuLock();
 
-    // 0, or why there is no lock.
-    int32_t status() const { return result; }
+    // Whether there is a lock.
+    explicit operator bool() const { return error == 0; }
+
+    // 0, or says why there is no lock.
+    int32_t status() const;
 
 private:
-    int directory;
-    int32_t result = 0;
+    const LsuDirectory &lsu;
+    int error = 0;
 };
 
 // Makes a directory's new and vanished names last.

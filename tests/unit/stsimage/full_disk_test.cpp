@@ -1,6 +1,8 @@
-// A file system that is really full: a small one in a mount namespace of a process of its own.
+// A file system that is really full: a small one in a mount namespace of a process of its own. And files that may not grow.
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,4 +83,41 @@ TEST_F(FullFileSystem, WithoutRoomForFilesNothingIsLost) {
         EXPECT_EQ(remove("one", lsu), 0);
         EXPECT_EQ(store("three", "3", lsu), 0) << stsimg_last_error();
     });
+}
+
+// A process whose files may have 3 MiB stores an image of 4.
+class FileSizeLimit : public ImageTest {
+protected:
+    // Gives the wait status of the process; 0 if it was told of all.
+    static int store_beyond_limit(void (*disposition)(int)) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit limit{3 << 20, 3 << 20};
+            signal(SIGXFSZ, disposition);
+            if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
+                _exit(2);
+            sts_image_handle_t image = nullptr;
+            const bool told = create("large", image) == 0 && write(image, pattern(4 << 20)) == STSIMG_E_TOO_LARGE &&
+                              stsimg_close_image(image) == STSIMG_E_TOO_LARGE;
+            _exit(told ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return status;
+    }
+};
+
+TEST_F(FileSizeLimit, IsToldWhenTheSignalIsIgnored) {
+    ASSERT_EQ(store("kept", "x"), 0);
+    EXPECT_EQ(store_beyond_limit(SIG_IGN), 0);
+    EXPECT_FALSE(fs::exists(unfinished()));
+    EXPECT_EQ(names(), std::vector<std::string>{"kept"});
+}
+
+TEST_F(FileSizeLimit, EndsTheProcessAsTheSystemHasItOtherwise) {
+    ASSERT_EQ(store("kept", "x"), 0);
+    const int status = store_beyond_limit(SIG_DFL);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGXFSZ) << status;
+    EXPECT_EQ(names(), std::vector<std::string>{"kept"});
+    EXPECT_FALSE(fs::exists(unfinished()));
 }

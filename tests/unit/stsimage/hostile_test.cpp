@@ -149,6 +149,49 @@ TEST_F(LsuText, LinksOutOfTheRootAreRefused) {
     EXPECT_EQ(content("image", "real"), "x");
 }
 
+TEST_F(LsuText, LinksAmongUnfinishedImagesAreRefused) {
+    sts_image_handle_t writer = nullptr;
+    ASSERT_EQ(create("being written", writer), 0);
+    fs::create_directory(unfinished() / "sub");
+    fs::create_directory_symlink("pool/.stsimg-unfinished", root() / "alias");
+    fs::create_directory_symlink("alias", root() / "hop");
+    fs::create_directory_symlink("pool/.stsimg-unfinished/sub", root() / "deep");
+    const std::string absolute = root() / "alias", absolute_below = root() / "hop/sub";
+    for (const std::string &text : {std::string("alias"), std::string("hop"), std::string("alias/sub"),
+                                    std::string("alias/new"), std::string("deep"), absolute, absolute_below}) {
+        SCOPED_TRACE(text);
+        const char *lsu = text.c_str();
+        // Making "alias/new" is refused; there is no such directory to be opened.
+        const int32_t expected = text == "alias/new" ? int32_t{STS_E_NOT_FOUND} : int32_t{STSIMG_E_INVALID_LSU};
+        sts_image_handle_t image = nullptr;
+        EXPECT_EQ(create("image", image, lsu), STSIMG_E_INVALID_LSU);
+        EXPECT_TRUE(message_has("among unfinished images, through a link")) << stsimg_last_error();
+        EXPECT_EQ(open("being written", STSIMG_MODE_READ, image, lsu), expected);
+        EXPECT_EQ(open("being written", STSIMG_MODE_WRITE, image, lsu), expected);
+        EXPECT_EQ(remove("being written", lsu), expected);
+        sts_image_info_t properties;
+        EXPECT_EQ(info("being written", properties, lsu), expected);
+        sts_image_list_handle_t list = nullptr;
+        EXPECT_EQ(stsimg_open_image_list(lsu, nullptr, "", 0, &list), expected);
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(unfinished()), fs::directory_iterator()), 2);
+    EXPECT_TRUE(fs::is_empty(unfinished() / "sub"));
+    EXPECT_EQ(stsimg_close_image(writer), 0) << stsimg_last_error();
+    EXPECT_EQ(names(), std::vector<std::string>{"being written"});
+}
+
+TEST_F(LsuText, AbsoluteOneMayLeadThroughLinksAndUpwards) {
+    fs::create_directories(root() / "real/deep");
+    fs::create_directory_symlink(root() / "real", root() / "link");
+    fs::create_directory_symlink("circle", root() / "circle");
+    ASSERT_EQ(store("image", "x", (root() / "link/../real/deep").c_str()), 0) << stsimg_last_error();
+    EXPECT_EQ(content("image", (root() / "link/deep").c_str()), "x");
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("image", image, (root() / "circle").c_str()), STSIMG_E_INVALID_LSU);
+    EXPECT_TRUE(message_has("too many links")) << stsimg_last_error();
+    EXPECT_FALSE(message_has("root directory")) << stsimg_last_error();
+}
+
 TEST_F(LsuText, UnreadableDirectoryIsRefused) {
     const fs::path locked = root() / "locked";
     fs::create_directory(locked);
@@ -179,6 +222,30 @@ TEST_F(LsuText, RootMustBeAbsoluteAndItsParentExist) {
     setenv("STSIMAGE_ROOT", (root() / "far" / "off").c_str(), 1);
     EXPECT_EQ(create("image", image), STS_E_NOT_FOUND);
     EXPECT_FALSE(fs::exists(root() / "far"));
+}
+
+TEST_F(LsuText, RootMustBeADirectory) {
+    std::ofstream(root() / "file") << "x";
+    fs::create_directory_symlink("circle", root() / "circle");
+    for (const char *place : {"file", "file/below", "circle"}) {
+        setenv("STSIMAGE_ROOT", (root() / place).c_str(), 1);
+        sts_image_handle_t image = nullptr;
+        EXPECT_EQ(create("image", image), STSIMG_E_INVALID_LSU) << place;
+        EXPECT_TRUE(message_has((root() / place).string())) << stsimg_last_error();
+        EXPECT_TRUE(message_has("root directory of images")) << stsimg_last_error();
+    }
+}
+
+// Nobody else's directory is looked into in order to make names last.
+TEST_F(LsuText, MayLeadThroughADirectoryThatCannotBeRead) {
+    fs::create_directories(root() / "closed/own");
+    fs::permissions(root(), fs::perms::all);
+    fs::permissions(root() / "closed", fs::perms::all & ~(fs::perms::others_read | fs::perms::owner_read));
+    fs::permissions(root() / "closed/own", fs::perms::all);
+    EXPECT_TRUE(as_ordinary_user([] {
+        return store("image", "x", "closed/own") == 0 && content("image", "closed/own") == "x";
+    })) << stsimg_last_error();
+    fs::permissions(root() / "closed", fs::perms::all);
 }
 
 TEST_F(NullPointer, GivesInvalidParameterInEveryCall) {
