@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -11,6 +10,7 @@
 #include <memory>
 
 #include "stsimage/last_error.h"
+#include "stsimage/locked_file.h"
 #include "stsimage/lsu_directory.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
@@ -34,11 +34,13 @@ void remove_unfinished_directory_if_empty(const LsuDirectory &lsu) {
     unlinkat(lsu.descriptor.get(), unfinished_directory.data(), AT_REMOVEDIR);
 }
 
-bool lock_now(const FileDescriptor &file) { return flock(file.get(), LOCK_EX | LOCK_NB) == 0; }
+LockedFile lock_existing(int directory, const char *name) {
+    return LockedFile(FileDescriptor(openat(directory, name, O_RDONLY | existing_flags)));
+}
 
 bool remove_if_abandoned(int directory, const char *name) {
-    const FileDescriptor file(openat(directory, name, O_RDONLY | existing_flags));
-    return file && lock_now(file) && unlinkat(directory, name, 0) == 0;
+    const LockedFile file = lock_existing(directory, name);
+    return file.is_locked() && unlinkat(directory, name, 0) == 0;
 }
 
 bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
@@ -59,16 +61,12 @@ int32_t check_name_is_free_for_image(const LsuDirectory &lsu, const std::string 
 
 // Whether the writer of the image that has this name now is still closing it: it keeps its lock to the end.
 int32_t check_no_writer_is_closing(const LsuDirectory &lsu, const std::string &file) {
-    const FileDescriptor image(openat(lsu.descriptor.get(), file.c_str(), O_RDONLY | existing_flags));
-    if (image ? lock_now(image) : errno == ENOENT) {
-        // Not left to closing: a child forked at this moment would keep the lock.
-        if (image)
-            flock(image.get(), LOCK_UN);
+    const LockedFile image = lock_existing(lsu.descriptor.get(), file.c_str());
+    if (image.is_locked() || (!image.descriptor() && errno == ENOENT))
         return 0;
-    }
     const int error = errno;
     const QuotedText path(lsu.path_of(file));
-    if (image && error == EWOULDBLOCK)
+    if (image.descriptor() && error == EWOULDBLOCK)
         return fail(STSIMG_E_BUSY, "%s is still being closed by another writer", path.c_str());
     return fail_system(error, "cannot see whether %s is being written", path.c_str());
 }
@@ -81,7 +79,10 @@ struct CloseDirectory {
 
 void clear_abandoned(const LsuDirectory &lsu) {
     FileDescriptor directory = open_unfinished_directory(lsu);
-    if (!directory || flock(lsu.descriptor.get(), LOCK_EX | LOCK_NB) != 0)
+    if (!directory)
+        return;
+    const LsuLock lock(lsu);
+    if (!lock)
         return;
     const int number = directory.get();
     const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(number));
@@ -92,12 +93,13 @@ void clear_abandoned(const LsuDirectory &lsu) {
                 remove_if_abandoned(number, entry->d_name);
         remove_unfinished_directory_if_empty(lsu);
     }
-    flock(lsu.descriptor.get(), LOCK_UN);
 }
 
 UnfinishedFile::~UnfinishedFile() {
-    if (exists && maker == getpid())
-        remove_name_of(data);
+    if (!exists || maker != getpid())
+        return;
+    remove_name_of(data);
+    end_writing();
 }
 
 int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new_file) {
@@ -116,9 +118,12 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
         return fail_system(errno, "cannot make the directory of unfinished images in %s",
                            QuotedText(lsu->path).c_str());
     directory = open_unfinished_directory(*lsu);
-    if (!directory)
-        return fail_system(errno, "cannot open the directory of unfinished images in %s",
+    if (!directory) {
+        const int error = errno;
+        remove_unfinished_directory_if_empty(*lsu);
+        return fail_system(error, "cannot open the directory of unfinished images in %s",
                            QuotedText(lsu->path).c_str());
+    }
     do {
         data = FileDescriptor(openat(directory.get(), file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, file_mode));
     } while (!data && errno == EEXIST && remove_if_abandoned(directory.get(), file.c_str()));
@@ -138,16 +143,15 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
 int32_t UnfinishedFile::publish() {
     if (const int32_t status = flush_data(); status != 0)
         return status;
-    FileDescriptor replaced;
+    LockedFile replaced;
     if (const int32_t status = take_place(replaced); status != 0)
         return status;
     if (const int32_t status = flush_directory(*lsu); status != 0) {
-        give_place_back(static_cast<bool>(replaced));
+        give_place_back(replaced.is_locked());
         return status;
     }
-    remove_name_of(replaced);
-    // Closing alone might not end the lock: a process that was just forked may hold the descriptor, until it runs a program.
-    flock(data.get(), LOCK_UN);
+    remove_name_of(replaced.descriptor());
+    end_writing();
     return 0;
 }
 
@@ -164,7 +168,7 @@ int32_t UnfinishedFile::flush_data() {
 
 // Puts the file in the place of its image. An earlier image of that name changes places with it, so that it can be put
 // back; it is locked meanwhile, lest it be taken for the file of a dead writer.
-int32_t UnfinishedFile::take_place(FileDescriptor &out_replaced) {
+int32_t UnfinishedFile::take_place(LockedFile &out_replaced) {
     const int target = lsu->descriptor.get();
     const QuotedText path(lsu->path_of(file));
     const LsuLock lock(*lsu);
@@ -172,12 +176,10 @@ int32_t UnfinishedFile::take_place(FileDescriptor &out_replaced) {
         return lock.status();
     if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
         return status;
-    FileDescriptor earlier(openat(target, file.c_str(), O_RDONLY | existing_flags));
-    if (!earlier && errno != ENOENT)
-        return fail_system(errno, "cannot replace %s", path.c_str());
-    if (earlier) {
-        if (!lock_now(earlier))
-            return fail_system(errno, "cannot lock %s to replace it", path.c_str());
+    LockedFile earlier = lock_existing(target, file.c_str());
+    if (!earlier.is_locked() && (earlier.descriptor() || errno != ENOENT))
+        return fail_system(errno, "cannot lock %s to replace it", path.c_str());
+    if (earlier.is_locked()) {
         if (renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0) {
             out_replaced = std::move(earlier);
             return 0;
@@ -193,12 +195,13 @@ int32_t UnfinishedFile::take_place(FileDescriptor &out_replaced) {
 
 void UnfinishedFile::give_place_back(bool replaced) {
     const LsuLock lock(*lsu);
-    if (lock.status() != 0 || !names_file(lsu->descriptor.get(), file, data))
+    if (!lock || !names_file(lsu->descriptor.get(), file, data))
         return;
     if (replaced)
         renameat2(directory.get(), file.c_str(), lsu->descriptor.get(), file.c_str(), RENAME_EXCHANGE);
     else
         unlinkat(lsu->descriptor.get(), file.c_str(), 0);
+    fsync(lsu->descriptor.get());  // as far as it goes: that something failed is told anyway
 }
 
 // Removes the name if it is still that of the given file: once published, it is free for another writer. Without the lock
@@ -206,11 +209,14 @@ void UnfinishedFile::give_place_back(bool replaced) {
 void UnfinishedFile::remove_name_of(const FileDescriptor &unwanted) {
     exists = false;
     const LsuLock lock(*lsu);
-    if (lock.status() != 0)
+    if (!lock)
         return;
     if (unwanted && names_file(directory.get(), file, unwanted))
         unlinkat(directory.get(), file.c_str(), 0);
     remove_unfinished_directory_if_empty(*lsu);
 }
+
+// Closing alone might not end the lock: a process that was just forked may hold the descriptor, until it runs a program.
+void UnfinishedFile::end_writing() { flock(data.get(), LOCK_UN); }
 
 }  // namespace stsimage

@@ -13,6 +13,7 @@
 
 namespace stsimage {
 
+class LockedFile;
 struct LsuDirectory;
 
 constexpr std::string_view unfinished_directory = ".stsimg-unfinished";
@@ -39,9 +40,10 @@ public:
 
 private:
     int32_t flush_data();
-    int32_t take_place(FileDescriptor &out_replaced);
+    int32_t take_place(LockedFile &out_replaced);
     void give_place_back(bool replaced);
     void remove_name_of(const FileDescriptor &unwanted);
+    void end_writing();
 
     const LsuDirectory *lsu = nullptr;
     std::string file;

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <random>
 #include <set>
 #include <thread>
@@ -284,4 +286,23 @@ TEST_F(DeadWriter, DoesNotStandInTheWayOfTheNext) {
         EXPECT_EQ(content("image"), round == 0 ? "first" : "next");
         ASSERT_EQ(store("image", "next"), 0) << stsimg_last_error();
     }
+}
+
+// Whoever holds the lock of the LSU does so for a moment only: it is waited for.
+TEST_F(DeadWriter, FileIsClearedThoughAnotherIsChangingNames) {
+    ASSERT_EQ(store("other", "x"), 0);
+    kill_and_wait(start_and_stay([] {
+        sts_image_handle_t image = nullptr;
+        create("lost", image);
+    }));
+    const int directory = ::open((root() / "pool").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    std::future<bool> cleared = std::async(std::launch::async, [this] {
+        names();
+        return !fs::exists(unfinished());
+    });
+    // One that does not wait has the time to go on without clearing.
+    cleared.wait_for(std::chrono::milliseconds(200));
+    ::close(directory);
+    EXPECT_TRUE(cleared.get());
 }

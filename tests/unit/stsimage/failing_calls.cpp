@@ -17,7 +17,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
+#include <utility>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define SANITIZED 1
@@ -73,6 +75,23 @@ void note(const char *what) {
     recorded().emplace_back(what);
     inside = kept;
 }
+
+std::vector<std::string> &flushed() {
+    static std::vector<std::string> paths;
+    return paths;
+}
+
+void note_directory(int directory) {
+    if (inside == 0 || !recording)
+        return;
+    const int kept = inside;
+    inside = 0;
+    flushed().push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(directory)));
+    inside = kept;
+}
+
+int locks_until_action = 0;
+std::function<void()> lock_action;
 
 template <class Function>
 Function next(const char *name) {
@@ -130,12 +149,20 @@ std::map<Call, int> counted_calls() {
 
 void record_calls() {
     recorded().clear();
+    flushed().clear();
     recording = true;
 }
 
 std::vector<std::string> take_recorded_calls() {
     recording = false;
     return std::move(recorded());
+}
+
+std::vector<std::string> flushed_directories() { return flushed(); }
+
+void after_lock(int n, std::function<void()> action) {
+    locks_until_action = n;
+    lock_action = std::move(action);
 }
 
 int64_t live_allocations() { return allocations; }
@@ -211,7 +238,10 @@ int fsync(int file) {
     if (fails(Call::fsync))
         return -1;
     struct stat state;
-    note(NEXT(fstat)(file, &state) == 0 && S_ISDIR(state.st_mode) ? "fsync directory" : "fsync file");
+    const bool is_directory = NEXT(fstat)(file, &state) == 0 && S_ISDIR(state.st_mode);
+    note(is_directory ? "fsync directory" : "fsync file");
+    if (is_directory)
+        note_directory(file);
     return NEXT(fsync)(file);
 }
 
@@ -242,7 +272,14 @@ int close(int file) {
     return fails(Call::close) ? -1 : result;
 }
 
-int flock(int file, int operation) noexcept { return fails(Call::flock) ? -1 : NEXT(flock)(file, operation); }
+int flock(int file, int operation) noexcept {
+    if (fails(Call::flock))
+        return -1;
+    const int result = NEXT(flock)(file, operation);
+    if (inside > 0 && result == 0 && (operation & LOCK_EX) != 0 && locks_until_action > 0 && --locks_until_action == 0)
+        lock_action();
+    return result;
+}
 
 int ftruncate(int file, off_t length) noexcept { return fails(Call::truncate) ? -1 : NEXT(ftruncate)(file, length); }
 

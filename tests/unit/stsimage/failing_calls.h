@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -52,9 +53,15 @@ bool let_calls_pass();
 void count_calls();
 std::map<Call, int> counted_calls();
 
-// The order of calls that change what is on the disk, since the last clear: "pwrite", "fsync FILE", "rename", ...
+// The order of calls that change what is on the disk, since the last clear: "write", "fsync file", "rename", ...
 std::vector<std::string> take_recorded_calls();
 void record_calls();
+
+// The directories among what was flushed in that time.
+std::vector<std::string> flushed_directories();
+
+// Does something when the library has got the n-th lock from now on.
+void after_lock(int n, std::function<void()> action);
 
 // What the library holds now.
 int64_t live_allocations();

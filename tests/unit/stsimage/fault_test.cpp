@@ -1,6 +1,14 @@
 // One call after the other fails, in a whole cycle of the library's life.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -31,10 +39,14 @@ constexpr char fresh_lsu[] = "made/on/demand";
 // Runs a call of the library with faults let in.
 template <class Function>
 int32_t in_library(Promised &promised, Function function) {
+    const std::string earlier_reason = stsimg_last_error();
     int32_t status;
     {
         const Library scope;
         status = function();
+    }
+    if (status == 0) {
+        EXPECT_EQ(stsimg_last_error(), earlier_reason) << "a call that succeeds leaves it as it is";
     }
     if (status != 0 && status != STS_E_NO_MORE_ENTRIES && promised.first_failure == 0) {
         promised.first_failure = status;
@@ -214,15 +226,16 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Fault{Call::write, ENOSPC, Failing::once}, Fault{Call::write, EIO, Failing::from_then_on},
                     Fault{Call::write, EDQUOT, Failing::from_then_on}, Fault{Call::fsync, EIO, Failing::once},
                     Fault{Call::fsync, EIO, Failing::from_then_on}, Fault{Call::rename, EIO, Failing::once},
-                    Fault{Call::rename, ENOSPC, Failing::from_then_on}, Fault{Call::open, EMFILE, Failing::once},
-                    Fault{Call::open, EMFILE, Failing::from_then_on}, Fault{Call::mkdir, ENOSPC, Failing::once},
-                    Fault{Call::mkdir, ENOSPC, Failing::from_then_on}, Fault{Call::close, EIO, Failing::once},
-                    Fault{Call::close, EIO, Failing::from_then_on}, Fault{Call::read, EIO, Failing::once},
-                    Fault{Call::read, EIO, Failing::from_then_on}, Fault{Call::flock, ENOLCK, Failing::once},
-                    Fault{Call::truncate, EIO, Failing::once}, Fault{Call::stat, EIO, Failing::once},
-                    Fault{Call::list, EIO, Failing::once}, Fault{Call::duplicate, EMFILE, Failing::once},
-                    Fault{Call::seek, EIO, Failing::once}, Fault{Call::random, EIO, Failing::once},
-                    Fault{Call::memory, ENOMEM, Failing::once}, Fault{Call::memory, ENOMEM, Failing::from_then_on}),
+                    Fault{Call::rename, EINVAL, Failing::once}, Fault{Call::rename, ENOSPC, Failing::from_then_on},
+                    Fault{Call::open, EMFILE, Failing::once}, Fault{Call::open, EMFILE, Failing::from_then_on},
+                    Fault{Call::mkdir, ENOSPC, Failing::once}, Fault{Call::mkdir, ENOSPC, Failing::from_then_on},
+                    Fault{Call::close, EIO, Failing::once}, Fault{Call::close, EIO, Failing::from_then_on},
+                    Fault{Call::read, EIO, Failing::once}, Fault{Call::read, EIO, Failing::from_then_on},
+                    Fault{Call::flock, ENOLCK, Failing::once}, Fault{Call::truncate, EIO, Failing::once},
+                    Fault{Call::stat, EIO, Failing::once}, Fault{Call::list, EIO, Failing::once},
+                    Fault{Call::duplicate, EMFILE, Failing::once}, Fault{Call::seek, EIO, Failing::once},
+                    Fault{Call::random, EIO, Failing::once}, Fault{Call::memory, ENOMEM, Failing::once},
+                    Fault{Call::memory, ENOMEM, Failing::from_then_on}),
     [](const testing::TestParamInfo<Fault> &fault) {
         return std::string(name_of(fault.param.call)) + "_" + strerrorname_np(fault.param.error) +
                (fault.param.failing == Failing::once ? "_once" : "_from_then_on");
@@ -250,7 +263,13 @@ TEST_F(FullDisk, AnyAmountOfRoomIsHandled) {
     EXPECT_TRUE(content("new") == new_data);
 }
 
-using FlushOrder = ImageTest;
+class FlushOrder : public ImageTest {
+protected:
+    // Where the names of a new image and of the directories above it are.
+    std::vector<std::string> flushed_for_fresh_lsu() const {
+        return {root(), root() / "made", root() / "made/on", root() / "made/on/demand"};
+    }
+};
 
 // The last write is flushed before the name is given, and the name before close returns.
 TEST_F(FlushOrder, DataThenNameThenDirectory) {
@@ -277,6 +296,90 @@ TEST_F(FlushOrder, NewDirectoriesAreFlushedIntoTheirParents) {
     ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
     const std::vector<std::string> calls = take_recorded_calls();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "fsync directory"), 3 + 1);
+    EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
+}
+
+// Who made them may have been killed before they were flushed.
+TEST_F(FlushOrder, FoundDirectoriesAreFlushedIntoTheirParentsOnce) {
+    fs::create_directories(root() / fresh_lsu);
+    Promised promised;
+    record_calls();
+    ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    take_recorded_calls();
+    EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
+    record_calls();
+    ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    take_recorded_calls();
+    EXPECT_EQ(flushed_directories(), std::vector<std::string>{root() / fresh_lsu});
+}
+
+TEST_F(FlushOrder, NewRootIsFlushedIntoItsParent) {
+    const fs::path new_root = root() / "new root";
+    setenv("STSIMAGE_ROOT", new_root.c_str(), 1);
+    Promised promised;
+    record_calls();
+    ASSERT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+    take_recorded_calls();
+    EXPECT_EQ(flushed_directories(), (std::vector<std::string>{root(), new_root, new_root / "pool"}));
+}
+
+// What a failed flush has left behind would be taken for safely made by others.
+TEST_F(FlushOrder, DirectoryWhoseParentCannotBeFlushedIsRemoved) {
+    Promised promised;
+    fail_call(Call::fsync, 2, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+    EXPECT_NE(promised.reason.find(root() / "made/on"), std::string::npos) << promised.reason;
+    EXPECT_TRUE(fs::exists(root() / "made"));
+    EXPECT_FALSE(fs::exists(root() / "made/on"));
+}
+
+TEST_F(FlushOrder, FoundDirectoryWhoseParentCannotBeFlushedStaysAndIsFlushedTheNextTime) {
+    fs::create_directories(root() / fresh_lsu);
+    Promised promised;
+    fail_call(Call::fsync, 3, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+    EXPECT_TRUE(fs::is_empty(root() / fresh_lsu));
+    record_calls();
+    ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    take_recorded_calls();
+    EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
+}
+
+TEST_F(FlushOrder, FailureToMakeADirectoryIsToldAndLeavesTheOnesAboveIt) {
+    Promised promised;
+    fail_call(Call::mkdir, 2, ENOSPC, Failing::once);
+    EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STSIMG_E_NO_SPACE);
+    EXPECT_NE(promised.reason.find(root() / "made/on"), std::string::npos) << promised.reason;
+    EXPECT_TRUE(fs::is_empty(root() / "made"));
+    EXPECT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+}
+
+// After a failed flush of the directory nobody knows what the disk holds: the earlier state is flushed again.
+TEST_F(FlushOrder, StateThatIsRestoredIsFlushed) {
+    for (const bool replacing : {false, true}) {
+        if (replacing) {
+            ASSERT_EQ(store("image", kept_data), 0);
+        } else {
+            ASSERT_EQ(store("other", kept_data), 0);
+        }
+        Promised promised;
+        record_calls();
+        fail_call(Call::fsync, 2, EIO, Failing::once);
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        const std::vector<std::string> calls = take_recorded_calls();
+        const auto renamed = std::find(calls.begin(), calls.end(), replacing ? "exchange" : "rename");
+        ASSERT_GE(calls.end() - renamed, 3);
+        EXPECT_EQ(renamed[1], replacing ? "exchange" : "unlink");
+        EXPECT_EQ(renamed[2], "fsync directory");
+        EXPECT_EQ(content("image"), replacing ? kept_data : "status 2060022");
+    }
 }
 
 TEST_F(FlushOrder, DeletionIsFlushed) {
@@ -321,4 +424,106 @@ TEST_F(SpoiltImage, CyclesLeaveNoMemoryBehind) {
     for (int round = 0; round < 50; ++round)
         cycle();
     EXPECT_EQ(live_allocations(), before);
+}
+
+// A child that is forked while the library has a lock shares it: it must not outlive what it is for.
+class ForkedChild : public ImageTest {
+protected:
+    ~ForkedChild() override {
+        for (const pid_t child : children) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+    }
+
+    void fork_after_lock(int n) {
+        after_lock(n, [this] { fork_now(); });
+    }
+
+    void fork_now() {
+        const pid_t child = fork();
+        if (child == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            pause();
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+
+    std::vector<pid_t> children;
+    Promised promised;
+};
+
+TEST_F(ForkedChild, DoesNotKeepTheLockOfTheLsu) {
+    ASSERT_EQ(store("image", old_data), 0);
+    fork_after_lock(1);
+    ASSERT_TRUE(store_image(promised, "pool", "image", new_data));
+    ASSERT_EQ(children.size(), 1u);
+    const int directory = ::open((root() / "pool").c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(flock(directory, LOCK_EX | LOCK_NB), 0);
+    ::close(directory);
+}
+
+// Creating an image looks whether an earlier writer is still closing it.
+TEST_F(ForkedChild, DoesNotKeepTheLockOfAnImageThatWasLookedAt) {
+    ASSERT_EQ(store("image", old_data), 0);
+    fork_after_lock(2);
+    fail_call(Call::mkdir, 1, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    ASSERT_EQ(children.size(), 1u);
+    EXPECT_EQ(store("image", new_data), 0) << stsimg_last_error();
+}
+
+TEST_F(ForkedChild, DoesNotKeepTheLockOfAnImageThatCouldNotBeReplaced) {
+    ASSERT_EQ(store("image", old_data), 0);
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    fork_after_lock(2);
+    fail_call(Call::fsync, 2, EIO, Failing::once);
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_close_image(image); }), STS_E_SYSTEM);
+    EXPECT_TRUE(let_calls_pass());
+    ASSERT_EQ(children.size(), 1u);
+    EXPECT_TRUE(content("image") == old_data);
+    EXPECT_EQ(store("image", new_data), 0) << stsimg_last_error();
+}
+
+TEST_F(ForkedChild, DoesNotKeepTheLockOfAFileThatCouldNotBeRemoved) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    fork_now();
+    fail_call(Call::unlink, 1, EIO, Failing::from_then_on);
+    const auto give_up = [] {
+        stsimg_init(STSIMG_API_VERSION);
+        return stsimg_terminate();
+    };
+    EXPECT_EQ(in_library(promised, give_up), 0);
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_TRUE(fs::exists(unfinished() / "image.stsimg"));
+    EXPECT_TRUE(names().empty());
+    EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+using RefusedCreation = ImageTest;
+
+TEST_F(RefusedCreation, LeavesNoTrace) {
+    fs::create_directory(root() / "pool");
+    for (const Call call : {Call::open, Call::mkdir, Call::flock, Call::stat, Call::random, Call::memory})
+        for (int n = 1;; ++n) {
+            SCOPED_TRACE(std::string(name_of(call)) + " number " + std::to_string(n));
+            const sts_image_definition_t definition = image_named("image");
+            sts_image_handle_t image = nullptr;
+            Promised promised;
+            fail_call(call, n, call == Call::memory ? ENOMEM : EIO, Failing::once);
+            const int32_t status =
+                in_library(promised, [&] { return stsimg_create_image("pool", nullptr, "", &definition, 0, &image); });
+            const bool failed = let_calls_pass();
+            if (status == 0) {
+                EXPECT_EQ(stsimg_close_image(image), 0);
+                EXPECT_EQ(remove("image"), 0);
+            }
+            EXPECT_TRUE(fs::is_empty(root() / "pool"));
+            if (!failed || HasFailure())
+                break;
+        }
 }
