@@ -1,10 +1,10 @@
 // The questions that OrvSimStorageServer answers about its pools and their disks.
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "sim/orv_sim_storage_server.h"
@@ -29,6 +29,30 @@ std::string_view view(const Name &name) { return {c_text(name), name.length()}; 
 
 constexpr std::string_view udid_prefix = "#UDID#";
 
+// A set of names in one piece of memory: listing thousands of pools, a node for each name cost more than the search.
+class NamesSeen {
+public:
+    explicit NamesSeen(size_t most_names) {
+        size_t slots = 2;
+        while (slots < 2 * most_names)
+            slots *= 2;
+        m_slots.resize(slots);
+    }
+
+    // Whether the name is new. It has to live as long as the set.
+    bool insert(std::string_view name) {
+        size_t slot = std::hash<std::string_view>()(name) & (m_slots.size() - 1);
+        for (; m_slots[slot].data() != nullptr; slot = (slot + 1) & (m_slots.size() - 1))
+            if (m_slots[slot] == name)
+                return false;
+        m_slots[slot] = name;
+        return true;
+    }
+
+private:
+    std::vector<std::string_view> m_slots;  // a free one points nowhere
+};
+
 // The disk whose identifier is udid; none when udid is no identifier with that token. Saves building the identifier of
 // every disk of the array for one look-up.
 bool disk_of_udid(std::string_view udid, std::string_view token, std::string_view &disk) {
@@ -43,16 +67,15 @@ bool disk_of_udid(std::string_view udid, std::string_view token, std::string_vie
 }  // namespace
 
 DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool match_any) {
-    std::unordered_set<std::string_view> seen;
+    NamesSeen seen(m_diskgroups.size());
     std::vector<const Name *> selected;
-    seen.reserve(m_diskgroups.size());
     selected.reserve(m_diskgroups.size());
     for (size_t i = 0; i < m_diskgroups.size(); ++i) {
         const diskgroup_t &group = m_diskgroups[i];
         if (group.hosts == nullptr)
             continue;
         const bool usable = match_any ? any_host_in(*hosts, *group.hosts) : all_hosts_in(*hosts, *group.hosts);
-        if (usable && seen.insert(view(group.name)).second)
+        if (usable && seen.insert(view(group.name)))
             selected.push_back(&group.name);
     }
     auto pools = std::make_unique<DiskGroupTable>();

@@ -1,4 +1,6 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include "stspi/stspi.h"
 #include "tests/support/image_library_double.h"
@@ -105,6 +107,20 @@ TEST_F(CopyExtent, LengthBeyond32BitsReachesTheReadAsItIs) {
     }
     EXPECT_EQ(m_library.written, std::string(8192, 'r'));
 }
+
+// The sanitizers need more address space than a limit would leave them.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(CopyExtent, NoRoomForTheDataIsInvalid) {
+    const auto refused_without_room = [this](uint64_t length) {
+        const rlimit least{uint64_t{1} << 20, uint64_t{1} << 20};
+        if (setrlimit(RLIMIT_AS, &least) != 0)
+            return false;
+        return copy(length) == STS_E_INVALID_PARAMETER && m_library.calls().empty() && m_count == 4711;
+    };
+    for (const uint64_t length : {uint64_t{0x40000000}, uint64_t{0x100000010}})
+        EXPECT_EXIT(_exit(refused_without_room(length) ? 0 : 1), testing::ExitedWithCode(0), "") << length;
+}
+#endif
 
 class IncludeInImage : public CopyExtent {};
 
