@@ -306,3 +306,28 @@ TEST_F(DeadWriter, FileIsClearedThoughAnotherIsChangingNames) {
     ::close(directory);
     EXPECT_TRUE(cleared.get());
 }
+
+// Names change under the lock of the LSU only. Calls that did not wait for it would have the time to go on.
+TEST_F(SideBySide, NamesChangeInTurns) {
+    ASSERT_EQ(store("deleted", "x"), 0);
+    sts_image_handle_t closing = nullptr;
+    ASSERT_EQ(create("closed", closing), 0);
+    const int directory = ::open((root() / "pool").c_str(), O_RDONLY | O_CLOEXEC);
+    const auto unfinished_files = [this] {
+        return std::distance(fs::directory_iterator(unfinished()), fs::directory_iterator());
+    };
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    std::thread closer([&] { EXPECT_EQ(stsimg_close_image(closing), 0); });
+    std::thread remover([] { EXPECT_EQ(remove("deleted"), 0); });
+    std::thread creator([] { EXPECT_EQ(store("created", "x"), 0); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_TRUE(fs::exists(file_of("deleted")));
+    EXPECT_FALSE(fs::exists(file_of("closed")));
+    EXPECT_FALSE(fs::exists(file_of("created")));
+    EXPECT_EQ(unfinished_files(), 1);
+    ::close(directory);
+    closer.join();
+    remover.join();
+    creator.join();
+    EXPECT_EQ(names(), (std::vector<std::string>{"closed", "created"}));
+}

@@ -90,8 +90,22 @@ void note_directory(int directory) {
     inside = kept;
 }
 
-int locks_until_action = 0;
-std::function<void()> lock_action;
+// Something that a test does in the middle of a call of the library.
+struct Interruption {
+    int calls_left = 0;
+    std::function<void()> action;
+
+    void count_call() {
+        if (inside == 0 || calls_left == 0 || --calls_left > 0)
+            return;
+        const int kept = inside;
+        inside = 0;
+        action();
+        inside = kept;
+    }
+};
+
+Interruption lock_interruption, flush_interruption;
 
 template <class Function>
 Function next(const char *name) {
@@ -160,10 +174,9 @@ std::vector<std::string> take_recorded_calls() {
 
 std::vector<std::string> flushed_directories() { return flushed(); }
 
-void after_lock(int n, std::function<void()> action) {
-    locks_until_action = n;
-    lock_action = std::move(action);
-}
+void after_lock(int n, std::function<void()> action) { lock_interruption = {n, std::move(action)}; }
+
+void before_flush(int n, std::function<void()> action) { flush_interruption = {n, std::move(action)}; }
 
 int64_t live_allocations() { return allocations; }
 
@@ -235,6 +248,7 @@ ssize_t preadv(int file, const iovec *parts, int count, off_t offset) {
 }
 
 int fsync(int file) {
+    flush_interruption.count_call();
     if (fails(Call::fsync))
         return -1;
     struct stat state;
@@ -276,8 +290,8 @@ int flock(int file, int operation) noexcept {
     if (fails(Call::flock))
         return -1;
     const int result = NEXT(flock)(file, operation);
-    if (inside > 0 && result == 0 && (operation & LOCK_EX) != 0 && locks_until_action > 0 && --locks_until_action == 0)
-        lock_action();
+    if (result == 0 && (operation & LOCK_EX) != 0)
+        lock_interruption.count_call();
     return result;
 }
 

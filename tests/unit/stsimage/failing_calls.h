@@ -63,6 +63,9 @@ std::vector<std::string> flushed_directories();
 // Does something when the library has got the n-th lock from now on.
 void after_lock(int n, std::function<void()> action);
 
+// Does something when the library is about to flush for the n-th time from now on.
+void before_flush(int n, std::function<void()> action);
+
 // What the library holds now.
 int64_t live_allocations();
 int open_descriptors();

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -231,11 +232,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{Call::mkdir, ENOSPC, Failing::once}, Fault{Call::mkdir, ENOSPC, Failing::from_then_on},
                     Fault{Call::close, EIO, Failing::once}, Fault{Call::close, EIO, Failing::from_then_on},
                     Fault{Call::read, EIO, Failing::once}, Fault{Call::read, EIO, Failing::from_then_on},
-                    Fault{Call::flock, ENOLCK, Failing::once}, Fault{Call::truncate, EIO, Failing::once},
-                    Fault{Call::stat, EIO, Failing::once}, Fault{Call::list, EIO, Failing::once},
-                    Fault{Call::duplicate, EMFILE, Failing::once}, Fault{Call::seek, EIO, Failing::once},
-                    Fault{Call::random, EIO, Failing::once}, Fault{Call::memory, ENOMEM, Failing::once},
-                    Fault{Call::memory, ENOMEM, Failing::from_then_on}),
+                    Fault{Call::flock, ENOLCK, Failing::once}, Fault{Call::flock, ENOLCK, Failing::from_then_on},
+                    Fault{Call::truncate, EIO, Failing::once}, Fault{Call::stat, EIO, Failing::once},
+                    Fault{Call::list, EIO, Failing::once}, Fault{Call::duplicate, EMFILE, Failing::once},
+                    Fault{Call::seek, EIO, Failing::once}, Fault{Call::random, EIO, Failing::once},
+                    Fault{Call::memory, ENOMEM, Failing::once}, Fault{Call::memory, ENOMEM, Failing::from_then_on}),
     [](const testing::TestParamInfo<Fault> &fault) {
         return std::string(name_of(fault.param.call)) + "_" + strerrorname_np(fault.param.error) +
                (fault.param.failing == Failing::once ? "_once" : "_from_then_on");
@@ -504,10 +505,101 @@ TEST_F(ForkedChild, DoesNotKeepTheLockOfAFileThatCouldNotBeRemoved) {
     EXPECT_FALSE(fs::exists(unfinished()));
 }
 
+using Replacing = ImageTest;
+
+TEST_F(Replacing, WorksWhereNamesCannotBeExchanged) {
+    for (const int error : {EINVAL, ENOSYS}) {
+        ASSERT_EQ(store("image", old_data), 0);
+        Promised promised;
+        record_calls();
+        fail_call(Call::rename, 1, error, Failing::once);
+        EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+        EXPECT_TRUE(let_calls_pass());
+        const std::vector<std::string> calls = take_recorded_calls();
+        const auto renamed = std::find(calls.begin(), calls.end(), "rename");
+        ASSERT_GE(calls.end() - renamed, 2);
+        EXPECT_EQ(renamed[1], "fsync directory");
+        EXPECT_TRUE(content("image") == new_data);
+        EXPECT_FALSE(fs::exists(unfinished()));
+    }
+}
+
+TEST_F(Replacing, IsGivenUpWhenExchangingFails) {
+    ASSERT_EQ(store("image", old_data), 0);
+    Promised promised;
+    fail_call(Call::rename, 1, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+    EXPECT_TRUE(content("image") == old_data);
+}
+
+// A close that is about to fail, an image deleted before that, and its name taken by the next writer.
+TEST_F(Replacing, GivingUpLeavesTheNextWriterAlone) {
+    sts_image_handle_t next_writer = nullptr, third = nullptr;
+    ASSERT_EQ(create("third", third), 0);
+    before_flush(2, [&] {
+        EXPECT_EQ(remove("image"), 0);
+        ASSERT_EQ(create("image", next_writer), 0) << stsimg_last_error();
+        EXPECT_EQ(write(next_writer, new_data), 0);
+    });
+    Promised promised;
+    fail_call(Call::fsync, 2, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, "pool", "image", kept_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(stsimg_close_image(next_writer), 0) << stsimg_last_error();
+    EXPECT_TRUE(content("image") == new_data);
+    EXPECT_EQ(stsimg_close_image(third), 0);
+}
+
+// The same, but the next writer has closed already.
+TEST_F(Replacing, GivingUpLeavesTheNextImageAlone) {
+    ASSERT_EQ(store("other", old_data), 0);
+    before_flush(2, [] {
+        EXPECT_EQ(remove("image"), 0);
+        EXPECT_EQ(store("image", new_data), 0) << stsimg_last_error();
+    });
+    Promised promised;
+    fail_call(Call::fsync, 2, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, "pool", "image", kept_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_TRUE(content("image") == new_data);
+}
+
+using LsuLocking = ImageTest;
+
+TEST_F(LsuLocking, IsTriedAgainWhenInterruptedAndToldWhenItFails) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const sts_image_definition_t definition = image_named("image");
+    const auto remove_it = [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); };
+    Promised promised;
+    fail_call(Call::flock, 1, ENOLCK, Failing::from_then_on);
+    EXPECT_EQ(in_library(promised, remove_it), STS_E_SYSTEM);
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_NE(promised.reason.find("cannot lock the directory"), std::string::npos) << promised.reason;
+    EXPECT_TRUE(content("image") == old_data);
+    fail_call(Call::flock, 1, EINTR, Failing::once);
+    EXPECT_EQ(in_library(promised, remove_it), 0) << promised.reason;
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_TRUE(names().empty());
+}
+
 using RefusedCreation = ImageTest;
 
+TEST_F(RefusedCreation, TellsWhyTheFileOfADeadWriterCannotBeRemoved) {
+    ASSERT_EQ(store("image", old_data), 0);
+    fs::create_directory(unfinished());
+    std::ofstream(unfinished() / "image.stsimg") << "left";
+    Promised promised;
+    fail_call(Call::unlink, 1, EPERM, Failing::from_then_on);
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STSIMG_E_NO_ACCESS) << promised.reason;
+}
+
 TEST_F(RefusedCreation, LeavesNoTrace) {
-    fs::create_directory(root() / "pool");
+    ASSERT_EQ(store("image", old_data), 0);
+    ASSERT_EQ(remove("image"), 0);
     for (const Call call : {Call::open, Call::mkdir, Call::flock, Call::stat, Call::random, Call::memory})
         for (int n = 1;; ++n) {
             SCOPED_TRACE(std::string(name_of(call)) + " number " + std::to_string(n));

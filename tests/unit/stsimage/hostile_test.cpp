@@ -93,6 +93,18 @@ TEST_F(LsuText, BadTextsAreRefusedAndMakeNothing) {
     EXPECT_FALSE(fs::exists(root().parent_path() / "out"));
 }
 
+TEST_F(LsuText, MayHave1023Bytes) {
+    std::string text;
+    while (text.size() < 1000)
+        text += std::string(99, 'x') + '/';
+    text += std::string(23, 'x');
+    ASSERT_EQ(store("image", "x", text.c_str()), 0) << stsimg_last_error();
+    EXPECT_EQ(content("image", text.c_str()), "x");
+    text += 'x';
+    EXPECT_EQ(store("image", "x", text.c_str()), STSIMG_E_INVALID_LSU);
+    EXPECT_TRUE(message_has("longer than 1023 bytes")) << stsimg_last_error();
+}
+
 TEST_F(LsuText, UnfinishedDirectoryByItsAbsolutePathIsRefused) {
     ASSERT_EQ(store("kept", "data"), 0);
     fs::create_directory(unfinished());
@@ -370,6 +382,31 @@ TEST_F(ForeignEntry, IsNoImageAndStays) {
     }
     EXPECT_EQ(names(), std::vector<std::string>{"real"});
     EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+TEST_F(ForeignEntry, ThatAppearsDuringWritingIsNotReplaced) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    fs::create_directory(file_of("image"));
+    EXPECT_EQ(stsimg_close_image(image), STSIMG_E_NOT_AN_IMAGE) << stsimg_last_error();
+    EXPECT_TRUE(fs::is_directory(file_of("image")));
+    EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+TEST_F(ForeignEntry, AmongUnfinishedImagesDoesNotHoldUpOpening) {
+    ASSERT_EQ(store("image", "x"), 0);
+    fs::create_directory(unfinished());
+    ASSERT_EQ(mkfifo((unfinished() / "pipe").c_str(), 0600), 0);
+    fs::create_symlink(file_of("image"), unfinished() / "link");
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        _exit(names().size() == 1 ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(content("image"), "x");
 }
 
 TEST_F(ForeignEntry, InPlaceOfTheUnfinishedDirectoryIsNotFollowed) {
