@@ -157,6 +157,15 @@ int32_t make_below(const FileDescriptor &root, const std::string &root_path, con
     return 0;
 }
 
+// The same for the name of the root itself, as far as its parent may be read.
+int32_t flush_name_of_root(const FileDescriptor &root, const std::string &root_path) {
+    const FileDescriptor parent(openat(root.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!parent || fsync(parent.get()) == 0 || errno == EINVAL)  // EINVAL: its file system cannot, being read-only
+        return 0;
+    return fail_system(errno, "cannot flush the parent of the root directory of images %s",
+                       QuotedText(root_path).c_str());
+}
+
 // The directories below the root whose names this process has flushed: once is enough.
 class LastingDirectories {
 public:
@@ -200,6 +209,8 @@ int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDi
     if (!is_there && errno != ENOENT)
         return cannot_open(out_lsu.path, text);
     if (when_missing == WhenMissing::make && !(is_there && lasting_directories.has(out_lsu.descriptor))) {
+        if (const int32_t status = flush_name_of_root(root, root_path); status != 0)
+            return status;
         if (const int32_t status = make_below(root, root_path, text, is_there); status != 0)
             return status;
         out_lsu.descriptor = open_directory_below(root, text);

@@ -23,8 +23,8 @@ struct LsuDirectory {
 enum class WhenMissing { fail, make };
 
 // Opens the directory of an LSU text and clears what dead writers left in it. A directory below the root is made when
-// asked for, and its name and those above it up to the root flushed, whoever has made them; one that is named by its own
-// path never is, since it may be the place where a file system is not mounted.
+// asked for, and its name and those above it, with that of the root, flushed, whoever has made them; one that is named by
+// its own path never is, since it may be the place where a file system is not mounted.
 int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_lsu);
 
 // Holds the lock of an LSU directory.

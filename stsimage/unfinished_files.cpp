@@ -176,6 +176,8 @@ int32_t UnfinishedFile::take_place(LockedFile &out_replaced) {
         return lock.status();
     if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
         return status;
+    if (!names_file(directory.get(), file, data))
+        return fail(STS_E_SYSTEM, "the unfinished file of %s has been taken away", path.c_str());
     LockedFile earlier = lock_existing(target, file.c_str());
     if (!earlier.is_locked() && (earlier.descriptor() || errno != ENOENT))
         return fail_system(errno, "cannot lock %s to replace it", path.c_str());

@@ -268,7 +268,7 @@ class FlushOrder : public ImageTest {
 protected:
     // Where the names of a new image and of the directories above it are.
     std::vector<std::string> flushed_for_fresh_lsu() const {
-        return {root(), root() / "made", root() / "made/on", root() / "made/on/demand"};
+        return {root().parent_path(), root(), root() / "made", root() / "made/on", root() / "made/on/demand"};
     }
 };
 
@@ -296,7 +296,7 @@ TEST_F(FlushOrder, NewDirectoriesAreFlushedIntoTheirParents) {
     record_calls();
     ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
     const std::vector<std::string> calls = take_recorded_calls();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "fsync directory"), 3 + 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "fsync directory"), 1 + 3 + 1);
     EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
 }
 
@@ -321,13 +321,13 @@ TEST_F(FlushOrder, NewRootIsFlushedIntoItsParent) {
     record_calls();
     ASSERT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
     take_recorded_calls();
-    EXPECT_EQ(flushed_directories(), (std::vector<std::string>{root(), new_root, new_root / "pool"}));
+    EXPECT_EQ(flushed_directories(), (std::vector<std::string>{root(), root(), new_root, new_root / "pool"}));
 }
 
 // What a failed flush has left behind would be taken for safely made by others.
 TEST_F(FlushOrder, DirectoryWhoseParentCannotBeFlushedIsRemoved) {
     Promised promised;
-    fail_call(Call::fsync, 2, EIO, Failing::once);
+    fail_call(Call::fsync, 3, EIO, Failing::once);
     EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
@@ -339,7 +339,7 @@ TEST_F(FlushOrder, DirectoryWhoseParentCannotBeFlushedIsRemoved) {
 TEST_F(FlushOrder, FoundDirectoryWhoseParentCannotBeFlushedStaysAndIsFlushedTheNextTime) {
     fs::create_directories(root() / fresh_lsu);
     Promised promised;
-    fail_call(Call::fsync, 3, EIO, Failing::once);
+    fail_call(Call::fsync, 4, EIO, Failing::once);
     EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
@@ -348,6 +348,19 @@ TEST_F(FlushOrder, FoundDirectoryWhoseParentCannotBeFlushedStaysAndIsFlushedTheN
     ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
     take_recorded_calls();
     EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
+}
+
+TEST_F(FlushOrder, RootWhoseParentCannotBeFlushedIsTold) {
+    Promised promised;
+    fail_call(Call::fsync, 1, EIO, Failing::once);
+    EXPECT_FALSE(store_image(promised, fresh_lsu, "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+    EXPECT_TRUE(fs::is_empty(root()));
+    // A file system that is read-only may have no flushing.
+    fail_call(Call::fsync, 1, EINVAL, Failing::once);
+    EXPECT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
 }
 
 TEST_F(FlushOrder, FailureToMakeADirectoryIsToldAndLeavesTheOnesAboveIt) {

@@ -350,6 +350,29 @@ TEST_F(Handle, ClosedForeignAndMadeUpOnesAreRefused) {
     expect_no_list(list);
 }
 
+// A program that the process starts must not inherit what the library has open.
+TEST_F(Handle, HasDescriptorsThatEndWithAnotherProgram) {
+    ASSERT_EQ(store("image", "data"), 0);
+    sts_image_handle_t reader = nullptr, writer = nullptr, changer = nullptr;
+    sts_image_list_handle_t list = nullptr;
+    ASSERT_EQ(open("image", STSIMG_MODE_READ, reader), 0);
+    ASSERT_EQ(open("image", STSIMG_MODE_WRITE, changer), 0);
+    ASSERT_EQ(create("new", writer), 0);
+    ASSERT_EQ(stsimg_open_image_list("pool", nullptr, "", 0, &list), 0);
+    int descriptors = 0;
+    for (const fs::directory_entry &entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (fs::read_symlink(entry, gone).string().rfind(root().string(), 0) != 0)
+            continue;
+        ++descriptors;
+        EXPECT_NE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0) << fs::read_symlink(entry);
+    }
+    EXPECT_GE(descriptors, 4);
+    for (const sts_image_handle_t image : {reader, changer, writer})
+        EXPECT_EQ(stsimg_close_image(image), 0);
+    EXPECT_EQ(stsimg_close_image_list(list), 0);
+}
+
 TEST_F(Handle, IsNeverUsedAgain) {
     ASSERT_EQ(store("image", "data"), 0);
     std::vector<void *> seen;
@@ -391,6 +414,21 @@ TEST_F(ForeignEntry, ThatAppearsDuringWritingIsNotReplaced) {
     EXPECT_EQ(stsimg_close_image(image), STSIMG_E_NOT_AN_IMAGE) << stsimg_last_error();
     EXPECT_TRUE(fs::is_directory(file_of("image")));
     EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+// Somebody tidied up; the file that has the name now is another writer's.
+TEST_F(ForeignEntry, InPlaceOfAnUnfinishedFileIsNotPublished) {
+    sts_image_handle_t first = nullptr, second = nullptr;
+    ASSERT_EQ(create("image", first), 0);
+    ASSERT_EQ(write(first, "first"), 0);
+    fs::remove(unfinished() / "image.stsimg");
+    ASSERT_EQ(create("image", second), 0);
+    EXPECT_EQ(stsimg_close_image(first), STS_E_SYSTEM);
+    EXPECT_TRUE(message_has("taken away")) << stsimg_last_error();
+    EXPECT_TRUE(names().empty());
+    ASSERT_EQ(write(second, "second"), 0);
+    EXPECT_EQ(stsimg_close_image(second), 0) << stsimg_last_error();
+    EXPECT_EQ(content("image"), "second");
 }
 
 TEST_F(ForeignEntry, AmongUnfinishedImagesDoesNotHoldUpOpening) {
