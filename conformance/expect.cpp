@@ -1,7 +1,9 @@
 #include "expect.h"
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
 #include "call_note.h"
 #include "hex_diff.h"
@@ -11,11 +13,25 @@ namespace conformance {
 
 namespace {
 
+// Lists that take more than this are shown by an excerpt.
+constexpr size_t longest_list = 400;
+constexpr size_t around_difference = 3;  // entries in front of the first difference and behind it
+
 std::string joined(const std::vector<std::string> &texts) {
     std::string out;
     for (const std::string &text : texts)
-        out += (out.empty() ? "" : ", ") + quoted(text, 80);
+        out += (out.empty() ? "" : ", ") + quoted(text, std::string::npos);
     return texts.empty() ? "nothing" : out;
+}
+
+// "2000 entries; from number 11: ... "a", "b" ...", about the entry at index difference.
+std::string excerpt(const std::vector<std::string> &texts, size_t difference) {
+    const size_t begin = difference > around_difference ? difference - around_difference : 0;
+    const size_t end = std::min(texts.size(), difference + around_difference + 1);
+    std::string out = fmt::format("{} entries", texts.size());
+    for (size_t i = begin; i < end; ++i)
+        out += fmt::format("{}{}", i == begin ? fmt::format("; from number {}: ", i + 1) : ", ", quoted(texts[i], 80));
+    return out + (begin >= end || end == texts.size() ? "" : ", ...");
 }
 
 }  // namespace
@@ -27,15 +43,19 @@ std::vector<Finding> &findings() {
     return list;
 }
 
-void add_finding(const std::string &what, const std::string &expected, const std::string &got,
-                 const std::string &detail) {
+void add_finding(Finding finding) {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
-    findings().push_back({false, last_call(), what, expected, got, detail});
+    findings().push_back(std::move(finding));
+}
+
+void add_finding(const std::string &what, const std::string &expected, const std::string &got,
+                 const std::string &detail) {
+    add_finding({false, last_call(), what, expected, got, detail, {}, {}});
 }
 
 void warn(const std::string &what, const std::string &usual, const std::string &got) {
-    findings().push_back({true, last_call(), what, usual, got, {}});
+    findings().push_back({true, last_call(), what, usual, got, {}, {}, {}});
 }
 
 std::string status_text(int32_t status) {
@@ -84,7 +104,20 @@ bool expect_bytes(const std::string &what, const void *got, const void *expected
 
 bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected) {
-    return expect_true(got == expected, what, joined(expected), joined(got));
+    if (got == expected)
+        return true;
+    Finding finding{false, last_call(), what, joined(expected), joined(got), {}, {}, {}};
+    if (finding.expected.size() > longest_list || finding.got.size() > longest_list) {
+        const size_t both = std::min(got.size(), expected.size());
+        const auto length = static_cast<std::ptrdiff_t>(both);
+        const auto place = std::mismatch(got.begin(), got.begin() + length, expected.begin());
+        const auto difference = static_cast<size_t>(place.first - got.begin());
+        finding.detail = fmt::format("the first difference is number {}", difference + 1);
+        finding.expected_excerpt = excerpt(expected, difference);
+        finding.got_excerpt = excerpt(got, difference);
+    }
+    add_finding(std::move(finding));
+    return false;
 }
 
 }  // namespace conformance

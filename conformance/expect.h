@@ -25,6 +25,8 @@ struct SkipTest {
 // The findings of this process's test so far.
 std::vector<Finding> &findings();
 
+void add_finding(Finding finding);
+
 // Adds a finding about the last call.
 void add_finding(const std::string &what, const std::string &expected, const std::string &got,
                  const std::string &detail = {});
@@ -43,6 +45,7 @@ void require_true(bool holds, const std::string &what, const std::string &expect
 
 bool expect_text(const std::string &what, const std::string &got, const std::string &expected);
 bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size);
+// Lists that are long are shown to people around their first difference; the reports for programs hold them whole.
 bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected);
 

@@ -1,5 +1,7 @@
 // stspi-conformance: tests a plug-in as a black box.
 #include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -31,9 +33,25 @@ void stop_on(int signal_number) {
     sigaction(signal_number, &action, nullptr);
 }
 
+void put(const std::string &text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+void tell(const char *error) { std::fprintf(stderr, "stspi-conformance: %s\n", error); }
+
+// When standard output is a pipe that nobody reads any more: ends as if by SIGPIPE, without a word.
+void end_if_reader_has_gone() {
+    pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    if (poll(&output, 1, 0) != 1 || (output.revents & POLLERR) == 0)
+        return;
+    std::signal(SIGPIPE, SIG_DFL);
+    std::raise(SIGPIPE);
+}
+
 void list_tests(const std::vector<const TestCase *> &tests) {
     for (const TestCase *test : tests)
-        fmt::print("{}\n    {}\n", test->id, test->demand);
+        put(fmt::format("{}\n    {}\n", test->id, test->demand));
 }
 
 void write_file(const std::string &path, const std::string &text) {
@@ -46,8 +64,6 @@ void write_file(const std::string &path, const std::string &text) {
 
 int run(const Options &options) {
     const auto tests = select_tests(options.filter);
-    if (tests.empty())
-        throw std::runtime_error(fmt::format("no test matches the filter {}", options.filter));
     if (options.list) {
         list_tests(tests);
         return all_passed;
@@ -72,14 +88,12 @@ int run(const Options &options) {
     const auto results = run_tests(
         plan, settings,
         [&](const TestResult &result) {
-            if (options.verbose || result.outcome != Outcome::pass) {
-                fmt::print("{}", result_text(result, "stspi-conformance", options.plugin));
-                std::fflush(stdout);
-            }
+            if (options.verbose || result.outcome != Outcome::pass)
+                put(result_text(result, "stspi-conformance", options.plugin));
         },
         [] { return stop_signal != 0; });
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    fmt::print("{}", summary_text(results, seconds));
+    put(summary_text(results, seconds));
     if (!options.junit_file.empty())
         write_file(options.junit_file, junit_text(results, options.plugin, seconds));
     if (!options.json_file.empty())
@@ -104,10 +118,15 @@ int main(int argc, char **argv) {
         case CommandLine::run:
             break;
     }
+    int status = not_testable;
     try {
-        return run(options);
+        status = run(options);
     } catch (const std::exception &error) {
-        fmt::print(stderr, "stspi-conformance: {}\n", error.what());
-        return not_testable;
+        tell(error.what());
     }
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return status;
+    end_if_reader_has_gone();
+    tell("cannot write to standard output");
+    return not_testable;
 }

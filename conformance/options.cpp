@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <thread>
 
 namespace conformance {
@@ -15,7 +16,7 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
     auto *plugin = app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library");
     app.add_flag("--list", options.list, "Print the tests and what each demands, run none");
     app.add_option("--filter", options.filter,
-                   "Only tests whose id matches one of these comma-separated shell patterns");
+                   "Only tests whose id matches one of these comma-separated shell patterns; each must match a test");
     app.add_option("--jobs", options.jobs, "Tests to run at the same time")
         ->check(CLI::Range(1U, 256U))
         ->capture_default_str();
@@ -37,7 +38,13 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
         if (!options.list && plugin->count() == 0)
             throw CLI::RequiredError("PLUGIN");
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? CommandLine::done : CommandLine::wrong;
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            return CommandLine::done;
+        }
+        std::fprintf(stderr, "stspi-conformance: %s\nRun \"stspi-conformance --help\" for more information.\n",
+                     error.what());
+        return CommandLine::wrong;
     }
     return CommandLine::run;
 }

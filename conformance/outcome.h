@@ -22,6 +22,12 @@ struct Finding {
     std::string expected;
     std::string got;
     std::string detail;  // more lines, a hex diff for instance
+    // What people are shown of lists that are too long to be read; empty when they are not.
+    std::string expected_excerpt;
+    std::string got_excerpt;
+
+    const std::string &shown_expected() const { return expected_excerpt.empty() ? expected : expected_excerpt; }
+    const std::string &shown_got() const { return got_excerpt.empty() ? got : got_excerpt; }
 };
 
 struct TestCase;

@@ -39,7 +39,7 @@ std::string details(const TestResult &result) {
     std::string out = result.reason;
     for (const Finding &finding : result.findings)
         out += fmt::format("{}called {}: {}: expected {}, got {}\n{}", out.empty() ? "" : "\n", finding.called,
-                           finding.what, finding.expected, finding.got, finding.detail);
+                           finding.what, finding.shown_expected(), finding.shown_got(), finding.detail);
     if (!result.error_output.empty())
         out += "\nstandard error:\n" + result.error_output;
     return out;

@@ -28,8 +28,8 @@ std::string finding_text(const Finding &finding) {
     if (!finding.called.empty())
         out += fmt::format("    called    {}\n", finding.called);
     out += fmt::format("    {:<9} {}\n", finding.warning ? "choice" : "checked", finding.what);
-    out += fmt::format("    {:<9} {}\n", finding.warning ? "usual" : "expected", finding.expected);
-    out += fmt::format("    got       {}\n", finding.got);
+    out += fmt::format("    {:<9} {}\n", finding.warning ? "usual" : "expected", finding.shown_expected());
+    out += fmt::format("    got       {}\n", finding.shown_got());
     if (!finding.detail.empty())
         out += indented(finding.detail, "      ");
     return out;

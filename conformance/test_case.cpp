@@ -1,11 +1,15 @@
 #include "test_case.h"
 
+#include <fmt/format.h>
 #include <fnmatch.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
+#include <stdexcept>
+
+#include "printable.h"
 
 namespace conformance {
 
@@ -31,20 +35,20 @@ void register_test(TestCase test) {
 const std::vector<TestCase> &all_tests() { return tests(); }
 
 std::vector<const TestCase *> select_tests(const std::string &filter) {
-    std::vector<std::string> patterns;
     std::istringstream stream(filter);
-    for (std::string pattern; std::getline(stream, pattern, ',');)
-        if (!pattern.empty())
-            patterns.push_back(pattern);
-    std::vector<const TestCase *> selected;
-    for (const TestCase &test : tests()) {
-        const bool matches =
-            patterns.empty() || std::any_of(patterns.begin(), patterns.end(), [&](const std::string &pattern) {
-                return fnmatch(pattern.c_str(), test.id.c_str(), 0) == 0;
-            });
-        if (matches)
-            selected.push_back(&test);
+    std::vector<bool> chosen(tests().size(), filter.empty());
+    for (std::string pattern; std::getline(stream, pattern, ',');) {
+        bool matches = false;
+        for (size_t i = 0; i < tests().size(); ++i)
+            if (fnmatch(pattern.c_str(), tests()[i].id.c_str(), 0) == 0)
+                chosen[i] = matches = true;
+        if (!matches)
+            throw std::runtime_error(fmt::format("no test matches {}; --list names them", quoted(pattern)));
     }
+    std::vector<const TestCase *> selected;
+    for (size_t i = 0; i < tests().size(); ++i)
+        if (chosen[i])
+            selected.push_back(&tests()[i]);
     return selected;
 }
 

@@ -38,7 +38,9 @@ void write_report(int report, const std::string &skip_reason) {
                                    {"what", finding.what},
                                    {"expected", finding.expected},
                                    {"got", finding.got},
-                                   {"detail", finding.detail}});
+                                   {"detail", finding.detail},
+                                   {"expected_excerpt", finding.expected_excerpt},
+                                   {"got_excerpt", finding.got_excerpt}});
     }
     const std::string text = out.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
     if (pwrite(report, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
@@ -129,8 +131,8 @@ TestResult TestProcess::result() const {
     bool failed = false;
     if (report.is_object()) {
         for (const auto &one : report["findings"]) {
-            result.findings.push_back(
-                {one["warning"], one["called"], one["what"], one["expected"], one["got"], one["detail"]});
+            result.findings.push_back({one["warning"], one["called"], one["what"], one["expected"], one["got"],
+                                       one["detail"], one["expected_excerpt"], one["got_excerpt"]});
             failed = failed || !result.findings.back().warning;
         }
         result.reason = report["skip"];

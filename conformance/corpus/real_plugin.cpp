@@ -21,13 +21,19 @@ const char *chosen() {
     return breakage == nullptr ? "" : breakage;
 }
 
+// Nothing of the process that loads this can go on without the library to wrap.
+[[noreturn]] void give_up(const char *why) {
+    std::fprintf(stderr, "libstspi_broken.so: STSPI_BROKEN_REAL must name the plug-in to wrap: %s\n", why);
+    std::_Exit(EXIT_FAILURE);
+}
+
 [[gnu::constructor]] void load() {
     const char *path = std::getenv("STSPI_BROKEN_REAL");
+    if (path == nullptr || *path == '\0')
+        give_up("it is not set");
     library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        std::fprintf(stderr, "STSPI_BROKEN_REAL: %s\n", dlerror());
-        std::abort();
-    }
+    if (library == nullptr)
+        give_up(dlerror());
     replace_imports();
     if (Dl_info own; is("loading.never-unloads") && dladdr(&library, &own) != 0)
         dlopen(own.dli_fname, RTLD_LAZY | RTLD_NODELETE);

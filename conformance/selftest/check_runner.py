@@ -59,6 +59,13 @@ class Runner(unittest.TestCase):
         result = self.run_suite(PATHS.bad_load, STSPI_BAD_LOAD="exit")
         self.expect(result, 2, "ended with exit status 3 at loading the library")
 
+    def test_broken_plugin_that_has_nothing_to_break(self):
+        for value, why in (("", "it is not set"), ("/no/such.so", "/no/such.so: cannot open shared object file")):
+            result = self.run_suite(PATHS.broken, STSPI_BROKEN_REAL=value)
+            self.expect(result, 2, "ended with exit status 1 at loading the library",
+                        "STSPI_BROKEN_REAL must name the plug-in to wrap: " + why)
+            self.assertEqual(result.stderr.count("STSPI_BROKEN_REAL"), 1)
+
     def test_hang_at_load(self):
         result = self.run_suite(PATHS.bad_load, "--timeout", "1", STSPI_BAD_LOAD="hang")
         self.expect(result, 2, "no end within 1 s, at loading the library")
@@ -95,6 +102,17 @@ class Runner(unittest.TestCase):
     def test_wrong_log_is_shown_whole(self):
         result = self.run_suite(PATHS.broken, "--filter", "server-open.disk-array.log", STSPI_BROKEN="open.disk-array-blank-lost")
         self.expect(result, 1, '"KELVARPOOL "', '"KELVARPOOL"', '"++++ Entering stspi_open_server\\n"', "level 3")
+
+    def test_long_lists_are_cut_for_people_and_whole_for_programs(self):
+        report = os.path.join(self.scratch, "report.json")
+        result = self.run_suite(PATHS.broken, "--filter", "lsu-list.pool.many", "--json", report, STSPI_BROKEN="list.file-order")
+        self.expect(result, 1, 'expected  2000 entries; from number 1: "pool1999", "pool1998", "pool1997", "pool1996", ...\n',
+                    'got       2000 entries; from number 1: "pool0", "pool1", "pool2", "pool3", ...\n',
+                    "the first difference is number 1\n")
+        self.assertLess(max(map(len, result.stdout.splitlines())), 200)
+        finding = json.loads(pathlib.Path(report).read_text())["tests"][0]["findings"][0]
+        names = ['"pool%d"' % number for number in range(2000)]
+        self.assertEqual((finding["expected"], finding["got"]), (", ".join(reversed(names)), ", ".join(names)))
 
     def test_junit_and_json(self):
         junit = os.path.join(self.scratch, "junit.xml")
@@ -136,11 +154,32 @@ class Runner(unittest.TestCase):
         self.assertEqual(len(ids), len(demands))
 
     def test_usage_errors(self):
-        for arguments in ([], ["--no-such-option"], [PATHS.plugin, "--jobs", "0"], [PATHS.plugin, "--timeout", "x"]):
-            self.assertEqual(self.run_suite(*arguments).returncode, 2, arguments)
+        for arguments, text in (([], "PLUGIN is required"), (["--no-such-option"], "--no-such-option"),
+                                ([PATHS.plugin, "--jobs", "0"], "--jobs"), ([PATHS.plugin, "--timeout", "x"], "--timeout")):
+            result = self.run_suite(*arguments)
+            self.expect(result, 2, text)
+            self.assertTrue(result.stderr.startswith("stspi-conformance: "), result.stderr)
 
-    def test_filter_that_matches_nothing(self):
-        self.expect(self.run_suite(PATHS.plugin, "--filter", "no.such.test"), 2, "no test matches the filter no.such.test")
+    def test_filter_of_which_a_pattern_matches_nothing(self):
+        for patterns in ("no.such.test", "claim.*,no.such.test", "no.such.test,claim.*"):
+            for more in ([PATHS.plugin], ["--list"]):
+                result = self.run_suite("--filter", patterns, *more)
+                self.expect(result, 2, 'stspi-conformance: no test matches "no.such.test"; --list names them')
+                self.assertEqual(result.stdout, "")
+
+    def test_pipe_that_nobody_reads(self):
+        for arguments in (["--list"], [PATHS.plugin, "--filter", "claim.*", "-v"]):
+            read, write = os.pipe()
+            os.close(read)
+            result = subprocess.run([PATHS.suite, *arguments], env=self.environment(), stdout=write, stderr=subprocess.PIPE)
+            os.close(write)
+            self.assertEqual((result.returncode, result.stderr), (-signal.SIGPIPE, b""))
+            self.assertEqual(os.listdir(self.temporary), [])
+
+    def test_standard_output_that_cannot_be_written(self):
+        with open("/dev/full", "w") as full:
+            result = subprocess.run([PATHS.suite, "--list"], env=self.environment(), stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual((result.returncode, result.stderr), (2, b"stspi-conformance: cannot write to standard output\n"))
 
     def test_help_and_manual_agree(self):
         help_options = set(re.findall(r"--[a-z-]+", self.run_suite("--help").stdout))
