@@ -10,6 +10,7 @@
 #include "simhost/check/text_report.h"
 #include "simhost/command_line.h"
 #include "simhost/configuration_source.h"
+#include "simhost/server_name.h"
 #include "simhost/simhost_version.h"
 
 namespace {
@@ -23,8 +24,7 @@ struct CheckOptions {
 
 void tell(const std::vector<CheckedFile> &files, const CheckOptions &options, Report &report) {
     if (options.sarif) {
-        fmt::print(report.own_output(), "{}\n",
-                   sarif_log(files, SIMHOST_VERSION).dump(2, ' ', false, Json::error_handler_t::replace));
+        report.raw(sarif_log(files, SIMHOST_VERSION).dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
         return;
     }
     report.result()["files"] = Json::array();
@@ -38,6 +38,8 @@ void tell(const std::vector<CheckedFile> &files, const CheckOptions &options, Re
 }
 
 void check(const CheckOptions &options, Report &report) {
+    for (const std::string &server : options.servers)
+        demand_server_name(server);
     std::vector<CheckedFile> files;
     size_t unread = 0;
     size_t errors = 0;
@@ -72,10 +74,10 @@ void add_check_command(CLI::App &app, CommandLine &line) {
     add_grammar_option(*command, options->grammar);
     command
         ->add_option("--server", options->servers,
-                     "Also require that every file serves this: a server of a Copan array, or for a disk array a host "
-                     "that sees a pool (repeatable)")
+                     "Also require that every file serves this server, PREFIX:HOST: a Copan array of that name, or a "
+                     "disk array with a pool that HOST sees (repeatable)")
         ->type_name("NAME");
-    command->add_flag("--json", line.output.json, "Answer with one JSON document on standard output");
+    add_json_option(*command, line.output);
     command->add_flag("--sarif", options->sarif, "Answer with a SARIF 2.1.0 log on standard output")
         ->excludes("--json");
     command->add_flag("--strict", line.output.strict, "End with status 3 when all is well but for warnings");

@@ -1,11 +1,15 @@
 #include "simhost/command_line.h"
 
+#include <fmt/format.h>
+
 #include <stdexcept>
 
+#include "simhost/check/suggestion.h"
 #include "simhost/help_formatter.h"
 #include "simhost/image_transfer.h"
 #include "simhost/quantities.h"
 #include "simhost/server.h"
+#include "simhost/text_field.h"
 
 CLI::App *add_command(CLI::App &app, const char *name, const char *description) {
     CLI::App *command = app.add_subcommand(name, description);
@@ -13,9 +17,13 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *description) 
     return command;
 }
 
+CLI::Option *add_json_option(CLI::App &command, OutputOptions &options) {
+    return command.add_flag("--json", options.json, "Answer with one JSON document on standard output");
+}
+
 void add_output_options(CLI::App &command, OutputOptions &options) {
     command.add_flag("-v,--verbose", options.verbose, "Show every call and the plug-in's log messages");
-    command.add_flag("--json", options.json, "Answer with one JSON document on standard output");
+    add_json_option(command, options);
     command.add_flag("--strict", options.strict, "End with status 3 when all is well but for warnings");
 }
 
@@ -94,6 +102,28 @@ void add_image_commands(CLI::App &app, CommandLine &line) {
 
 }  // namespace
 
+namespace {
+
+std::string unknown_word(const CLI::App &command, const std::string &word) {
+    std::vector<std::string> known;
+    const char *what = "unexpected argument";
+    if (word.front() == '-') {
+        what = "unknown option";
+        for (const CLI::Option *option : command.get_options())
+            for (const std::string &name : option->get_lnames())
+                known.push_back("--" + name);
+    } else if (!command.get_subcommands(nullptr).empty()) {
+        what = "unknown command";
+        for (const CLI::App *subcommand : command.get_subcommands(nullptr))
+            known.push_back(subcommand->get_name());
+    }
+    const std::string nearest = nearest_word(word, known);
+    return fmt::format("{} {}{}", what, in_quotes(word),
+                       nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest));
+}
+
+}  // namespace
+
 void add_commands(CLI::App &app, CommandLine &line) {
     app.set_help_flag("-h,--help", "Show this help and end");
     app.formatter(std::make_shared<HelpFormatter>());
@@ -114,4 +144,20 @@ void add_commands(CLI::App &app, CommandLine &line) {
         "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
         "cannot be used, 3 all is well but for warnings (with --strict).\n"
         "\"simhost COMMAND --help\" tells the options of a command.");
+}
+
+std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure) {
+    const CLI::App *command = &app;
+    std::string words = "simhost";
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        words += ' ' + command->get_name();
+    }
+    // What CLI11 misses first hides what it did not understand.
+    std::string text = failure.what();
+    if (const std::vector<std::string> unknown = command->remaining(); !unknown.empty())
+        text = unknown_word(*command, unknown.front());
+    else if (!command->get_subcommands(nullptr).empty())
+        text = "a command is missing";
+    return fmt::format("simhost: {}\nRun \"{} --help\" for more information.\n", text, words);
 }

@@ -26,6 +26,8 @@ struct CommandLine {
 // Adds a subcommand.
 CLI::App *add_command(CLI::App &app, const char *name, const char *description);
 
+// Adds --json alone, for a command that makes no calls.
+CLI::Option *add_json_option(CLI::App &command, OutputOptions &options);
 // Adds --json, --verbose and --strict.
 void add_output_options(CLI::App &command, OutputOptions &options);
 // Adds the choice of the plug-in and of its surroundings.
@@ -65,3 +67,6 @@ void add_volumes_command(CLI::App &app, CommandLine &line);
 
 // Adds all commands and their help.
 void add_commands(CLI::App &app, CommandLine &line);
+
+// What to tell about arguments that could not be read: the mistake, and where to look.
+std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure);

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "simhost/failure.h"
 #include "simhost/interrupt.h"
@@ -40,7 +41,8 @@ DataSink::DataSink(const std::string &name, bool replace, FILE *own_output)
     } else {
         if (exists && !replace)
             throw UsageError(fmt::format("{} is there already; --replace writes over it", printable(name)));
-        m_temporary = name + ".XXXXXX";
+        // A name of its own: the file's may be as long as a name can be.
+        m_temporary = (std::filesystem::path(name).parent_path() / ".simhost-XXXXXX").string();
         m_descriptor = mkostemp(m_temporary.data(), O_CLOEXEC);
     }
     if (m_descriptor < 0)
@@ -63,6 +65,8 @@ void DataSink::write(const char *data, size_t length) {
             data += written;
             length -= static_cast<size_t>(written);
             start_write_back(written);
+        } else if (errno == EPIPE && m_standard_output) {
+            throw ReaderGone();
         } else if (errno != EINTR) {
             throw BadAnswer(fmt::format("cannot write {}: {}", printable(m_name), std::strerror(errno)));
         }

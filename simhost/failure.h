@@ -25,3 +25,8 @@ struct Interrupted : std::runtime_error {
     explicit Interrupted(int number) : std::runtime_error("interrupted"), signal(number) {}
     int signal;
 };
+
+// Standard output is a pipe that nobody reads any more. The program ends as if by SIGPIPE, without a word.
+struct ReaderGone : std::runtime_error {
+    ReaderGone() : std::runtime_error("nobody reads standard output any more") {}
+};

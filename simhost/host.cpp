@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "redirect/config_redirect.h"
+#include "simhost/server_name.h"
 #include "simhost/status_name.h"
 #include "simhost/text_field.h"
 
@@ -28,12 +29,13 @@ std::string prepared_plugin_path(const HostOptions &options) {
 void demand_expected(const Call &call) {
     if (call.expected)
         return;
-    std::string text = fmt::format("{} answers {}", call.entry_point, describe_status(call.status));
-    if (const std::string meaning = status_meaning(call.status); !meaning.empty())
-        text += ": " + meaning;
+    std::string why = status_meaning(call.status);
     if (!call.library_error.empty())
-        text += fmt::format(" (image library: {})", printable(call.library_error));
-    throw BadAnswer(text);
+        why = "image library: " + printable(call.library_error);
+    if (!call.reason.empty())
+        why = call.reason;
+    throw BadAnswer(
+        fmt::format("{} answers {}{}{}", call.entry_point, describe_status(call.status), why.empty() ? "" : ": ", why));
 }
 
 Host::Host(const HostOptions &options, Report &report, CapturedStdout &captured)
@@ -51,6 +53,10 @@ Host::~Host() {
 }
 
 std::string Host::config_directory() const { return ::config_directory(); }
+
+std::string Host::configuration_file(const std::string &server_name) const {
+    return fmt::format("{}/{}.sim", config_directory(), printable(prefix_part(server_name)));
+}
 
 void Host::register_plugin() {
     call("stspi_init", fmt::format("API version {}", api_version), [this](Call &call) {
@@ -75,8 +81,6 @@ void Host::terminate() {
 void Host::complete(Call &call, std::initializer_list<int32_t> expected) {
     call.expected = std::find(expected.begin(), expected.end(), call.status) != expected.end();
     call.log = m_log.take();
-    m_last_call_had_messages = std::any_of(call.log.begin(), call.log.end(),
-                                           [](const LogLine &line) { return line.level == STS_LOG_LEVEL_ERROR; });
     call.printed = m_captured.take();
     if (!call.expected && call.entry_point.find("_image") != std::string::npos)
         call.library_error = m_library.image_library_error();

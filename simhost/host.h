@@ -8,6 +8,7 @@
 
 #include "simhost/captured_stdout.h"
 #include "simhost/entry_points.h"
+#include "simhost/failed_file_call.h"
 #include "simhost/interrupt.h"
 #include "simhost/plugin_library.h"
 #include "simhost/report.h"
@@ -36,11 +37,13 @@ public:
     Report &report() { return m_report; }
     // Where the plug-in's .sim files are looked for.
     std::string config_directory() const;
-    // Whether the plug-in logged anything in the last call.
-    bool last_call_had_messages() const { return m_last_call_had_messages; }
+    // The file that describes a server, as messages give it.
+    std::string configuration_file(const std::string &server_name) const;
+    // Whether the plug-in logged an error in the call that is being made.
+    bool has_logged_error() const { return m_log.has_error(); }
 
     // Makes a call, or several of one entry point, and reports it. function(Call &) returns the status and may set
-    // result and times. Throws Interrupted before the call when the user asked to stop, BadAnswer after it when the
+    // result, reason and times. Throws Interrupted before the call when the user asked to stop, BadAnswer after it when the
     // status is none of the expected ones.
     template <class Function>
     int32_t call(const char *entry_point, std::string arguments, Function &&function,
@@ -71,7 +74,6 @@ private:
     sts_registration2_t m_registration2 = {};
     EntryPoints m_entry;
     bool m_registered = false;
-    bool m_last_call_had_messages = false;
 };
 
 // Throws BadAnswer when the call's status was not expected.
@@ -83,6 +85,7 @@ Call Host::perform(const char *entry_point, std::string arguments, Function &&fu
     Call call;
     call.entry_point = entry_point;
     call.arguments = std::move(arguments);
+    forget_failed_file_call();
     const auto start = std::chrono::steady_clock::now();
     call.status = function(call);
     call.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

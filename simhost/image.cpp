@@ -41,12 +41,23 @@ private:
 }  // namespace
 
 ImageStore::ImageStore(Server &server, const std::string &lsu_name)
-    : m_host(server.host()), m_lsu(server.lsu(lsu_name)), m_lsu_name(lsu_name) {}
+    : m_server(server), m_host(server.host()), m_lsu(server.lsu(lsu_name)), m_lsu_name(lsu_name) {}
+
+// A disk array hands every name on to the image library.
+int32_t ImageStore::explained(Call &call, int32_t status) const {
+    if (m_server.kind() == ServerKind::copan) {
+        if (status == STS_E_NO_SERVER)
+            call.reason = m_server.no_such_lsu(m_lsu_name);
+        else if (status == STSIMG_E_INVALID_LSU)
+            call.reason = failed_file_call();
+    }
+    return status;
+}
 
 std::vector<std::string> ImageStore::list() {
     ImageList list(m_host);
     m_host.call("stspi_open_image_list", in_quotes(m_lsu_name),
-                [&](Call &) { return m_host.entry().open_image_list(&m_lsu, 0, &list.handle); });
+                [&](Call &call) { return explained(call, m_host.entry().open_image_list(&m_lsu, 0, &list.handle)); });
     std::vector<std::string> names;
     m_host.call("stspi_list_image", "until the end",
                 [&](Call &call) {
@@ -57,7 +68,7 @@ std::vector<std::string> ImageStore::list() {
                         names.push_back(field_text(definition.name));
                         stop_if_interrupted();
                     }
-                    call.result = fmt::format("{}: {}", names.size(), joined(names));
+                    call.result = counted(names);
                     return status;
                 },
                 {STS_E_NO_MORE_ENTRIES});
@@ -70,7 +81,8 @@ bool ImageStore::has(const std::string &name) {
     sts_image_info_t info = {};
     const int32_t status = m_host.call(
         "stspi_get_image_prop_byname", place(m_lsu_name, name),
-        [&](Call &) { return m_host.entry().get_image_prop_byname(&m_lsu, &definition, &info); }, {0, STS_E_NOT_FOUND});
+        [&](Call &call) { return explained(call, m_host.entry().get_image_prop_byname(&m_lsu, &definition, &info)); },
+        {0, STS_E_NOT_FOUND});
     return status == 0;
 }
 
@@ -78,7 +90,7 @@ sts_image_info_t ImageStore::info(const std::string &name) {
     const sts_image_definition_t definition = definition_of(name);
     sts_image_info_t info = {};
     m_host.call("stspi_get_image_prop_byname", place(m_lsu_name, name), [&](Call &call) {
-        const int32_t status = m_host.entry().get_image_prop_byname(&m_lsu, &definition, &info);
+        const int32_t status = explained(call, m_host.entry().get_image_prop_byname(&m_lsu, &definition, &info));
         if (status == 0)
             call.result = fmt::format("{} bytes", info.size_bytes);
         return status;
@@ -89,7 +101,7 @@ sts_image_info_t ImageStore::info(const std::string &name) {
 void ImageStore::remove(const std::string &name) {
     const sts_image_definition_t definition = definition_of(name);
     m_host.call("stspi_delete_image", place(m_lsu_name, name),
-                [&](Call &) { return m_host.entry().delete_image(&m_lsu, &definition, 0); });
+                [&](Call &call) { return explained(call, m_host.entry().delete_image(&m_lsu, &definition, 0)); });
 }
 
 void ImageStore::discard(const std::string &name) noexcept {
@@ -102,11 +114,13 @@ OpenImage::OpenImage(ImageStore &store, const std::string &name, How how)
     : m_host(store.host()), m_name(name), m_how(how) {
     const sts_image_definition_t definition = definition_of(name);
     if (how == How::create)
-        m_host.call("stspi_create_image", place(store.lsu_name(), name),
-                    [&](Call &) { return m_host.entry().create_image(&store.lsu(), &definition, 0, &m_handle); });
+        m_host.call("stspi_create_image", place(store.lsu_name(), name), [&](Call &call) {
+            return store.explained(call, m_host.entry().create_image(&store.lsu(), &definition, 0, &m_handle));
+        });
     else
-        m_host.call("stspi_open_image", place(store.lsu_name(), name), [&](Call &) {
-            return m_host.entry().open_image(&store.lsu(), &definition, STSIMG_MODE_READ, &m_handle);
+        m_host.call("stspi_open_image", place(store.lsu_name(), name), [&](Call &call) {
+            return store.explained(call,
+                                   m_host.entry().open_image(&store.lsu(), &definition, STSIMG_MODE_READ, &m_handle));
         });
 }
 

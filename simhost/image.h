@@ -15,6 +15,8 @@ public:
 
     Host &host() const { return m_host; }
     const stsp_lsu_v7_t &lsu() const { return m_lsu; }
+    // Says in a call about an image why it failed, if that is the LSU. Returns the status.
+    int32_t explained(Call &call, int32_t status) const;
     const std::string &lsu_name() const { return m_lsu_name; }
 
     std::vector<std::string> list();
@@ -25,6 +27,7 @@ public:
     void discard(const std::string &name) noexcept;
 
 private:
+    const Server &m_server;
     Host &m_host;
     stsp_lsu_v7_t m_lsu;
     std::string m_lsu_name;

@@ -23,9 +23,8 @@ struct InitOptions {
 
 StartingPoint starting_point(const InitOptions &options) {
     StartingPoint start;
-    const size_t colon = options.server.find(':');
-    const std::string host = colon == std::string::npos ? "" : options.server.substr(colon + 1);
-    start.prefix = options.server.substr(0, colon);
+    const std::string host = host_part(options.server);
+    start.prefix = prefix_part(options.server);
     start.kind = start.prefix == array_prefix ? ServerKind::disk_array : ServerKind::copan;
     start.storage_dir = options.storage_dir;
     if (start.kind == ServerKind::copan) {
@@ -84,12 +83,13 @@ void add_init_command(CLI::App &app, CommandLine &line) {
     command
         ->add_option("--storage-dir", options->storage_dir,
                      "Existing directory below which the storage is made (default: /var/tmp)")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
     command->add_option("-c,--config-dir", options->config_dir, "Where to write the file (default: /etc/quillmere)")
         ->type_name("DIR")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
     command->add_flag("--replace", options->replace, "Write over a file that is there");
-    add_output_options(*command, line.output);
+    add_json_option(*command, line.output);
     command->callback([options, &line] {
         line.command = "init";
         line.action = [options](Workbench &bench) { init(*options, bench.report); };

@@ -10,6 +10,8 @@
 #include <mutex>
 #include <system_error>
 
+#include "simhost/failed_file_call.h"
+
 namespace {
 
 std::mutex mutex;
@@ -18,22 +20,6 @@ bool recording = false;
 std::vector<std::string> &record() {
     static std::vector<std::string> directories;
     return directories;
-}
-
-std::vector<FailedDirectory> &failures() {
-    static std::vector<FailedDirectory> directories;
-    return directories;
-}
-
-// Called for directories that could not be made.
-void note_failure(const char *path) {
-    const int error = errno;
-    if (error != EEXIST) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (recording)
-            failures().push_back({path, error});
-    }
-    errno = error;
 }
 
 // Called for directories that were made just now. The path is resolved at once: links on the way to it may be gone, or
@@ -57,12 +43,6 @@ void record_made_directories() {
     const std::lock_guard<std::mutex> lock(mutex);
     recording = true;
     record().clear();
-    failures().clear();
-}
-
-std::vector<FailedDirectory> failed_directories() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return failures();
 }
 
 std::vector<std::string> made_directories() {
@@ -86,7 +66,7 @@ extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mo
     if (result == 0)
         note(AT_FDCWD, path);
     else
-        note_failure(path);
+        note_failed_file_call("the directory {} could not be made", path);
     return result;
 }
 
@@ -96,6 +76,6 @@ extern "C" __attribute__((visibility("default"))) int mkdirat(int base, const ch
     if (result == 0)
         note(base, path);
     else
-        note_failure(path);
+        note_failed_file_call("the directory {} could not be made", path);
     return result;
 }

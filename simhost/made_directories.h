@@ -2,7 +2,7 @@
 //
 // A plug-in and an image library make directories of their own choice: storage, volume and parent directories. To take
 // away afterwards exactly those, and never one that was there before, the program defines mkdir and mkdirat itself, which
-// the dynamic linker prefers to the C library's for every library the program loads, and writes down what they made, and what they failed to make.
+// the dynamic linker prefers to the C library's for every library the program loads, and writes down what they made.
 #pragma once
 
 #include <string>
@@ -11,14 +11,6 @@
 // Directories made since record_made_directories, in the order of their making; absolute paths.
 void record_made_directories();
 std::vector<std::string> made_directories();
-
-struct FailedDirectory {
-    std::string path;
-    int error;  // errno
-};
-
-// Directories that could not be made since record_made_directories, save those that were there already.
-std::vector<FailedDirectory> failed_directories();
 
 // Removes the recorded directories, last made first, as far as they are empty. Returns those that are still there.
 std::vector<std::string> remove_made_directories();

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -18,6 +19,9 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
     } catch (const UsageError &failure) {
         report.error(failure.what());
         status = ExitStatus::usage;
+    } catch (const ReaderGone &) {
+        signal = SIGPIPE;
+        status = ExitStatus::bad;
     } catch (const Interrupted &failure) {
         report.error(failure.what());
         signal = failure.signal;
@@ -26,7 +30,10 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
         report.error(failure.what());
         status = ExitStatus::bad;
     }
-    return report.finish(status);
+    status = report.finish(status);
+    if (report.reader_has_gone())
+        signal = SIGPIPE;
+    return status;
 }
 
 }  // namespace
@@ -40,7 +47,10 @@ int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &failure) {
-        return app.exit(failure) == 0 ? 0 : static_cast<int>(ExitStatus::usage);
+        if (failure.get_exit_code() == 0)
+            return app.exit(failure);
+        std::fputs(usage_error_text(app, failure).c_str(), stderr);
+        return static_cast<int>(ExitStatus::usage);
     }
     catch_interrupts();
     int signal = 0;

@@ -1,11 +1,11 @@
 // simhost mount: one mount, and why it failed.
 #include <fmt/format.h>
 
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "simhost/command_line.h"
+#include "simhost/directory_cleanup.h"
 #include "simhost/made_directories.h"
 #include "simhost/server.h"
 #include "simhost/text_field.h"
@@ -29,60 +29,29 @@ void refuse_a_file(const std::string &path) {
         throw UsageError(fmt::format("{} is a file; a mount would put a link in its place", printable(path)));
 }
 
-// The simulator logs through the session of the server that was opened last, and not through that of a created one.
-class MessageSource {
-public:
-    MessageSource(Host &host, const std::string &server_name) : m_host(host), m_name(server_name) {
-        m_host.call("stspi_open_server", in_quotes(m_name), [this](Call &) {
-            return m_host.entry().open_server(m_host.session(), m_name.c_str(), nullptr, nullptr, &m_handle);
-        });
-    }
-    ~MessageSource() {
-        m_host.release("stspi_close_server", in_quotes(m_name),
-                       [this](Call &) { return m_host.entry().close_server(m_handle); });
-    }
-    MessageSource(const MessageSource &) = delete;
-    MessageSource &operator=(const MessageSource &) = delete;
-
-private:
-    Host &m_host;
-    std::string m_name;
-    sts_server_handle_t m_handle = nullptr;
-};
-
-// The plug-in answers every failure of a mount with the same status.
-std::string reason_of_failure(const std::string &server_name, const Host &host) {
-    const std::vector<FailedDirectory> failed = failed_directories();
-    if (!failed.empty())
-        return fmt::format("the directory {} could not be made: {}", printable(failed.back().path),
-                           std::strerror(failed.back().error));
-    if (host.last_call_had_messages())
-        return "the plug-in's message says why";
-    return fmt::format(
-        "no directory is at fault and the plug-in logs nothing: MOUNT_BEHAVIOR in {}/{}.sim is not SUCCESS",
-        host.config_directory(), printable(server_name.substr(0, server_name.find(':'))));
+void demand_volume(Server &server, const std::string &lsu, Report &report) {
+    const size_t colon = lsu.find(':');
+    if (colon == 0 || colon == std::string::npos || colon + 1 == lsu.size())
+        throw UsageError(fmt::format("the LSU {} is no volume: name one as POOL:VOLUME; \"simhost volumes\" lists them",
+                                     in_quotes(lsu)));
+    server.list_volumes(lsu.substr(0, colon));
+    if (!server.knows_lsu(lsu))
+        report.warn(fmt::format("{} (the plug-in mounts it all the same)", server.no_such_lsu(lsu)));
 }
 
 void mount(const MountOptions &options, const HostOptions &host_options, const Workbench &bench) {
     const std::string mount_point = fs::absolute(options.mount_point).string();
     refuse_a_file(mount_point);
-    record_made_directories();
+    DirectoryCleanup directories(bench.report, DirectoryCleanup::Remaining::accept);
     Host host(host_options, bench.report, bench.captured);
     const std::string &name = options.server.server;
     demand_claim(host, name);
     if (kind_of_server(host, name) == ServerKind::copan)
-        throw UsageError("a Copan array's LSUs are not mounted");
-    const MessageSource messages(host, name);
+        throw UsageError(fmt::format("{} is a Copan array, whose LSUs are not mounted", in_quotes(name)));
     Server server(host, name, options.server.hosts_or_default());
-    std::string result;
-    try {
-        result = server.mount(options.lsu, mount_point);
-    } catch (const BadAnswer &failure) {
-        const std::string reason = reason_of_failure(name, host);
-        bench.report.result()["reason"] = reason;
-        remove_made_directories();
-        throw BadAnswer(fmt::format("{}\n         {}", failure.what(), reason));
-    }
+    demand_volume(server, options.lsu, bench.report);
+    const std::string result = server.mount(options.lsu, mount_point);
+    directories.keep();
     std::error_code failure;
     const std::string directory = fs::read_symlink(mount_point, failure).string();
     bench.report.line("{} -> {}", printable(mount_point), printable(directory));
@@ -93,6 +62,7 @@ void mount(const MountOptions &options, const HostOptions &host_options, const W
                              {"made_directories", made_directories()},
                              {"answer", result}};
     server.close();
+    host.terminate();
 }
 
 }  // namespace

@@ -31,13 +31,11 @@ void list_lsus(Server &server, const std::vector<std::string> &names, Report &re
     report.lines(table.lines());
 }
 
-void pools(Server &server, const ServerOptions &options, Report &report) {
+void pools(Server &server, Report &report) {
     const std::vector<std::string> names = server.list_lsus();
     report.result()["pools"] = Json::array();
     if (names.empty())
-        report.warn(server.kind() == ServerKind::disk_array
-                        ? fmt::format("no pool is open to {}", joined(options.hosts_or_default()))
-                        : "the server has no LSUs");
+        report.warn(server.why_no_lsus());
     else if (server.kind() == ServerKind::disk_array)
         list_pools(server, names, report);
     else
@@ -55,7 +53,7 @@ void add_pools_command(CLI::App &app, CommandLine &line) {
     command->callback([options, &line] {
         line.command = "pools";
         line.action = [options, &line](Workbench &bench) {
-            with_server(bench, line.host, *options, [&](Server &server) { pools(server, *options, bench.report); });
+            with_server(bench, line.host, *options, [&](Server &server) { pools(server, bench.report); });
         };
     });
 }

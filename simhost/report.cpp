@@ -1,5 +1,6 @@
 #include "simhost/report.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -23,6 +24,13 @@ bool wants_colours(FILE *stream) {
     const char *terminal = std::getenv("TERM");
     return isatty(fileno(stream)) != 0 && (no_color == nullptr || *no_color == '\0') &&
            (terminal == nullptr || std::strcmp(terminal, "dumb") != 0);
+}
+
+// A failure is left in the stream's error mark: one of standard output is told at the end, one of standard error cannot.
+template <class... Arguments>
+void put(FILE *stream, fmt::format_string<Arguments...> format, Arguments &&...arguments) {
+    const std::string text = fmt::format(format, std::forward<Arguments>(arguments)...);
+    std::fwrite(text.data(), 1, text.size(), stream);
 }
 
 std::vector<std::string> lines_of(const std::string &text) {
@@ -50,6 +58,8 @@ Json to_json(const Call &call) {
                  {"seconds", call.seconds}};
     if (!call.result.empty())
         json["result"] = call.result;
+    if (!call.expected && !call.reason.empty())
+        json["reason"] = call.reason;
     if (!call.library_error.empty())
         json["library_error"] = call.library_error;
     if (!call.log.empty()) {
@@ -74,10 +84,12 @@ std::string Report::paint(const char *colour, const std::string &text) const {
     return m_colours ? colour + text + "\033[0m" : text;
 }
 
+void Report::raw(const std::string &text) { put(m_out, "{}", text); }
+
 void Report::write_line(const std::string &text) {
     if (m_options.json)
         return;
-    fmt::print(m_people, "{}\n", text);
+    put(m_people, "{}\n", text);
     std::fflush(m_people);
 }
 
@@ -99,11 +111,11 @@ void Report::call(const Call &call) {
         return;
     }
     for (const std::string &line : lines_of(call.printed))
-        fmt::print(stderr, "simhost: the plug-in printed: {}\n", printable(line));
+        put(stderr, "simhost: the plug-in printed: {}\n", printable(line));
     // What the plug-in has to say about a call that went well is for -v.
     if (!call.expected)
         for (const LogLine &line : call.log)
-            fmt::print(stderr, "simhost: the plug-in says: {}\n", printable(without_line_end(line.text)));
+            put(stderr, "simhost: the plug-in says: {}\n", printable(without_line_end(line.text)));
 }
 
 void Report::write_call(FILE *stream, const Call &call) const {
@@ -111,28 +123,28 @@ void Report::write_call(FILE *stream, const Call &call) const {
     const std::string status = describe_status(call.status);
     const std::string padding(status.size() < 32 ? 32 - status.size() : 0, ' ');
     const std::string arguments = call.arguments.empty() ? "" : "  " + paint(dim, call.arguments);
-    fmt::print(stream, "{:<33} {}{} {:>9}{}\n", name, paint(call.expected ? green : red, status), padding,
-               format_duration(call.seconds), arguments);
+    put(stream, "{:<33} {}{} {:>9}{}\n", name, paint(call.expected ? green : red, status), padding,
+        format_duration(call.seconds), arguments);
     if (!call.result.empty())
-        fmt::print(stream, "    = {}\n", call.result);
+        put(stream, "    = {}\n", call.result);
     if (!call.expected && !call.library_error.empty())
-        fmt::print(stream, "    image library: {}\n", printable(call.library_error));
+        put(stream, "    image library: {}\n", printable(call.library_error));
     for (const std::string &line : lines_of(call.printed))
-        fmt::print(stream, "    printed: {}\n", paint(yellow, printable(line)));
+        put(stream, "    printed: {}\n", paint(yellow, printable(line)));
     if (m_options.verbose || !call.expected)
         for (const LogLine &line : call.log)
-            fmt::print(stream, "    log {}: {}\n", line.level, paint(dim, printable(without_line_end(line.text))));
+            put(stream, "    log {}: {}\n", line.level, paint(dim, printable(without_line_end(line.text))));
 }
 
 void Report::warn(const std::string &text) {
     m_warnings.push_back(text);
     if (!m_options.json)
-        fmt::print(stderr, "simhost: warning: {}\n", text);
+        put(stderr, "simhost: warning: {}\n", text);
 }
 
 void Report::error(const std::string &text) {
     m_errors.push_back(text);
-    fmt::print(stderr, "simhost: {}\n", text);
+    put(stderr, "simhost: {}\n", text);
 }
 
 bool Report::shows_progress() const { return m_options.progress && isatty(STDERR_FILENO) != 0; }
@@ -153,12 +165,17 @@ ExitStatus Report::finish(ExitStatus status) {
                                {"plugin_output", m_printed},
                                {"calls", m_calls}};
         // Texts of the interface are bytes without an encoding; JSON is UTF-8.
-        fmt::print(m_people, "{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
+        put(m_people, "{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
     }
     std::fflush(m_people);
-    if (std::fflush(m_out) != 0 || std::ferror(m_out) != 0) {
-        fmt::print(stderr, "simhost: cannot write to standard output\n");
-        return ExitStatus::bad;
-    }
-    return status;
+    if (std::fflush(m_out) == 0 && std::ferror(m_out) == 0)
+        return status;
+    if (!reader_has_gone())
+        put(stderr, "simhost: cannot write to standard output\n");
+    return ExitStatus::bad;
+}
+
+bool Report::reader_has_gone() const {
+    pollfd output = {fileno(m_out), POLLOUT, 0};
+    return std::ferror(m_out) != 0 && poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
 }

@@ -33,6 +33,7 @@ struct Call {
     bool expected = true;
     double seconds = 0;
     std::string result;  // what came back, in short
+    std::string reason;  // why it failed, when more is known than what the status means
     std::vector<LogLine> log;
     std::string printed;        // on standard output, by the plug-in
     std::string library_error;  // the image library's own words for its last failure
@@ -52,6 +53,8 @@ public:
     void show_calls() { m_show_calls = true; }
     void call(const Call &call);
 
+    // Text for standard output as it is, in any case.
+    void raw(const std::string &text);
     // A line of the answer, for people.
     template <class... Arguments>
     void line(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
@@ -70,6 +73,8 @@ public:
     bool shows_progress() const;
     bool colours() const { return m_colours; }
 
+    // Whether writing failed because standard output is a pipe that nobody reads any more.
+    bool reader_has_gone() const;
     // Writes what is outstanding. status as the command ended; the result is the status to exit with.
     ExitStatus finish(ExitStatus status);
 

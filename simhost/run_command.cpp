@@ -50,15 +50,14 @@ private:
 };
 
 std::string choose(const std::vector<std::string> &names, const std::string &wanted, const char *what,
-                   const char *option) {
-    if (wanted.empty()) {
-        if (names.empty())
-            throw BadAnswer(fmt::format("the plug-in lists no {}", what));
+                   const char *option, const std::string &why_none) {
+    if (names.empty())
+        throw BadAnswer(why_none);
+    if (wanted.empty())
         return names.front();
-    }
     if (std::find(names.begin(), names.end(), wanted) == names.end())
         throw BadAnswer(fmt::format("the plug-in lists no {} {} (see {}); it lists: {}", what, in_quotes(wanted),
-                                    option, names.empty() ? "nothing" : joined(names)));
+                                    option, joined(names)));
     return wanted;
 }
 
@@ -150,9 +149,10 @@ Outcome cycle_image(Server &server, DataSource &source, const RunOptions &option
 
 Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &options,
                          const std::string &private_directory, Report &report) {
-    const std::string pool = choose(server.list_lsus(), options.pool, "pool", "--pool");
+    const std::string pool = choose(server.list_lsus(), options.pool, "pool", "--pool", server.why_no_lsus());
     server.lsu_info(pool);
-    const std::string volume = choose(server.list_volumes(pool), options.volume, "volume", "--volume");
+    const std::string volume = choose(server.list_volumes(pool), options.volume, "volume", "--volume",
+                                      fmt::format("the pool {} has no disks", in_quotes(pool)));
     MountPoint mount_point(options.mount_point.empty() ? private_directory + "/volume" : options.mount_point);
     const std::string lsu = pool + ':' + volume;
     server.mount(lsu, mount_point.path());
@@ -167,7 +167,7 @@ Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &o
 }
 
 Outcome cycle_copan(Server &server, DataSource &source, const RunOptions &options, Report &report) {
-    const std::string lsu = choose(server.list_lsus(), options.lsu, "LSU", "--lsu");
+    const std::string lsu = choose(server.list_lsus(), options.lsu, "LSU", "--lsu", server.why_no_lsus());
     server.lsu_info(lsu);
     return cycle_image(server, source, options, lsu, report);
 }

@@ -1,7 +1,12 @@
 #include "simhost/server.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
+#include "simhost/failed_file_call.h"
 #include "simhost/text_field.h"
 
 namespace {
@@ -34,22 +39,30 @@ private:
 }  // namespace
 
 void demand_claim(Host &host, const std::string &server_name) {
+    demand_server_name(server_name);
     const int32_t status =
         host.call("stspi_claim", in_quotes(server_name),
                   [&](Call &) { return host.entry().claim(server_name.c_str()); }, {0, STS_E_NOT_CLAIMED});
-    if (status != 0)
-        throw BadAnswer(fmt::format("the plug-in does not claim {}: {}/{}.sim cannot be read", in_quotes(server_name),
-                                    host.config_directory(), printable(server_name.substr(0, server_name.find(':')))));
+    if (status == 0)
+        return;
+    const std::string file = host.configuration_file(server_name);
+    const bool is_readable = access(file.c_str(), R_OK) == 0;
+    throw BadAnswer(fmt::format("the plug-in does not claim {}{}", in_quotes(server_name),
+                                is_readable ? fmt::format(", although {} can be read", file)
+                                            : fmt::format(": {} cannot be read: {}", file, std::strerror(errno))));
 }
 
 ServerKind kind_of_server(const Host &host, const std::string &server_name) {
     const std::string prefix = field_text(host.registration().prefix);
-    return server_name.compare(0, prefix.size(), prefix) == 0 ? ServerKind::disk_array : ServerKind::copan;
+    const std::string own = prefix_part(server_name) + ':';
+    return own.compare(0, prefix.size(), prefix) == 0 ? ServerKind::disk_array : ServerKind::copan;
 }
 
-std::string host_part(const std::string &server_name) {
-    const size_t colon = server_name.find(':');
-    return colon == std::string::npos ? server_name : server_name.substr(colon + 1);
+int32_t explained_opening(Call &call, int32_t status, const Host &host, const std::string &server_name) {
+    if (status == STS_E_INTERNAL)
+        call.reason = fmt::format("no STORAGE_SERVER line of {} names {}", host.configuration_file(server_name),
+                                  in_quotes(host_part(server_name)));
+    return status;
 }
 
 std::string joined(const std::vector<std::string> &names) {
@@ -61,8 +74,12 @@ std::string joined(const std::vector<std::string> &names) {
     return text;
 }
 
+std::string counted(const std::vector<std::string> &names) {
+    return names.empty() ? "0" : fmt::format("{}: {}", names.size(), joined(names));
+}
+
 Server::Server(Host &host, const std::string &name, const std::vector<std::string> &hosts)
-    : m_host(host), m_name(name), m_kind(kind_of_server(host, name)) {
+    : m_host(host), m_name(name), m_hosts(hosts), m_kind(kind_of_server(host, name)) {
     try {
         if (m_kind == ServerKind::disk_array)
             create(hosts);
@@ -88,11 +105,11 @@ Server::Server(Server &source, const std::string &name)
     // What is stored with the error for one of these is a handle that is freed already.
     if (kind_of_server(m_host, name) == ServerKind::disk_array)
         throw UsageError("a disk array cannot be the target of a copy between servers");
-    if (host_part(name).empty())
-        throw UsageError(fmt::format("the server name {} has no HOST", in_quotes(name)));
     try {
-        m_host.call("stspi_open_target_server", in_quotes(m_name), [&](Call &) {
-            return m_host.entry().open_target_server(source.handle(), m_name.c_str(), nullptr, nullptr, &m_handle);
+        m_host.call("stspi_open_target_server", in_quotes(m_name), [&](Call &call) {
+            const int32_t status =
+                m_host.entry().open_target_server(source.handle(), m_name.c_str(), nullptr, nullptr, &m_handle);
+            return explained_opening(call, status, m_host, m_name);
         });
     } catch (...) {
         release();
@@ -116,8 +133,10 @@ void Server::create(const std::vector<std::string> &hosts) {
 }
 
 void Server::open() {
-    m_host.call("stspi_open_server", in_quotes(m_name), [&](Call &) {
-        return m_host.entry().open_server(m_host.session(), m_name.c_str(), nullptr, nullptr, &m_handle);
+    m_host.call("stspi_open_server", in_quotes(m_name), [&](Call &call) {
+        const int32_t status =
+            m_host.entry().open_server(m_host.session(), m_name.c_str(), nullptr, nullptr, &m_handle);
+        return explained_opening(call, status, m_host, m_name);
     });
 }
 
@@ -138,7 +157,7 @@ std::vector<std::string> Server::take_names(sts_lsu_list_handle_t list) {
                         names.push_back(field_text(name));
                         stop_if_interrupted();
                     }
-                    call.result = fmt::format("{}: {}", names.size(), joined(names));
+                    call.result = counted(names);
                     return status;
                 },
                 {STS_E_NO_MORE_ENTRIES});
@@ -157,8 +176,12 @@ std::vector<std::string> Server::list_lsus() {
 std::vector<std::string> Server::list_volumes(const std::string &pool) {
     const stsp_lsu_v7_t record = lsu(pool);
     LsuList list(m_host);
-    m_host.call("stspi_open_dynamic_lsu_list", in_quotes(pool),
-                [&](Call &) { return m_host.entry().open_dynamic_lsu_list(&record, &list.handle); });
+    m_host.call("stspi_open_dynamic_lsu_list", in_quotes(pool), [&](Call &call) {
+        const int32_t status = m_host.entry().open_dynamic_lsu_list(&record, &list.handle);
+        if (status == STS_E_NO_SERVER)
+            call.reason = no_such_pool(pool);
+        return status;
+    });
     std::vector<std::string> names = take_names(list.handle);
     list.close();
     return names;
@@ -168,7 +191,7 @@ sts_lsu_info_v9_t Server::lsu_info(const std::string &name) {
     const stsp_lsu_v7_t record = lsu(name);
     sts_lsu_info_v9_t info = {};
     m_host.call("stspi_get_lsu_prop_byname", in_quotes(name), [&](Call &call) {
-        const int32_t status = m_host.entry().get_lsu_prop_byname(&record, &info);
+        const int32_t status = explained(call, m_host.entry().get_lsu_prop_byname(&record, &info), name);
         if (status == 0) {
             call.result = fmt::format("class {}, capacity {} bytes, used {} bytes", info.lsu_class, info.capacity_bytes,
                                       info.used_bytes);
@@ -178,6 +201,55 @@ sts_lsu_info_v9_t Server::lsu_info(const std::string &name) {
         return status;
     });
     return info;
+}
+
+bool Server::knows_lsu(const std::string &name) {
+    const stsp_lsu_v7_t record = lsu(name);
+    sts_lsu_info_v9_t info = {};
+    const int32_t status =
+        m_host.call("stspi_get_lsu_prop_byname", in_quotes(name),
+                    [&](Call &) { return m_host.entry().get_lsu_prop_byname(&record, &info); }, {0, STS_E_NO_SERVER});
+    return status == 0;
+}
+
+std::string Server::why_no_lsus() const {
+    const std::string file = m_host.configuration_file(m_name);
+    return m_kind == ServerKind::disk_array
+               ? fmt::format("no pool is open to {}: no HOSTS line of {} names {}", joined(m_hosts), file,
+                             m_hosts.size() == 1 ? "it" : "one of them")
+               : fmt::format("{} has no LSUs: no VOLUMES line of {} names one for it", in_quotes(m_name), file);
+}
+
+std::string Server::no_such_pool(const std::string &name) const {
+    return fmt::format("{} has no pool {}; \"simhost pools\" lists those open to its hosts", in_quotes(m_name),
+                       in_quotes(name));
+}
+
+std::string Server::no_such_lsu(const std::string &lsu_name) const {
+    if (m_kind == ServerKind::copan)
+        return fmt::format("{} has no LSU {}; \"simhost pools\" lists those it has", in_quotes(m_name),
+                           in_quotes(lsu_name));
+    const size_t colon = lsu_name.find(':');
+    if (colon == std::string::npos)
+        return no_such_pool(lsu_name);
+    return fmt::format("no pool of {} has a disk or volume {}; \"simhost volumes\" lists them", in_quotes(m_name),
+                       in_quotes(lsu_name.substr(colon + 1)));
+}
+
+int32_t Server::explained(Call &call, int32_t status, const std::string &lsu_name) const {
+    if (status == STS_E_NO_SERVER)
+        call.reason = no_such_lsu(lsu_name);
+    else if (status == STS_E_NOT_FOUND && m_kind == ServerKind::disk_array)
+        call.reason = fmt::format("the pool {} has no HOSTS", in_quotes(lsu_name));
+    else if (status == STS_E_INVALID_PARAMETER && lsu_name.empty())
+        call.reason = "the LSU's name is empty";
+    else if (status == STS_E_INVALID_PARAMETER && lsu_name.front() == ':')
+        call.reason = fmt::format("{} names no pool in front of its ':'", in_quotes(lsu_name));
+    else if (status == STS_E_SYSTEM && access(lsu_name.c_str(), F_OK) != 0)
+        call.reason = fmt::format("{}: {}", printable(lsu_name), std::strerror(errno));
+    else if (status != 0)
+        call.reason = failed_file_call();
+    return status;
 }
 
 sts_server_info_t Server::server_info() {
@@ -194,9 +266,21 @@ std::string Server::mount(const std::string &lsu_name, const std::string &mount_
         const int32_t status = m_host.entry().mount_lsu(&record, mount_point.c_str(), 1, 0, result);
         if (status == 0)
             call.result = printable(field_text(result));
+        else if (status == STS_E_SYSTEM)
+            call.reason = why_not_mounted();
         return status;
     });
     return field_text(result);
+}
+
+// The plug-in answers every failure of a mount with the same status.
+std::string Server::why_not_mounted() const {
+    if (std::string failed = failed_file_call(); !failed.empty())
+        return failed;
+    if (m_host.has_logged_error())
+        return "the plug-in's message says why";
+    return fmt::format("no file-system call failed and the plug-in logs nothing: MOUNT_BEHAVIOR in {} is not SUCCESS",
+                       m_host.configuration_file(m_name));
 }
 
 void Server::unmount(const std::string &lsu_name) {

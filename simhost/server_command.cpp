@@ -49,8 +49,10 @@ void by_name(const std::string &name, const HostOptions &host_options, const Wor
     demand_claim(host, name);
     bench.report.result()["server"] = name;
     sts_server_info_t info = {};
-    host.call("stspi_get_server_prop_byname", in_quotes(name),
-              [&](Call &) { return host.entry().get_server_prop_byname(host.session(), name.c_str(), &info); });
+    host.call("stspi_get_server_prop_byname", in_quotes(name), [&](Call &call) {
+        const int32_t status = host.entry().get_server_prop_byname(host.session(), name.c_str(), &info);
+        return explained_opening(call, status, host, name);
+    });
     tell(info, bench.report);
     host.terminate();
 }

@@ -1,5 +1,6 @@
 #include "simhost/session_log.h"
 
+#include <algorithm>
 #include <utility>
 
 SessionLog::SessionLog(bool traces) {
@@ -11,6 +12,11 @@ SessionLog::SessionLog(bool traces) {
 }
 
 std::vector<LogLine> SessionLog::take() { return std::exchange(m_lines, {}); }
+
+bool SessionLog::has_error() const {
+    return std::any_of(m_lines.begin(), m_lines.end(),
+                       [](const LogLine &line) { return line.level == STS_LOG_LEVEL_ERROR; });
+}
 
 void SessionLog::receive(uint64_t context, const char *message, int32_t level) {
     auto *self = reinterpret_cast<SessionLog *>(context);

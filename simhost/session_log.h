@@ -22,6 +22,8 @@ public:
 
     // The messages since the last call.
     std::vector<LogLine> take();
+    // Whether an error is among those that take would give.
+    bool has_error() const;
 
 private:
     static void receive(uint64_t context, const char *message, int32_t level);

@@ -39,7 +39,7 @@ void show(const ShowOptions &options, Report &report) {
     const View view = view_of(check_file(name, read_configuration_source(options.file), grammar));
     report.result() = json_of(view);
     if (!report.options().json)
-        fmt::print(report.own_output(), "{}", picture_of(view, options.format));
+        report.raw(picture_of(view, options.format));
     if (view.errors > 0)
         report.warn(fmt::format("{}: {}: \"simhost check\" tells them", name, counted(view.errors, "error")));
 }
@@ -58,7 +58,7 @@ void add_show_command(CLI::App &app, CommandLine &line) {
                 "How: text (a tree, the default), json, dot, svg (drawn by Graphviz) or html (a page of its own)")
             ->type_name("FORMAT")
             ->check(CLI::Validator(CLI::IsMember({"text", "json", "dot", "svg", "html"})).description(""));
-    command->add_flag("--json", line.output.json, "Answer with one JSON document on standard output")->excludes(format);
+    add_json_option(*command, line.output)->excludes(format);
     command->add_flag("--strict", line.output.strict, "End with status 3 when the file has errors");
     command->footer(
         "Pools stand in the order of the framework's list, those of no host last. The\n"

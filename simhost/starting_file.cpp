@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <climits>
+
 #include "simhost/text_field.h"
 
 namespace {
@@ -9,11 +11,23 @@ namespace {
 constexpr size_t longest_name = 31;
 constexpr char name_bytes[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.";
 
-// The reader cuts a name at the first other byte, silently.
-void demand_name(const std::string &name, const char *what) {
+void demand_name_bytes(const std::string &name, const char *what) {
     if (name.empty() || name.find_first_not_of(name_bytes) != std::string::npos)
         throw UsageError(fmt::format("the {} {} cannot stand in the file: letters, digits, '_', '-' and '.' can", what,
                                      in_quotes(name)));
+}
+
+// The plug-in cuts neither: the prefix is the name of the file and part of the names of the storage directories.
+void demand_file_name(const std::string &name, const char *what) {
+    if (name.size() > NAME_MAX)
+        throw UsageError(
+            fmt::format("the prefix is too long: {} {} would have {} bytes, and a file's name has at most {}", what,
+                        in_quotes(name), name.size(), NAME_MAX));
+}
+
+// The reader cuts a name at the first other byte, silently.
+void demand_name(const std::string &name, const char *what) {
+    demand_name_bytes(name, what);
     if (name.size() > longest_name)
         throw UsageError(
             fmt::format("the {} {} is too long: {} bytes are kept of it", what, in_quotes(name), longest_name));
@@ -73,9 +87,12 @@ empty, a comment for instance, ends the reading there.
 }  // namespace
 
 void demand_usable(const StartingPoint &start) {
-    demand_name(start.prefix, "prefix");
-    if (start.kind == ServerKind::copan)
+    demand_name_bytes(start.prefix, "prefix");
+    demand_file_name(start.prefix + ".sim", "the file");
+    if (start.kind == ServerKind::copan) {
         demand_name(start.array, "array's name");
+        demand_file_name(start.prefix + '-' + start.array, "the storage directory");
+    }
     for (const std::string &host : start.hosts)
         demand_name(host, "host name");
     if (start.storage_dir.empty() || start.storage_dir.front() != '/' ||

@@ -16,11 +16,13 @@ struct VolumesOptions {
 
 void volumes(Server &server, const VolumesOptions &options, Report &report) {
     if (server.kind() == ServerKind::copan)
-        throw UsageError("a Copan array has no volumes; \"simhost pools\" lists its LSUs");
+        throw UsageError(fmt::format("{} is a Copan array, which has no volumes; \"simhost pools\" lists its LSUs",
+                                     in_quotes(server.name())));
     report.result()["volumes"] = Json::array();
     TextTable table({"POOL", "VOLUME", "DISK", ">CAPACITY", ">USED"});
     bool found = false;
-    for (const std::string &pool : options.pools.empty() ? server.list_lsus() : options.pools)
+    const std::vector<std::string> pools = options.pools.empty() ? server.list_lsus() : options.pools;
+    for (const std::string &pool : pools)
         for (const std::string &volume : server.list_volumes(pool)) {
             std::string lsu = pool;
             lsu.append(":").append(volume);
@@ -33,7 +35,7 @@ void volumes(Server &server, const VolumesOptions &options, Report &report) {
     if (found)
         report.lines(table.lines());
     else
-        report.warn("there are no volumes");
+        report.warn(pools.empty() ? server.why_no_lsus() : fmt::format("no disks in {}", joined(pools)));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "sim/config_file.h"
 #include "simhost/check/array_check.h"
 #include "simhost/check/copan_check.h"
 #include "simhost/check/findings.h"
@@ -11,12 +12,43 @@
 
 namespace {
 
+const std::string suffix = ".sim";
+
+std::string file_name(const std::string &path) { return path.substr(path.rfind('/') + 1); }  // npos + 1 is 0
+
 std::string help_for(const std::string &name, const std::vector<std::string> &known) {
     const std::string nearest = nearest_word(name, known);
     return nearest.empty() ? "" : fmt::format("did you mean {}?", nearest);
 }
 
-void demand_host(const Outline &outline, const std::string &name, Findings &findings) {
+// The prefix of the servers that a file of this name serves; "" when the name does not tell.
+std::string served_prefix(const std::string &path, Grammar grammar) {
+    Grammar own{};
+    if (grammar == Grammar::array)
+        return "Kelvarpool";
+    if (!grammar_of_file(path, own) || own != grammar)
+        return "";
+    return file_name(path).substr(0, file_name(path).size() - suffix.size());
+}
+
+void not_served(const std::string &server, const std::string &why, const std::string &help, Findings &findings) {
+    findings.error(Rule::server_not_served, {}, fmt::format("{} is not served: {}", quoted(server), why), help);
+}
+
+bool serves_prefix(const std::string &path, Grammar grammar, const std::string &server, Findings &findings) {
+    const std::string prefix = configuration_name(server);
+    const std::string served = served_prefix(path, grammar);
+    if (!served.empty() ? prefix == served : prefix != "Kelvarpool")
+        return true;
+    not_served(server,
+               served.empty() ? "only Kelvarpool.sim serves names that begin with 'Kelvarpool:'"
+                              : fmt::format("names that begin with {} are not of this file, which serves {}",
+                                            quoted(prefix + ':'), quoted(served + ':')),
+               "", findings);
+    return false;
+}
+
+void demand_host(const Outline &outline, const std::string &server, const std::string &name, Findings &findings) {
     std::vector<std::string> hosts;
     for (const PoolOutline &pool : outline.pools) {
         for (const ListedName &host : pool.hosts) {
@@ -25,21 +57,19 @@ void demand_host(const Outline &outline, const std::string &name, Findings &find
             hosts.push_back(host.name);
         }
     }
-    findings.error(Rule::server_not_served, {}, fmt::format("no pool lists host {}", quoted(name)),
-                   help_for(name, hosts));
+    not_served(server, fmt::format("no pool lists host {}", quoted(name)), help_for(name, hosts), findings);
 }
 
-void demand_section(const Outline &outline, const std::string &name, Findings &findings) {
+void demand_section(const Outline &outline, const std::string &server, const std::string &name, Findings &findings) {
     std::vector<std::string> servers;
-    for (const ServerOutline &server : outline.servers) {
-        if (!server.is_read)
+    for (const ServerOutline &section : outline.servers) {
+        if (!section.is_read)
             continue;
-        if (short_server_name(server.name.name) == short_server_name(name))
+        if (short_server_name(section.name.name) == short_server_name(name))
             return;
-        servers.push_back(server.name.name);
+        servers.push_back(section.name.name);
     }
-    findings.error(Rule::server_not_served, {}, fmt::format("no section serves server {}", quoted(name)),
-                   help_for(name, servers));
+    not_served(server, fmt::format("no STORAGE_SERVER is named {}", quoted(name)), help_for(name, servers), findings);
 }
 
 }  // namespace
@@ -50,17 +80,18 @@ CheckedFile check_file(std::string name, std::string bytes, Grammar grammar, con
     const bool is_array = grammar == Grammar::array;
     file.outline = is_array ? check_array(file.source, findings) : check_copan(file.source, findings);
     for (const std::string &server : servers) {
-        const size_t colon = server.find(':');
-        const std::string host = colon == std::string::npos ? server : server.substr(colon + 1);
-        is_array ? demand_host(file.outline, host, findings) : demand_section(file.outline, host, findings);
+        if (!serves_prefix(file.name, grammar, server, findings))
+            continue;
+        const std::string host = server.substr(server.find(':') + 1);
+        is_array ? demand_host(file.outline, server, host, findings)
+                 : demand_section(file.outline, server, host, findings);
     }
     file.findings = findings.sorted();
     return file;
 }
 
 bool grammar_of_file(const std::string &path, Grammar &grammar) {
-    static const std::string suffix = ".sim";
-    const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+    const std::string name = file_name(path);
     if (name.size() <= suffix.size() || name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0 ||
         name.find(':') != std::string::npos)
         return false;

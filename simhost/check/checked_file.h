@@ -16,8 +16,9 @@ struct CheckedFile {
 };
 
 // Checks the bytes of a file.
-//   servers    what the file must serve: for a disk array hosts that must see a pool, for a Copan array servers that must
-//              have a section; "PREFIX:" in front of a name is passed over
+//   servers    what the file must serve, as PREFIX:HOST: of a disk array HOST must see a pool, of a Copan array HOST must
+//              have a section. PREFIX must be that of the file's name; of a file that the plug-in would not read by that
+//              grammar, any of the grammar
 CheckedFile check_file(std::string name, std::string bytes, Grammar grammar,
                        const std::vector<std::string> &servers = {});
 

@@ -120,9 +120,33 @@ class Check(unittest.TestCase):
         array = self.file("Kelvarpool.sim", GOOD_ARRAY.replace(b"= h;", b"= mediaA;"))
         copan = self.file("copan.sim", GOOD_COPAN.replace(b"= a;", b"= arr1.lab;"))
         self.expect(0, check("--server", "Kelvarpool:mediaA", array))
-        self.assertIn("did you mean mediaA?", self.expect(1, check("--server", "Kelvarpool:mediaB", array)))
+        self.assertIn("error: 'Kelvarpool:mediaB' is not served: no pool lists host 'mediaB' [server-not-served]\n"
+                      "      = did you mean mediaA?", self.expect(1, check("--server", "Kelvarpool:mediaB", array)))
         self.expect(0, check("--server", "copan:arr1.elsewhere", copan))
-        self.assertIn("[server-not-served]", self.expect(1, check("--server", "arr2", copan)))
+        self.assertIn("error: 'copan:arr2' is not served: no STORAGE_SERVER is named 'arr2' [server-not-served]",
+                      self.expect(1, check("--server", "copan:arr2", copan)))
+
+    def test_server_of_another_file(self):
+        array = self.file("Kelvarpool.sim", GOOD_ARRAY)
+        copan = self.file("copan.sim", GOOD_COPAN)
+        for arguments, prefix, served in (((array,), "copan", "Kelvarpool"), ((copan,), "x", "copan"),
+                                          ((copan,), "Kelvarpool", "copan"),
+                                          (("--as", "array", self.file("new", GOOD_ARRAY)), "new", "Kelvarpool")):
+            name = f"{prefix}:a" if served == "copan" else f"{prefix}:h"
+            self.assertIn(f"error: '{name}' is not served: names that begin with '{prefix}:' are not of this file, which "
+                          f"serves '{served}:' [server-not-served]",
+                          self.expect(1, check("--server", name, *arguments)))
+        # A name that tells no prefix leaves it open.
+        self.expect(0, check("--as", "copan", "--server", "any:a", self.file("new", GOOD_COPAN)))
+        self.assertIn("only Kelvarpool.sim serves names that begin with 'Kelvarpool:'",
+                      self.expect(1, check("--as", "copan", "--server", "Kelvarpool:a", self.file("new", GOOD_COPAN))))
+
+    def test_server_that_is_no_name(self):
+        path = self.file("copan.sim", GOOD_COPAN)
+        for name in ("a", "copan:", ":a", ""):
+            done = check("--server", name, path)
+            self.assertEqual((done.returncode, done.stdout), (2, b""))
+            self.assertIn(f'the server name "{name}" lacks '.encode(), done.stderr)
 
     def test_json(self):
         good, bad = self.file("good.sim", GOOD_COPAN), self.file("bad.sim", BAD_COPAN)

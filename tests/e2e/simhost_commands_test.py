@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import signal
 import subprocess
 
@@ -41,6 +42,11 @@ class Server(SimhostTest):
         result, words = self.words("--server", "copan:arr1")
         self.assertEqual((result["name"], result["type"]), ("arr1", 4))
         self.assertTrue(all(word["disk_arrays"] == 0 for word in words.values()))
+
+    def test_an_array_that_is_not_served_is_told(self):
+        for arguments in ((), ("--by-name",)):
+            done = self.expect(1, self.simhost("server", "--server", "copan:none", *arguments))
+            self.assertIn(f'no STORAGE_SERVER line of {self.config}/copan.sim names "none"'.encode(), done.stderr)
 
     def test_by_name_the_host_part_is_the_name(self):
         result, _ = self.words("--server", "Kelvarpool:mediaA", "--by-name")
@@ -100,7 +106,15 @@ class Volumes(SimhostTest):
 
     def test_an_unknown_pool_is_told(self):
         done = self.expect(1, self.simhost("volumes", "--server", "Kelvarpool:mediaA", "none"))
-        self.assertIn(b"STS_E_NO_SERVER (2061034)", done.stderr)
+        self.assertIn(b'STS_E_NO_SERVER (2061034): "Kelvarpool:mediaA" has no pool "none"; "simhost pools" lists',
+                      done.stderr)
+
+    def test_that_there_are_none_is_explained(self):
+        done = self.expect(3, self.simhost("volumes", "--strict", "--server", "Kelvarpool:stranger"))
+        self.assertIn(b"no pool is open to stranger", done.stderr)
+        self.configure("Kelvarpool.sim", "ENCLOSURE = bare;\nHOSTS = mediaA;\n")
+        done = self.good("volumes", "--server", "Kelvarpool:mediaA")
+        self.assertIn(b"no disks in bare", done.stderr)
 
     def test_a_copan_array_has_none(self):
         self.expect(2, self.simhost("volumes", "--server", "copan:arr1"))
@@ -133,6 +147,26 @@ class Lsu(SimhostTest):
         self.assertIn(b"the plug-in says: pool1:none not found", done.stderr)
         self.assertIn(b"STS_E_NO_SERVER (2061034)", done.stderr)
 
+    def test_an_unknown_one_is_told_with_its_server_and_the_command_that_lists(self):
+        for server, lsu, words in (
+                ("Kelvarpool:mediaA", "none", '"Kelvarpool:mediaA" has no pool "none"; "simhost pools" lists those'),
+                ("Kelvarpool:mediaA", "pool1:none",
+                 'no pool of "Kelvarpool:mediaA" has a disk or volume "none"; "simhost volumes" lists them'),
+                ("Kelvarpool:mediaA", ":none", '":none" names no pool in front of its \':\''),
+                ("Kelvarpool:mediaA", "/none/such", "/none/such: No such file or directory"),
+                ("copan:arr1", "none", '"copan:arr1" has no LSU "none"; "simhost pools" lists those it has'),
+                ("copan:arr1", "", "the LSU's name is empty")):
+            with self.subTest(server=server, lsu=lsu):
+                done = self.expect(1, self.simhost("lsu", "--server", server, lsu))
+                self.assertRegex(done.stderr.decode(), rf"stspi_get_lsu_prop_byname answers .*: {re.escape(words)}")
+
+    def test_a_directory_that_cannot_be_made_is_told(self):
+        self.storage.rmdir()
+        self.addCleanup(self.storage.mkdir)
+        words = f"the directory {self.storage}/copan-arr1 could not be made: No such file or directory".encode()
+        self.assertIn(words, self.expect(1, self.simhost("lsu", "--server", "copan:arr1", "vol1")).stderr)
+        self.assertIn(words, self.expect(1, self.simhost("image ls", "--server", "copan:arr1", "--lsu", "vol1")).stderr)
+
 
 class Mount(SimhostTest):
     def mount(self, *arguments):
@@ -161,13 +195,12 @@ class Mount(SimhostTest):
     def failing(self, reason, *arguments):
         before = self.tree(self.root)
         done = self.expect(1, self.mount(*arguments))
-        self.assertIn(b"stspi_mount_lsu answers STS_E_SYSTEM (2060017)", done.stderr)
-        self.assertIn(reason.encode(), done.stderr)
+        self.assertIn(f"stspi_mount_lsu answers STS_E_SYSTEM (2060017): {reason}".encode(), done.stderr)
         self.assertEqual(self.tree(self.root), before)
 
     def test_tells_why_it_failed(self):
-        self.failing("the plug-in says: Unknown Diskgroup: none", "none:vol1", self.root / "mnt")
-        self.failing("the plug-in says: unlink failed: errno 21", "pool1:vol1", self.storage)
+        self.failing(f"{self.storage} could not be replaced: Is a directory", "pool1:vol1", self.storage)
+        self.failing("the link /proc/mnt could not be made: No such file or directory", "pool1:vol1", "/proc/mnt")
         (self.root / "file").write_text("")
         self.failing(f"the directory {self.root}/file/x could not be made: Not a directory", "pool1:vol1",
                      self.root / "file" / "x" / "mnt")
@@ -176,7 +209,27 @@ class Mount(SimhostTest):
                      "pool2:vol1", self.root / "mnt")
         self.configure("Kelvarpool.sim",
                        (self.config / "Kelvarpool.sim").read_text().replace("SUCCESS", "MOUNT_POINT_USED"))
-        self.failing(f"MOUNT_BEHAVIOR in {self.config}/Kelvarpool.sim is not SUCCESS", "pool1:vol1", self.root / "mnt")
+        self.failing("no file-system call failed and the plug-in logs nothing: "
+                     f"MOUNT_BEHAVIOR in {self.config}/Kelvarpool.sim is not SUCCESS", "pool1:vol1", self.root / "mnt")
+
+    def test_an_unknown_pool_is_told_and_an_unknown_volume_warned_of(self):
+        place = self.root / "mnt"
+        done = self.expect(1, self.mount("none:disk11", place))
+        self.assertIn(b'"Kelvarpool:mediaA" has no pool "none"; "simhost pools" lists', done.stderr)
+        self.assertFalse(place.exists())
+        for lsu in ("pool1", "pool1:", ":disk11"):
+            done = self.expect(2, self.mount(lsu, place))
+            self.assertIn(f'the LSU "{lsu}" is no volume: name one as POOL:VOLUME'.encode(), done.stderr)
+        done = self.expect(3, self.mount("pool1:none", place, "--strict"))
+        self.assertIn(b'has a disk or volume "none"', done.stderr)
+        for volume in ("disk11", "#UDID#KP1#disk11#"):
+            done = self.expect(0, self.mount(f"pool1:{volume}", place, "--strict"))
+            self.assertEqual(done.stderr, b"")
+
+    def test_what_the_plugin_prints_is_told_once(self):
+        self.configure("Kelvarpool.sim", "COLOUR = red;\n" + (self.config / "Kelvarpool.sim").read_text())
+        done = self.expect(0, self.mount("pool1:disk11", self.root / "mnt"))
+        self.assertEqual(done.stderr.count(b"Invalid line: 1\n"), 1)
 
     def test_a_copan_arrays_lsus_are_not_mounted(self):
         self.expect(2, self.simhost("mount", "--server", "copan:arr1", "vol1", self.root / "mnt"))
@@ -320,6 +373,11 @@ class Image(SimhostTest):
             done = self.expect(1, self.image("copy", "one", "two", plugin=FAKE_PLUGIN, faults=f"has:one {faults}"))
             self.assertIn(words, done.stderr)
 
+    def test_an_unknown_lsu_of_a_copan_array_is_told(self):
+        for command, arguments in (("ls", ()), ("get", ("one",)), ("stat", ("one",)), ("put", ("one", "--replace"))):
+            done = self.expect(1, self.simhost(f"image {command}", "--server", "copan:arr1", "--lsu", "none", *arguments))
+            self.assertIn(b'"copan:arr1" has no LSU "none"; "simhost pools" lists those it has', done.stderr)
+
     def test_images_on_a_mounted_volume(self):
         place = self.root / "mnt"
         self.good("mount", "--server", "Kelvarpool:mediaA", "pool1:vol1", place)
@@ -404,6 +462,12 @@ class Init(SimhostTest):
             for key in keys:
                 self.assertRegex(explanation, rf"(?m)^{key} ")
 
+    def test_writes_a_file_of_a_long_prefix(self):
+        # Sections keep 31 bytes of a name; the prefix is a file's name.
+        prefix = "x" * 250
+        self.expect(0, self.init(self.config, f"{prefix}:a", "--storage-dir", self.storage))
+        self.good("run", "--server", f"{prefix}:a", "--strict", data=b"data")
+
     def test_keeps_a_file_that_is_there(self):
         before = (self.config / "copan.sim").read_text()
         self.expect(2, self.init(self.config, "copan"))
@@ -412,7 +476,8 @@ class Init(SimhostTest):
     def test_refuses_what_cannot_stand_in_the_file(self):
         for arguments in (["a/b"], [""], ["copan:a b"], ["copan:" + "x" * 32], ["Kelvarpool", "--hosts", "a,b;c"],
                           ["Kelvarpool", "--storage-dir", "relative"], ["copan", "--storage-dir", "/a b"],
-                          ["copan", "--hosts", "h"]):
+                          ["copan", "--hosts", "h"], ["copan", "--storage-dir", str(self.root / "none")],
+                          ["x" * 252]):
             with self.subTest(arguments=arguments):
                 self.expect(2, self.init(self.root, *arguments))
         self.assertEqual([path for path in self.root.iterdir() if path.suffix == ".sim"], [])

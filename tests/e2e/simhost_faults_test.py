@@ -2,6 +2,7 @@
 
 import json
 import os
+import signal
 import subprocess
 
 from simhost_world import FAKE_PLUGIN, SIMHOST, SimhostTest, main
@@ -96,13 +97,36 @@ class Faults(SimhostTest):
         self.assertIn(f"warning: {place}/mounted was made by this run and is not empty; it stays".encode(),
                       done.stderr)
 
-    def test_a_closed_standard_output_is_told(self):
+    def test_a_pipe_that_nobody_reads_ends_a_command_quietly(self):
+        before = self.tree()
+        for command in (["run", "--server", "Kelvarpool:mediaA"], ["pools", "--json", "--server", "copan:arr1"],
+                        ["image get", "one", "--server", "copan:arr1", "--lsu", "vol1"]):
+            with self.subTest(command=command):
+                read, write = os.pipe()
+                os.close(read)
+                process = subprocess.run(self.command(*command, plugin=FAKE_PLUGIN), stdin=subprocess.DEVNULL,
+                                         stdout=write, stderr=subprocess.PIPE,
+                                         env=self.environment(FAKE_PLUGIN="has:one"), check=False)
+                os.close(write)
+                self.assertEqual((process.returncode, process.stderr), (-signal.SIGPIPE, b""))
+                self.assertEqual(self.tree(), before)
+
+    def test_a_pipe_that_nobody_reads_does_not_keep_standard_error_from_being_undone(self):
+        before = self.tree()
         read, write = os.pipe()
         os.close(read)
-        process = subprocess.run(self.command("run", "--server", "Kelvarpool:mediaA", plugin=FAKE_PLUGIN),
-                                 stdin=subprocess.DEVNULL, stdout=write, stderr=subprocess.PIPE,
-                                 env=self.environment(), check=False)
+        process = subprocess.run(self.command("run", "-v", "--server", "Kelvarpool:mediaA", plugin=FAKE_PLUGIN),
+                                 stdin=subprocess.DEVNULL, stdout=write, stderr=write, env=self.environment(),
+                                 check=False)
         os.close(write)
+        self.assertEqual(process.returncode, -signal.SIGPIPE)
+        self.assertEqual(self.tree(), before)
+
+    def test_a_standard_output_that_cannot_be_written_is_told(self):
+        with open("/dev/full", "wb") as full:
+            process = subprocess.run(self.command("run", "--server", "Kelvarpool:mediaA", plugin=FAKE_PLUGIN),
+                                     stdin=subprocess.DEVNULL, stdout=full, stderr=subprocess.PIPE,
+                                     env=self.environment(), check=False)
         self.assertEqual(process.returncode, 1)
         self.assertIn(b"cannot write to standard output", process.stderr)
 

@@ -81,6 +81,13 @@ class Manual(SimhostTest):
             longest = max(help_of(command).splitlines(), key=len)
             self.assertLessEqual(len(longest), 80, longest)
 
+    def test_every_manual_page_tells_the_version(self):
+        version = subprocess.run([SIMHOST, "--version"], capture_output=True, check=True, text=True).stdout.split()[1]
+        pages = sorted((pathlib.Path(SOURCE) / "man").glob("*.[1-8]"))
+        self.assertGreaterEqual(len(pages), 4)
+        for page in pages:
+            self.assertRegex(page.read_text(), rf'^\.TH [A-Z-]+ \d "\d+" "[a-z-]+ {re.escape(version)}" ', page)
+
     def test_the_manual_page_is_well_formed(self):
         done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z"], input=MANUAL, capture_output=True, text=True,
                               check=True)

@@ -134,7 +134,20 @@ class DiskArrayCycle(SimhostTest):
         before = self.tree()
         done = self.expect(1, self.simhost("run", "--server", "Kelvarpool:mediaA"))
         self.assertIn(b"stspi_mount_lsu answers STS_E_SYSTEM (2060017)", done.stderr)
+        self.assertIn(f"MOUNT_BEHAVIOR in {self.config}/Kelvarpool.sim is not SUCCESS".encode(), done.stderr)
         self.assertEqual(self.tree(), before)
+
+    def test_what_stands_in_the_way_of_a_mount_is_told(self):
+        def reason(*arguments):
+            document = self.document(self.expect(1, self.simhost("run", "--json", "--server", "Kelvarpool:mediaA",
+                                                                 *arguments)))
+            call = next(call for call in document["calls"] if call["entry_point"] == "stspi_mount_lsu")
+            self.assertTrue(document["errors"][0].endswith(call["reason"]), document["errors"])
+            return call["reason"]
+        self.assertEqual(reason("--mount-point", "/proc/none"),
+                         "the link /proc/none could not be made: No such file or directory")
+        (self.storage / "kelvarpool-pool2").write_text("")
+        self.assertRegex(reason(), f"^the directory {self.storage}/kelvarpool-pool2/.* could not be made: Not a directory$")
 
     def test_hosts_decide_which_pools_are_listed(self):
         def pools(*arguments):
@@ -145,7 +158,9 @@ class DiskArrayCycle(SimhostTest):
         self.assertEqual(pools("--server", "Kelvarpool:mediaA", "--hosts", "mediaB"), "2: archive, pool1")
         self.assertEqual(pools("--server", "Kelvarpool:x", "--hosts", "mediaA,mediaB"), "3: archive, pool2, pool1")
         done = self.expect(1, self.simhost("run", "--server", "Kelvarpool:stranger"))
-        self.assertIn(b"lists no pool", done.stderr)
+        self.assertIn(f"no pool is open to stranger: no HOSTS line of {self.config}/Kelvarpool.sim names it".encode(),
+                      done.stderr)
+        self.assertIn(b"\n    = 0\n", done.stdout)
 
     def test_a_pool_that_is_not_listed_is_refused(self):
         done = self.expect(1, self.simhost("run", "--server", "Kelvarpool:mediaA", "--pool", "archive"))
@@ -173,7 +188,8 @@ class CopanCycle(SimhostTest):
 
     def test_an_unknown_array_is_told(self):
         done = self.expect(1, self.simhost("run", "--server", "copan:arr9"))
-        self.assertIn(b"stspi_open_server answers STS_E_INTERNAL (2060026)", done.stderr)
+        self.assertIn(b"stspi_open_server answers STS_E_INTERNAL (2060026): no STORAGE_SERVER line of "
+                      + f'{self.config}/copan.sim names "arr9"'.encode(), done.stderr)
         self.assertIn(b"StorageServer not found", done.stdout)
 
     def test_options_of_disk_arrays_are_refused(self):
@@ -194,8 +210,21 @@ class Usage(SimhostTest):
                 done = subprocess.run([SIMHOST, *arguments], capture_output=True, stdin=subprocess.DEVNULL,
                                       env=self.environment(), check=False)
                 self.assertEqual(done.returncode, 2, done)
-                self.assertTrue(done.stderr, done)
+                self.assertTrue(done.stderr.startswith(b"simhost: "), done)
                 self.assertFalse(done.stdout, done)
+
+    def test_what_is_not_understood_is_named(self):
+        for arguments, error, help_command in (
+                ([], "a command is missing", "simhost"),
+                (["lsus"], 'unknown command "lsus"; did you mean lsu?', "simhost"),
+                (["image"], "a command is missing", "simhost image"),
+                (["image", "nothing"], 'unknown command "nothing"', "simhost image"),
+                (["pools", "--jsn"], 'unknown option "--jsn"; did you mean --json?', "simhost pools"),
+                (["pools", "-s", "x:y", "more"], 'unexpected argument "more"', "simhost pools"),
+                (["pools"], "--server is required", "simhost pools")):
+            done = subprocess.run([SIMHOST, *arguments], capture_output=True, check=False, text=True)
+            self.assertEqual((done.returncode, done.stderr),
+                             (2, f'simhost: {error}\nRun "{help_command} --help" for more information.\n'))
 
     def test_help_ends_with_status_0(self):
         for arguments in (["--help"], ["run", "--help"], ["--version"]):
@@ -206,7 +235,19 @@ class Usage(SimhostTest):
 
     def test_an_unclaimed_server_is_told(self):
         done = self.expect(1, self.simhost("run", "--server", "other:x"))
-        self.assertIn(f"{self.config}/other.sim cannot be read".encode(), done.stderr)
+        self.assertIn(f"{self.config}/other.sim cannot be read: No such file or directory".encode(), done.stderr)
+
+    def test_a_server_name_without_one_of_its_parts_is_refused(self):
+        for name, part in (("Kelvarpool", "HOST"), ("Kelvarpool:", "HOST"), ("copan:", "HOST"), (":mediaA", "PREFIX"),
+                           ("", "PREFIX")):
+            for command in (["run"], ["pools"], ["server"], ["server", "--by-name"], ["volumes"], ["lsu", "x"],
+                            ["mount", "pool1:disk11", str(self.root / "mnt")], ["image", "ls", "--lsu", "x"]):
+                with self.subTest(name=name, command=command):
+                    done = subprocess.run([SIMHOST, *command, "--config-dir", str(self.config), "--server", name],
+                                          capture_output=True, stdin=subprocess.DEVNULL, env=self.environment(),
+                                          check=False)
+                    self.assertEqual(done.returncode, 2, done)
+                    self.assertIn(f'the server name "{name}" lacks {part}: it must be PREFIX:HOST'.encode(), done.stderr)
 
     def test_names_that_do_not_fit_are_refused(self):
         done = self.expect(2, self.simhost("run", "--server", "Kelvarpool:mediaA", "--image", "x" * 1024))

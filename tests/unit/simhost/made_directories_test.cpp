@@ -73,12 +73,3 @@ TEST_F(MadeDirectories, AreNotMissedWhenAlreadyGone) {
     fs::remove(root + "/a");
     EXPECT_THAT(remove_made_directories(), IsEmpty());
 }
-
-TEST_F(MadeDirectories, ThatCouldNotBeMadeAreKnownWithTheReason) {
-    EXPECT_EQ(mkdir((root + "/no/such").c_str(), 0700), -1);
-    fs::create_directory(root + "/there");
-    EXPECT_EQ(mkdir((root + "/there").c_str(), 0700), -1);
-    ASSERT_EQ(failed_directories().size(), 1U);
-    EXPECT_EQ(failed_directories()[0].path, root + "/no/such");
-    EXPECT_EQ(failed_directories()[0].error, ENOENT);
-}

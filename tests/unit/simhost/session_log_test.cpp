@@ -31,3 +31,13 @@ TEST(SessionLog, SurvivesANullMessage) {
     send(log, nullptr, 4);
     EXPECT_EQ(log.take().at(0).text, "(null)");
 }
+
+TEST(SessionLog, KnowsWhetherAnErrorHasCome) {
+    SessionLog log(true);
+    send(log, "one", 3);
+    EXPECT_FALSE(log.has_error());
+    send(log, "two", 4);
+    EXPECT_TRUE(log.has_error());
+    log.take();
+    EXPECT_FALSE(log.has_error());
+}

@@ -63,3 +63,14 @@ TEST(StartingFile, RefusesDirectoriesThatTheReaderWouldChange) {
         EXPECT_THROW(demand_usable(start), UsageError) << path;
     }
 }
+
+TEST(StartingFile, RefusesPrefixesThatFitNoFileName) {
+    StartingPoint start = copan();
+    start.prefix = std::string(250, 'x');
+    EXPECT_NO_THROW(demand_usable(start));
+    start.array = "arr12";  // PREFIX-arr12, the storage directory
+    EXPECT_THROW(demand_usable(start), UsageError);
+    start.array = "a";
+    start.prefix = std::string(252, 'x');  // PREFIX.sim
+    EXPECT_THROW(demand_usable(start), UsageError);
+}
