@@ -64,8 +64,9 @@ bool write_fully(int file, const void *data, size_t length, uint64_t place) {
     return true;
 }
 
-void start_write_back(int file, uint64_t place, uint64_t length) {
-    sync_file_range(file, static_cast<off_t>(place), static_cast<off_t>(length), SYNC_FILE_RANGE_WRITE);
+bool start_write_back(int file, uint64_t place, uint64_t length) {
+    return sync_file_range(file, static_cast<off_t>(place), static_cast<off_t>(length), SYNC_FILE_RANGE_WRITE) == 0 ||
+           (errno != EIO && errno != ENOSPC && errno != EDQUOT);
 }
 
 }  // namespace stsimage

@@ -16,8 +16,9 @@ ssize_t read_fully(int file, void *buffer, size_t length, uint64_t place);
 // Writes all of it. Returns false with errno set when it could not.
 bool write_fully(int file, const void *data, size_t length, uint64_t place);
 
-// Lets the system begin to bring a part of the file to the disk, so that a flush at the end has less to wait for. Nothing
-// depends on it: what fails is told by the flush.
-void start_write_back(int file, uint64_t place, uint64_t length);
+// Lets the system begin to bring a part of the file to the disk, so that a flush at the end has less to wait for. Returns
+// false with errno set when the disk does not take it, which the flush might not tell again; a system that cannot begin
+// is fine.
+bool start_write_back(int file, uint64_t place, uint64_t length);
 
 }  // namespace stsimage

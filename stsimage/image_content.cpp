@@ -279,10 +279,10 @@ int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint6
         (*table)[(first + done) % blocks_per_group] =
             checksum_of_block(data + done * block_size, header.seed, first + done);
     const uint64_t place = block_place(first);
-    if (!write_fully(file, data, count * block_size, place))
+    const bool ends_group = (first + count) % blocks_per_group == 0;
+    if (!write_fully(file, data, count * block_size, place) ||
+        (ends_group && !start_write_back(file, place + count * block_size - group_size, group_size)))
         return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
-    if ((first + count) % blocks_per_group == 0)
-        start_write_back(file, place + count * block_size - group_size, group_size);
     return 0;
 }
 

@@ -122,9 +122,9 @@ Function next(const char *name) {
 }  // namespace
 
 const char *name_of(Call call) {
-    static constexpr const char *names[] = {"open",      "mkdir", "write",  "read",     "fsync", "rename",
-                                            "unlink",    "close", "flock",  "truncate", "stat",  "list",
-                                            "duplicate", "seek",  "random", "memory"};
+    static constexpr const char *names[] = {"open",      "mkdir", "write",  "read",       "fsync", "rename",
+                                            "unlink",    "close", "flock",  "truncate",   "stat",  "list",
+                                            "duplicate", "seek",  "random", "write_back", "memory"};
     return names[static_cast<int>(call)];
 }
 
@@ -278,6 +278,10 @@ int unlinkat(int directory, const char *path, int flags) noexcept {
         return -1;
     note(flags == 0 ? "unlink" : "rmdir");
     return NEXT(unlinkat)(directory, path, flags);
+}
+
+int sync_file_range(int file, off64_t offset, off64_t length, unsigned int flags) {
+    return fails(Call::write_back) ? -1 : NEXT(sync_file_range)(file, offset, length, flags);
 }
 
 // A close that fails has closed all the same.

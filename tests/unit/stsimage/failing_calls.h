@@ -26,6 +26,7 @@ enum class Call {
     duplicate,
     seek,
     random,
+    write_back,
     memory,
     none
 };

@@ -421,6 +421,24 @@ TEST_F(SpoiltImage, FirstFailureComesBackFromEveryLaterCall) {
     EXPECT_TRUE(fs::is_empty(root() / "pool"));
 }
 
+// The system begins to write back when a group of blocks is full.
+TEST_F(SpoiltImage, FailureToWriteBackIsToldAtOnce) {
+    const std::string group = pattern(2048 * 4096);
+    for (const int error : {EIO, ENOSPC, EDQUOT, EINVAL, ENOSYS}) {
+        sts_image_handle_t image = nullptr;
+        ASSERT_EQ(create("image", image), 0);
+        const bool is_trouble = error != EINVAL && error != ENOSYS;
+        const int32_t expected = !is_trouble ? 0 : error == EIO ? int32_t{STS_E_SYSTEM} : int32_t{STSIMG_E_NO_SPACE};
+        Promised promised;
+        fail_call(Call::write_back, 1, error, Failing::once);
+        EXPECT_EQ(write_at(promised, image, group, 0), expected) << strerrorname_np(error);
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_EQ(stsimg_close_image(image), expected);
+        EXPECT_EQ(names().size(), is_trouble ? 0u : 1u);
+        remove("image");
+    }
+}
+
 TEST_F(SpoiltImage, CyclesLeaveNoMemoryBehind) {
     ASSERT_EQ(store("kept", kept_data), 0);
     const auto cycle = [&] {
