@@ -108,7 +108,10 @@ TEST_F(DamagedFile, TruncationAnywhereIsFound) {
             continue;
         fs::resize_file(file(), length);
         std::string data;
-        EXPECT_EQ(fetch("victim", data), length < 8 ? STSIMG_E_NOT_AN_IMAGE : STSIMG_E_TRUNCATED) << length;
+        const int32_t expected = length < 8 ? STSIMG_E_NOT_AN_IMAGE : STSIMG_E_TRUNCATED;
+        EXPECT_EQ(fetch("victim", data), expected) << length;
+        sts_image_info_t properties;
+        EXPECT_EQ(info("victim", properties), expected) << length;
         fs::remove(file());
         fs::copy_file(whole, file());
     }
@@ -163,6 +166,59 @@ TEST_F(DamagedFile, DamageAfterOpeningIsFoundAndNamed) {
     EXPECT_EQ(stsimg_close_image(image), 0);
 }
 
+// Every shape of a read: within a block, over edges, of whole blocks.
+TEST_F(DamagedFile, EveryReadThatTouchesADamagedBlockFindsIt) {
+    constexpr uint64_t blocks = 6;
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(open("victim", STSIMG_MODE_READ, image), 0);
+    for (uint64_t damaged = 0; damaged < blocks; ++damaged) {
+        const uint64_t place = data_begin + damaged * 4096 + 17;
+        flip_bit(file(), place, 3);
+        for (uint64_t first = 0; first < blocks; ++first)
+            for (uint64_t last = first; last < blocks; ++last)
+                for (const uint64_t begin : {first * 4096, first * 4096 + 1, first * 4096 + 4095})
+                    for (const uint64_t end : {last * 4096 + 1, last * 4096 + 4095, last * 4096 + 4096}) {
+                        if (end <= begin)
+                            continue;
+                        std::string data;
+                        const int32_t status = read(image, data, end - begin, begin);
+                        if (damaged < first || damaged > last) {
+                            ASSERT_EQ(status, 0) << stsimg_last_error();
+                            ASSERT_TRUE(data == intact.substr(begin, end - begin)) << begin << " to " << end;
+                        } else {
+                            ASSERT_EQ(status, STSIMG_E_DAMAGED) << damaged << ": " << begin << " to " << end;
+                        }
+                    }
+        flip_bit(file(), place, 3);
+    }
+    EXPECT_EQ(stsimg_close_image(image), 0);
+}
+
+TEST_F(DamagedFile, EndWithinTheLastBlockOfAReadIsFound) {
+    for (const uint64_t length : {uint64_t{1} * 4096, uint64_t{3} * 4096, uint64_t{20} * 4096}) {
+        fs::copy_file(file(), root() / "whole", fs::copy_options::overwrite_existing);
+        sts_image_handle_t image = nullptr;
+        ASSERT_EQ(open("victim", STSIMG_MODE_READ, image), 0);
+        fs::resize_file(file(), data_begin + length - 1);
+        std::string data;
+        EXPECT_EQ(read(image, data, length), STSIMG_E_TRUNCATED) << length;
+        EXPECT_NE(std::string(stsimg_last_error()).find("offset " + number(data_begin + length - 1)), std::string::npos)
+            << stsimg_last_error();
+        EXPECT_EQ(stsimg_close_image(image), 0);
+        fs::copy_file(root() / "whole", file(), fs::copy_options::overwrite_existing);
+    }
+}
+
+TEST_F(DamagedFile, EndWithinAChecksumTableIsFound) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(open("victim", STSIMG_MODE_READ, image), 0);
+    fs::resize_file(file(), 16384 + 100);
+    std::string data;
+    EXPECT_EQ(read(image, data, 10), STSIMG_E_TRUNCATED);
+    EXPECT_NE(std::string(stsimg_last_error()).find("table at offset 16384"), std::string::npos) << stsimg_last_error();
+    EXPECT_EQ(stsimg_close_image(image), 0);
+}
+
 TEST_F(DamagedFile, IsNeitherCopiedForWritingNorAnObstacleToReplacingAndDeleting) {
     flip_bit(file(), 100, 0);
     sts_image_handle_t image = nullptr;
@@ -206,16 +262,33 @@ TEST_F(DamagedFile, ContradictingHeaderIsRefused) {
     struct Change {
         size_t offset;
         uint64_t value;
+        size_t width = 8;
     };
     for (const Change change :
          {Change{32, UINT64_MAX}, Change{32, 0}, Change{32, 5}, Change{48, 0}, Change{48, UINT64_MAX},
-          Change{56, UINT64_MAX}, Change{56, uint64_t{1} << 60}, Change{56, 0}, Change{12, 0}}) {
+          Change{56, UINT64_MAX}, Change{56, uint64_t{1} << 60}, Change{56, 0}, Change{12, 0, 4}, Change{12, 8192, 4},
+          Change{16, 0, 4}, Change{16, 4096, 4}}) {
         std::string header = good;
-        std::memcpy(&header[change.offset], &change.value, sizeof change.value);
+        std::memcpy(&header[change.offset], &change.value, change.width);
         put_header(file(), header);
         std::string data;
         EXPECT_TRUE(tells_of_damage(fetch("victim", data))) << change.offset << " " << change.value;
     }
+}
+
+// What lies in the file where nothing was written is no data.
+TEST_F(DamagedFile, BytesInAGapAreNotRead) {
+    constexpr uint64_t gap = 48 * 4096;
+    put_file_bytes(file(), data_begin + gap, pattern(4096, 5));
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(open("victim", STSIMG_MODE_READ, image), 0);
+    for (const uint64_t offset : {gap, gap + 100, gap - 4000})
+        for (const uint64_t length : {uint64_t{100}, uint64_t{4096}, uint64_t{8192}, uint64_t{30000}}) {
+            std::string data;
+            ASSERT_EQ(read(image, data, length, offset), 0);
+            EXPECT_TRUE(data == std::string(length, '\0')) << offset << " " << length;
+        }
+    EXPECT_EQ(stsimg_close_image(image), 0);
 }
 
 // The victim has three groups; the third one's table is a gap.
@@ -298,31 +371,81 @@ TEST_F(CraftedIndex, WithMoreEntriesThanGroupsIsRefused) {
     EXPECT_NE(std::string(stsimg_last_error()).find("header at offset 0"), std::string::npos) << stsimg_last_error();
 }
 
-// All holes: a file of no size on the disk that claims an index of terabytes, where the file system takes such files.
-TEST_F(CraftedIndex, OfTheLargestSparseFileTakesNoMemory) {
+// In order, but not what was written: a group would be taken for a gap.
+TEST_F(CraftedIndex, ThatDoesNotMatchItsChecksumIsRefused) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(open("victim", STSIMG_MODE_WRITE, image), 0);
+    ASSERT_EQ(write(image, "fifth", 4 * group_size), 0);
+    ASSERT_EQ(stsimg_close_image(image), 0);
+    place = number_at(file_bytes(file(), 0, 4096), 48);
+    std::string entry = file_bytes(file(), place + 32, 16);
+    ASSERT_EQ(number_at(entry, 0), 2u);
+    put_number(entry, 0, 3);
+    put_file_bytes(file(), place + 32, entry);
+    std::string data;
+    EXPECT_EQ(fetch("victim", data), STSIMG_E_DAMAGED);
+    EXPECT_NE(std::string(stsimg_last_error()).find("index at offset " + number(place) + " does not match"),
+              std::string::npos)
+        << stsimg_last_error();
+}
+
+// In another place than behind the data.
+TEST_F(CraftedIndex, InAnotherPlaceIsRefused) {
+    place += 4096;
+    put_number(header, 48, place);
+    fs::resize_file(file(), place);
+    put_index(index);
+    std::string data;
+    EXPECT_EQ(fetch("victim", data), STSIMG_E_DAMAGED);
+}
+
+// All holes: files of no size on the disk that claim much, where the file system takes such files.
+class SparseFile : public CraftedIndex {
+protected:
+    SparseFile() { EXPECT_NE(mkdtemp(directory.data()), nullptr); }
+    ~SparseFile() override { fs::remove_all(directory); }
+
+    fs::path huge() const { return fs::path(directory) / "huge.stsimg"; }
+
+    static uint64_t end_of_data(uint64_t image_size) {
+        const uint64_t last = (image_size - 1) / 4096, group = last / 2048;
+        return group / 63 * (505 << 20) + (1 << 20) + group % 63 * group_size + last % 2048 * 4096 + 4096;
+    }
+
+    // Returns whether the file system takes a file of that size.
+    bool make(uint64_t image_size, uint64_t entries) {
+        put_number(header, 32, image_size);
+        put_number(header, 48, end_of_data(image_size));
+        put_number(header, 56, entries);
+        std::ofstream(huge()) << "";
+        put_header(huge(), header);
+        return truncate(huge().c_str(), static_cast<off_t>(end_of_data(image_size) + entries * 16)) == 0;
+    }
+
     std::string directory = fs::is_directory("/dev/shm") ? "/dev/shm/stsimage-XXXXXX" : (root() / "XXXXXX").string();
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
-    const fs::path huge = fs::path(directory) / "huge.stsimg";
-    std::ofstream(huge) << header;
-    int size_bits = 62;
-    uint64_t groups, index_place;
-    do {
-        groups = uint64_t{1} << (size_bits - 23);
-        index_place = (groups - 1) / 63 * (505 << 20) + (1 << 20) + ((groups - 1) % 63 + 1) * group_size;
-    } while (truncate(huge.c_str(), static_cast<off_t>(index_place + groups * 16)) != 0 && --size_bits > 40);
-    put_number(header, 32, groups * group_size);
-    put_number(header, 48, index_place);
-    put_number(header, 56, groups);
-    put_header(huge, header);
+};
+
+TEST_F(SparseFile, OfTheLargestSizeTakesNoMemory) {
+    uint64_t groups = uint64_t{1} << 39;
+    while (!make(groups * group_size, groups) && groups > 1 << 17)
+        groups /= 2;
     for (const uint32_t mode : {STSIMG_MODE_READ, STSIMG_MODE_WRITE}) {
         sts_image_handle_t image = nullptr;
         EXPECT_EQ(open("huge", mode, image, directory.c_str()), STSIMG_E_DAMAGED) << stsimg_last_error();
-        EXPECT_NE(std::string(stsimg_last_error()).find("index entry at offset " + number(index_place + 16)),
+        EXPECT_NE(std::string(stsimg_last_error())
+                      .find("index entry at offset " + number(end_of_data(groups * group_size) + 16)),
                   std::string::npos)
             << stsimg_last_error();
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(directory), fs::directory_iterator()), 1);
-    fs::remove_all(directory);
+}
+
+TEST_F(SparseFile, LargerThanAnImageCanBeIsRefused) {
+    if (!make((uint64_t{1} << 62) + 1, 0))
+        GTEST_SKIP() << "no file system for files of that size here";
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(open("huge", STSIMG_MODE_READ, image, directory.c_str()), STSIMG_E_DAMAGED);
+    EXPECT_NE(std::string(stsimg_last_error()).find("header at offset 0"), std::string::npos) << stsimg_last_error();
 }
 
 // More entries than are read at once.

@@ -229,6 +229,7 @@ TEST_F(LsuText, RootMustBeAbsoluteAndItsParentExist) {
     EXPECT_TRUE(message_has("STSIMAGE_ROOT")) << stsimg_last_error();
     setenv("STSIMAGE_ROOT", (root() / "new").c_str(), 1);
     EXPECT_EQ(open("image", STSIMG_MODE_READ, image), STS_E_NOT_FOUND);
+    EXPECT_FALSE(fs::exists(root() / "new"));
     EXPECT_EQ(store("image", "x"), 0) << stsimg_last_error();
     EXPECT_EQ(content("image"), "x");
     setenv("STSIMAGE_ROOT", (root() / "far" / "off").c_str(), 1);
@@ -254,9 +255,10 @@ TEST_F(LsuText, MayLeadThroughADirectoryThatCannotBeRead) {
     fs::permissions(root(), fs::perms::all);
     fs::permissions(root() / "closed", fs::perms::all & ~(fs::perms::others_read | fs::perms::owner_read));
     fs::permissions(root() / "closed/own", fs::perms::all);
-    EXPECT_TRUE(as_ordinary_user([] {
-        return store("image", "x", "closed/own") == 0 && content("image", "closed/own") == "x";
-    })) << stsimg_last_error();
+    EXPECT_TRUE(as_ordinary_user(
+        [] { return store("image", "x", "closed/own") == 0 && content("image", "closed/own") == "x"; }));
+    EXPECT_TRUE(as_ordinary_user(
+        [] { return store("image", "x", "closed/new") == STSIMG_E_NO_ACCESS && message_has("closed"); }));
     fs::permissions(root() / "closed", fs::perms::all);
 }
 
