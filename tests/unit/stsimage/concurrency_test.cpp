@@ -146,6 +146,30 @@ TEST_F(SideBySide, HandleIsClosedWhileOthersUseIt) {
     }
 }
 
+// A write that comes too late must not change the image that is there now.
+TEST_F(SideBySide, ImageIsClosedWhileOthersWriteToIt) {
+    for (int round = 0; round < 40; ++round) {
+        sts_image_handle_t image = nullptr;
+        ASSERT_EQ(create("image", image), 0);
+        std::atomic<int> written{0};
+        std::vector<std::thread> threads;
+        for (int number = 0; number < 3; ++number)
+            threads.emplace_back([&] {
+                int32_t status;
+                while ((status = write(image, std::string(40960, static_cast<char>('a' + written % 26)))) == 0)
+                    ++written;
+                EXPECT_EQ(status, STSIMG_E_INVALID_HANDLE) << stsimg_last_error();
+            });
+        while (written < 10)
+            std::this_thread::yield();
+        EXPECT_EQ(stsimg_close_image(image), 0) << stsimg_last_error();
+        for (std::thread &thread : threads)
+            thread.join();
+        const std::string found = content("image");
+        ASSERT_TRUE(found == std::string(40960, found[0])) << found.substr(0, 30);
+    }
+}
+
 // While others create, replace and delete, a list gives every image that stays, and no name that never was.
 TEST_F(SideBySide, ListingWhileOthersCreateAndDelete) {
     std::vector<std::string> staying;
@@ -220,6 +244,14 @@ TEST_F(OneWriter, SecondOneIsRefusedUntilTheFirstCloses) {
     ASSERT_EQ(stsimg_close_image(writer), 0);
     EXPECT_EQ(store("image", "third"), 0);
     EXPECT_EQ(content("image"), "third");
+}
+
+TEST_F(OneWriter, NewImageIsUnknownUntilItIsClosed) {
+    sts_image_handle_t writer = nullptr, other = nullptr;
+    ASSERT_EQ(create("image", writer), 0);
+    EXPECT_EQ(open("image", STSIMG_MODE_WRITE, other), STS_E_NOT_FOUND);
+    EXPECT_EQ(open("image", STSIMG_MODE_READ, other), STS_E_NOT_FOUND);
+    EXPECT_EQ(stsimg_close_image(writer), 0);
 }
 
 // A writer that has given its image the name, but has not returned from close yet, still has the lock on the file.

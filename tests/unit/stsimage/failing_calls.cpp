@@ -44,6 +44,7 @@ int seen = 0;
 bool has_failed = false;
 bool limited = false;
 uint64_t bytes_left = 0;
+size_t longest_transfer = SIZE_MAX;
 bool recording = false;
 std::atomic<int64_t> allocations{0};
 std::array<int, static_cast<size_t>(Call::none)> counts{};
@@ -146,7 +147,10 @@ void limit_written_bytes(uint64_t bytes) {
     has_failed = false;
 }
 
+void shorten_transfers(size_t most) { longest_transfer = most; }
+
 bool let_calls_pass() {
+    longest_transfer = SIZE_MAX;
     failing_call = Call::none;
     limited = false;
     return has_failed;
@@ -226,6 +230,8 @@ int mkdirat(int directory, const char *path, mode_t mode) {
 ssize_t pwrite(int file, const void *data, size_t length, off_t offset) {
     if (fails(Call::write))
         return -1;
+    if (inside > 0)
+        length = std::min(length, longest_transfer);
     if (inside > 0 && limited) {
         if (bytes_left == 0) {
             has_failed = true;
@@ -240,11 +246,17 @@ ssize_t pwrite(int file, const void *data, size_t length, off_t offset) {
 }
 
 ssize_t pread(int file, void *data, size_t length, off_t offset) {
-    return fails(Call::read) ? -1 : NEXT(pread)(file, data, length, offset);
+    if (fails(Call::read))
+        return -1;
+    return NEXT(pread)(file, data, inside > 0 ? std::min(length, longest_transfer) : length, offset);
 }
 
 ssize_t preadv(int file, const iovec *parts, int count, off_t offset) {
-    return fails(Call::read) ? -1 : NEXT(preadv)(file, parts, count, offset);
+    if (fails(Call::read))
+        return -1;
+    if (inside > 0 && longest_transfer != SIZE_MAX)
+        return NEXT(pread)(file, parts->iov_base, std::min(parts->iov_len, longest_transfer), offset);
+    return NEXT(preadv)(file, parts, count, offset);
 }
 
 int fsync(int file) {

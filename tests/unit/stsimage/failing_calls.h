@@ -47,7 +47,10 @@ void fail_call(Call call, int n, int error, Failing failing);
 // Lets writing fail with ENOSPC after so many bytes, the write that meets the limit being cut short first.
 void limit_written_bytes(uint64_t bytes);
 
-// Undoes both. Returns whether any call has failed.
+// Lets no read or write transfer more bytes than that in one call.
+void shorten_transfers(size_t most);
+
+// Undoes all of it. Returns whether any call has failed.
 bool let_calls_pass();
 
 // How many calls of each kind the library has made since counting began.

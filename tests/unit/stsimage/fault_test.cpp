@@ -405,6 +405,44 @@ TEST_F(FlushOrder, DeletionIsFlushed) {
     EXPECT_EQ(take_recorded_calls(), (std::vector<std::string>{"unlink", "fsync directory"}));
 }
 
+using Transfers = ImageTest;
+
+TEST_F(Transfers, ShortOnesAreCarriedOn) {
+    for (const size_t most : {size_t{1000}, size_t{4095}, size_t{4097}}) {
+        Promised promised;
+        promised.images = {{"image", new_data}};
+        shorten_transfers(most);
+        EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+        read_image(promised, "image");
+        let_calls_pass();
+        EXPECT_EQ(promised.first_failure, 0) << promised.reason;
+        EXPECT_TRUE(content("image") == new_data);
+    }
+}
+
+TEST_F(Transfers, InterruptedOnesAreTriedAgain) {
+    for (const Call call : {Call::read, Call::write})
+        for (int n = 1; n <= 4; ++n) {
+            Promised promised;
+            promised.images = {{"image", new_data}};
+            fail_call(call, n, EINTR, Failing::once);
+            EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+            read_image(promised, "image");
+            EXPECT_TRUE(let_calls_pass()) << name_of(call) << " " << n;
+            EXPECT_EQ(promised.first_failure, 0) << promised.reason;
+            EXPECT_TRUE(content("image") == new_data);
+        }
+}
+
+TEST_F(Transfers, WritingNothingIsAFailure) {
+    Promised promised;
+    shorten_transfers(0);
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    let_calls_pass();
+    EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+    EXPECT_NE(promised.reason.find("Input/output error"), std::string::npos) << promised.reason;
+}
+
 using SpoiltImage = ImageTest;
 
 TEST_F(SpoiltImage, FirstFailureComesBackFromEveryLaterCall) {
@@ -595,6 +633,24 @@ TEST_F(Replacing, GivingUpLeavesTheNextImageAlone) {
     EXPECT_FALSE(store_image(promised, "pool", "image", kept_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_TRUE(content("image") == new_data);
+}
+
+using OpenForWriting = ImageTest;
+
+TEST_F(OpenForWriting, CopiesNothingOfAFileThatIsNoImage) {
+    ASSERT_EQ(store("image", old_data), 0);
+    fs::resize_file(file_of("image"), 0);
+    std::ofstream(file_of("image")) << kept_data;
+    const sts_image_definition_t definition = image_named("image");
+    sts_image_handle_t image = nullptr;
+    Promised promised;
+    record_calls();
+    EXPECT_EQ(
+        in_library(promised,
+                   [&] { return stsimg_open_image("pool", nullptr, "", &definition, STSIMG_MODE_WRITE, &image); }),
+        STSIMG_E_NOT_AN_IMAGE);
+    const std::vector<std::string> calls = take_recorded_calls();
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "write"), 0);
 }
 
 using LsuLocking = ImageTest;

@@ -98,3 +98,35 @@ TEST_F(ManyImages, CallsCostTheSameAndListingStreams) {
     EXPECT_EQ(stsimg_close_image_list(list), 0);
     EXPECT_EQ(names_found.size(), wanted);
 }
+
+using LargeImage = ImageTest;
+
+// What a group of blocks costs, once the most tables are in memory that may be: its entry in the index.
+TEST_F(LargeImage, TakesNoMemoryForItsChecksums) {
+    constexpr uint64_t group_size = 2048 * 4096, groups = 1000;
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("large", image), 0);
+    const auto write_groups = [&](uint64_t first) {
+        for (uint64_t group = first; group < first + groups; ++group)
+            ASSERT_EQ(write(image, "x", group * group_size), 0);
+    };
+    write_groups(0);
+    const int64_t before = live_allocations();
+    write_groups(groups);
+    EXPECT_LE(live_allocations() - before, static_cast<int64_t>(groups + groups / 10));
+    ASSERT_EQ(stsimg_close_image(image), 0);
+
+    ASSERT_EQ(open("large", STSIMG_MODE_READ, image), 0);
+    std::string data;
+    const auto read_groups = [&](uint64_t first) {
+        for (uint64_t group = first; group < first + groups; ++group) {
+            ASSERT_EQ(read(image, data, 1, group * group_size), 0);
+            ASSERT_EQ(data, "x");
+        }
+    };
+    read_groups(0);
+    const int64_t loaded = live_allocations();
+    read_groups(groups);
+    EXPECT_EQ(live_allocations(), loaded);
+    EXPECT_EQ(stsimg_close_image(image), 0);
+}
