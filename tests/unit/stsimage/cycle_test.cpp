@@ -34,10 +34,13 @@ TEST_F(Library, LastTerminateGivesUpWhatIsOpen) {
     ASSERT_EQ(stsimg_init(9), 0);
     sts_image_handle_t image = nullptr;
     ASSERT_EQ(create("left", image), 0);
+    sts_image_list_handle_t list = nullptr;
+    ASSERT_EQ(stsimg_open_image_list("pool", nullptr, "", 0, &list), 0);
     ASSERT_EQ(stsimg_terminate(), 0);
     EXPECT_EQ(write(image, "still open"), 0);
     ASSERT_EQ(stsimg_terminate(), 0);
     EXPECT_EQ(write(image, "gone"), STSIMG_E_INVALID_HANDLE);
+    EXPECT_EQ(stsimg_close_image_list(list), STSIMG_E_INVALID_HANDLE);
     EXPECT_TRUE(fs::is_empty(root() / "pool"));
 }
 

@@ -671,6 +671,39 @@ TEST_F(LsuLocking, IsTriedAgainWhenInterruptedAndToldWhenItFails) {
     EXPECT_TRUE(names().empty());
 }
 
+using List = ImageTest;
+
+TEST_F(List, FailureToReadTheDirectoryIsNotItsEnd) {
+    ASSERT_EQ(store("image", old_data), 0);
+    sts_image_list_handle_t list = nullptr;
+    ASSERT_EQ(stsimg_open_image_list("pool", nullptr, "", 0, &list), 0);
+    sts_image_definition_t definition;
+    Promised promised;
+    fail_call(Call::list, 1, EIO, Failing::once);
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_list_image(list, &definition); }), STS_E_SYSTEM);
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_NE(promised.reason.find(root() / "pool"), std::string::npos) << promised.reason;
+    EXPECT_EQ(stsimg_close_image_list(list), 0);
+}
+
+using Status = ImageTest;
+
+TEST_F(Status, FollowsFromTheErrorOfTheSystem) {
+    const std::map<int, int32_t> statuses{{ENOSPC, STSIMG_E_NO_SPACE},  {EDQUOT, STSIMG_E_NO_SPACE},
+                                          {EACCES, STSIMG_E_NO_ACCESS}, {EPERM, STSIMG_E_NO_ACCESS},
+                                          {EROFS, STSIMG_E_NO_ACCESS},  {ENOMEM, STSIMG_E_NO_MEMORY},
+                                          {EFBIG, STSIMG_E_TOO_LARGE},  {EOVERFLOW, STSIMG_E_TOO_LARGE},
+                                          {EIO, STS_E_SYSTEM},          {EMFILE, STS_E_SYSTEM}};
+    for (const auto &[error, status] : statuses) {
+        Promised promised;
+        fail_call(Call::mkdir, 1, error, Failing::once);
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_EQ(promised.first_failure, status) << strerrorname_np(error);
+        EXPECT_NE(promised.reason.find(strerrordesc_np(error)), std::string::npos) << promised.reason;
+    }
+}
+
 using RefusedCreation = ImageTest;
 
 TEST_F(RefusedCreation, TellsWhyTheFileOfADeadWriterCannotBeRemoved) {

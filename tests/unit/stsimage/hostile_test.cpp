@@ -375,6 +375,14 @@ TEST_F(Handle, HasDescriptorsThatEndWithAnotherProgram) {
     EXPECT_EQ(stsimg_close_image_list(list), 0);
 }
 
+// Memory is never looked at, and an address that somebody takes for a handle is none.
+TEST_F(Handle, IsNoAddress) {
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    EXPECT_GT(reinterpret_cast<uint64_t>(image), uint64_t{1} << 48);
+    EXPECT_EQ(stsimg_close_image(image), 0);
+}
+
 TEST_F(Handle, IsNeverUsedAgain) {
     ASSERT_EQ(store("image", "data"), 0);
     std::vector<void *> seen;
@@ -407,6 +415,16 @@ TEST_F(ForeignEntry, IsNoImageAndStays) {
     }
     EXPECT_EQ(names(), std::vector<std::string>{"real"});
     EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+// Files that end as an image's but whose names no image may have.
+TEST_F(ForeignEntry, IsNotListed) {
+    ASSERT_EQ(store("real", "data"), 0);
+    for (const std::string &file :
+         {std::string(".stsimg"), std::string("..stsimg"), std::string("...stsimg"), std::string("line\nbreak.stsimg"),
+          std::string(241, 'x') + ".stsimg", std::string("other.txt"), std::string("stsimg"), std::string("xstsimg")})
+        std::ofstream(root() / "pool" / file) << "x";
+    EXPECT_EQ(names(), std::vector<std::string>{"real"});
 }
 
 TEST_F(ForeignEntry, ThatAppearsDuringWritingIsNotReplaced) {
@@ -480,4 +498,19 @@ TEST_F(LastError, ShowsBytesThatCannotBePrinted) {
     sts_image_handle_t image = nullptr;
     EXPECT_EQ(create("a\x1b[31m\n", image), STSIMG_E_INVALID_NAME);
     EXPECT_TRUE(message_has("\"a\\x1b[31m\\x0a\"")) << stsimg_last_error();
+}
+
+TEST_F(LastError, QuotesQuotesAndCutsLongTexts) {
+    sts_image_handle_t image = nullptr;
+    EXPECT_EQ(create("a\"b\\/", image), STSIMG_E_INVALID_NAME);
+    EXPECT_STREQ(stsimg_last_error(), "the image name \"a\\x22b\\x5c/\" has a '/'");
+    std::string escaped;
+    for (int character = 0; character < 500; ++character)
+        escaped += "\\x01";
+    EXPECT_EQ(create(std::string(500, '\1'), image), STSIMG_E_INVALID_NAME);
+    EXPECT_EQ(stsimg_last_error(), "the image name \"" + escaped + "\" is longer than 240 bytes");
+    EXPECT_EQ(create(std::string(501, '\1'), image), STSIMG_E_INVALID_NAME);
+    EXPECT_EQ(stsimg_last_error(), "the image name \"" + escaped + "\"... is longer than 240 bytes");
+    EXPECT_EQ(create("x" + std::string(500, '\1'), image), STSIMG_E_INVALID_NAME);
+    EXPECT_EQ(stsimg_last_error(), "the image name \"x" + escaped.substr(4) + "\"... is longer than 240 bytes");
 }
