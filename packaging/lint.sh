@@ -17,6 +17,6 @@ cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --enable=warning,perfo
     --suppress=missingIncludeSystem --error-exitcode=1 -I . -I include $product
 
 echo "clang-tidy"
-cmake --preset clang >/dev/null
+cmake --preset clang -B build/lint -DCMAKE_UNITY_BUILD=OFF >/dev/null
 # shellcheck disable=SC2086
-git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/clang --warnings-as-errors='*' 2>/dev/null
+git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/lint --warnings-as-errors='*' 2>/dev/null

@@ -13,7 +13,7 @@ namespace {
 
 // Room for a line with two quoted texts of any length; what does not fit is cut.
 constexpr size_t text_size = 4608;
-thread_local char text[text_size];
+thread_local char last_text[text_size];
 
 int32_t status_of(int error) {
     switch (error) {
@@ -39,7 +39,7 @@ int32_t status_of(int error) {
 int32_t fail(int32_t status, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, text_size, format, arguments);
+    std::vsnprintf(last_text, text_size, format, arguments);
     va_end(arguments);
     return status;
 }
@@ -47,14 +47,14 @@ int32_t fail(int32_t status, const char *format, ...) {
 int32_t fail_system(int error, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, text_size, format, arguments);
+    std::vsnprintf(last_text, text_size, format, arguments);
     va_end(arguments);
-    const size_t used = std::strlen(text);
+    const size_t used = std::strlen(last_text);
     const char *meaning = strerrordesc_np(error);
-    std::snprintf(text + used, text_size - used, ": %s", meaning != nullptr ? meaning : "unknown error");
+    std::snprintf(last_text + used, text_size - used, ": %s", meaning != nullptr ? meaning : "unknown error");
     return status_of(error);
 }
 
-const char *last_error() { return text; }
+const char *last_error() { return last_text; }
 
 }  // namespace stsimage

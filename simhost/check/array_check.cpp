@@ -9,7 +9,7 @@
 
 namespace {
 
-const std::vector<std::string> &known_keys() {
+const std::vector<std::string> &array_keys() {
     static const std::vector<std::string> keys = {"DISKGROUP",   "ENCLOSURE",      "HOSTS",       "DISKS",
                                                   "VOLUMES",     "DISK_SIZE",      "VOLUME_SIZE", "MOUNT_PATH",
                                                   "STORAGE_DIR", "MOUNT_BEHAVIOR", "UDID_TOKEN"};
@@ -127,7 +127,7 @@ void ArrayCheck::read_attribute(const ReadLine &line, const std::string &key, si
         m_outline.udid_token = check_text(value, m_findings);
         if (m_outline.udid_token.empty())
             m_findings.warning(Rule::empty_value, value.place(), "no token: volumes are known by their plain names");
-    } else if (!contains(known_keys(), key)) {
+    } else if (!contains(array_keys(), key)) {
         read_unknown(line, key);
     } else {
         read_section_attribute(line, key, value_begin);
@@ -228,7 +228,7 @@ void ArrayCheck::read_unknown(const ReadLine &line, const std::string &key) {
                            fmt::format("there are no comments: {} for this line", invalid_line(line)));
         return;
     }
-    const std::string nearest = nearest_word(key, known_keys());
+    const std::string nearest = nearest_word(key, array_keys());
     m_lost_header = m_lost_header || nearest == "ENCLOSURE" || nearest == "DISKGROUP";
     std::string help;
     if (!nearest.empty())

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t largest_path = 1023;
 
-const std::vector<std::string> &known_keys() {
+const std::vector<std::string> &copan_keys() {
     static const std::vector<std::string> keys = {"STORAGE_SERVER", "VOLUMES", "STORAGE_DIR"};
     return keys;
 }
@@ -82,7 +82,7 @@ void CopanCheck::read_unknown(const ReadLine &line, const std::string &key) {
                            "there are no comments: this line is dropped as an unknown key, and without a '=' it would "
                            "end the reading");
     } else {
-        const std::string nearest = nearest_word(key, known_keys());
+        const std::string nearest = nearest_word(key, copan_keys());
         m_lost_header = m_lost_header || nearest == "STORAGE_SERVER";
         m_findings.error(Rule::unknown_key, line.place(0, key.size()),
                          fmt::format("unknown key {}: the line is dropped without a word", quoted(key)),

@@ -20,14 +20,12 @@ std::string row(const std::string &text, const char *attributes = "") {
     return fmt::format("      <tr><td align=\"left\" {}>{}</td></tr>\n", attributes, text);
 }
 
-std::string name_or_none(const std::string &name) { return name.empty() ? "<i>no name</i>" : markup_text(name); }
-
 std::string volume_rows(const std::vector<VolumeView> &volumes) {
     constexpr char shaded[] = "bgcolor=\"#eef3fa\"";
     std::string rows;
     const size_t shown = volumes.size() > most_volumes ? most_volumes - 1 : volumes.size();
     for (size_t i = 0; i < shown; ++i)
-        rows += row(name_or_none(volumes[i].name), shaded);
+        rows += row(markup_name(volumes[i].name), shaded);
     if (shown < volumes.size())
         rows += row(fmt::format("<i>and {} more</i>", volumes.size() - shown), shaded);
     return rows;
@@ -47,7 +45,7 @@ std::string pool_box(const PoolView &pool, const std::string &id) {
     const std::string volumes = pool.volumes.empty() ? "no volumes"
                                                      : fmt::format("{} of {}", counted(pool.volumes.size(), "volume"),
                                                                    binary_size(pool.volume_bytes));
-    return box(id, fmt::format("pool {}", name_or_none(pool.name)), pool.is_listed ? blue : red,
+    return box(id, fmt::format("pool {}", markup_name(pool.name)), pool.is_listed ? blue : red,
                (pool.is_listed ? "" : row("never listed")) +
                    row(fmt::format("{}: {}", binary_size(pool.capacity_bytes), volumes)) +
                    row(markup_text(pool.storage_dir)) + volume_rows(pool.volumes));
@@ -62,7 +60,7 @@ std::string array_graph(const View &view) {
     }
     for (size_t i = 0; i < view.hosts.size(); ++i) {
         graph += fmt::format("  host{} [label=<{}>, shape=box, style=\"rounded,filled\", fillcolor=\"#f4e7c8\"];\n", i,
-                             name_or_none(view.hosts[i].name));
+                             markup_name(view.hosts[i].name));
         for (const std::string &pool : view.hosts[i].pools)
             graph += fmt::format("  host{} -> {};\n", i, ids.at(pool));
     }

@@ -13,19 +13,17 @@
 
 namespace {
 
-std::string name_or_none(const std::string &name) { return name.empty() ? "<i>no name</i>" : markup_text(name); }
-
 std::string joined(const std::vector<std::string> &names) {
     std::string text;
     for (const std::string &name : names)
-        text += (text.empty() ? "" : ", ") + name_or_none(name);
+        text += (text.empty() ? "" : ", ") + markup_name(name);
     return text.empty() ? "<span class=\"tag\">none</span>" : text;
 }
 
 std::string volume_list(const std::vector<VolumeView> &volumes) {
     std::string items;
     for (const VolumeView &volume : volumes)
-        items += fmt::format("<li title=\"{}\">{}</li>", markup_text(volume.identifier), name_or_none(volume.name));
+        items += fmt::format("<li title=\"{}\">{}</li>", markup_text(volume.identifier), markup_name(volume.name));
     return fmt::format("<ul>{}</ul>\n", items);
 }
 
@@ -47,7 +45,7 @@ std::string pool_card(const PoolView &pool, uint64_t largest) {
         "<section class=\"card{}\" data-hosts=\"{}\">\n<h2>{}</h2>\n{}"
         "<div class=\"bar\" title=\"compared with the largest pool\"><div style=\"width:{:.1f}%\"></div></div>\n"
         "<dl>{}{}{}{}</dl>\n{}</section>\n",
-        pool.is_listed ? "" : " unlisted", markup_text(hosts), name_or_none(pool.name),
+        pool.is_listed ? "" : " unlisted", markup_text(hosts), markup_name(pool.name),
         pool.is_listed ? "" : "<p class=\"tag\">never listed</p>\n", share,
         entry("capacity", exact_size(pool.capacity_bytes)), entry("hosts", joined(pool.hosts)),
         entry("directory", markup_text(pool.storage_dir) + (pool.has_default_dir ? " <i>by default</i>" : "")),
@@ -62,7 +60,7 @@ std::string host_buttons(const View &view) {
     std::string buttons = "<button data-host=\"*\" aria-pressed=\"true\">all hosts</button>";
     for (const HostView &host : view.hosts)
         buttons += fmt::format("<button data-host=\"{0}\" aria-pressed=\"false\">{1}</button>", markup_text(host.name),
-                               name_or_none(host.name));
+                               markup_name(host.name));
     return fmt::format("<div class=\"hosts\"><span class=\"soft\">as seen by</span>{}</div>\n", buttons);
 }
 

@@ -38,3 +38,5 @@ std::string markup_text(const std::string &text) {
     }
     return result;
 }
+
+std::string markup_name(const std::string &name) { return name.empty() ? "<i>no name</i>" : markup_text(name); }

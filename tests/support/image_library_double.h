@@ -17,6 +17,9 @@ struct ImageLibraryCall {
     std::string server_name;  // likewise
 };
 
+// A pointer as it is recorded among the arguments.
+inline uint64_t pointer_bits(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
+
 // While it lives, every call is recorded and answered with the wanted status (0 at first). Without one, calls give 0.
 class ImageLibraryDouble {
 public:

@@ -9,8 +9,6 @@ namespace {
 
 using testing::IsEmpty;
 
-uint64_t bits(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
-
 class CopyExtent : public testing::Test {
 protected:
     int32_t copy(uint64_t length) {
@@ -32,12 +30,12 @@ TEST_F(CopyExtent, OneReadAndOneWrite) {
     ASSERT_EQ(m_library.calls().size(), 2U);
     const ImageLibraryCall &read = m_library.calls()[0];
     EXPECT_EQ(read.function, "stsimg_read_image");
-    EXPECT_EQ(read.arguments[0], bits(m_source));
+    EXPECT_EQ(read.arguments[0], pointer_bits(m_source));
     EXPECT_EQ(read.arguments[2], 100U);
     EXPECT_EQ(read.arguments[3], 0x2222222222U);
     const ImageLibraryCall &write = m_library.calls()[1];
     EXPECT_EQ(write.function, "stsimg_write_image");
-    EXPECT_EQ(write.arguments[0], bits(m_target));
+    EXPECT_EQ(write.arguments[0], pointer_bits(m_target));
     EXPECT_EQ(write.arguments[1], 0U);
     EXPECT_EQ(write.arguments[2], read.arguments[1]);  // the same buffer
     EXPECT_EQ(write.arguments[3], 100U);
@@ -128,9 +126,9 @@ TEST_F(IncludeInImage, OneReadAndOneWrite) {
     m_library.read_count = 8;
     EXPECT_EQ(stspi_include_in_image(m_target, 3, m_source, 4, 8), 0);
     ASSERT_EQ(m_library.calls().size(), 2U);
-    EXPECT_EQ(m_library.calls()[0].arguments[0], bits(m_source));
+    EXPECT_EQ(m_library.calls()[0].arguments[0], pointer_bits(m_source));
     EXPECT_EQ(m_library.calls()[0].arguments[3], 4U);
-    EXPECT_EQ(m_library.calls()[1].arguments[0], bits(m_target));
+    EXPECT_EQ(m_library.calls()[1].arguments[0], pointer_bits(m_target));
     EXPECT_EQ(m_library.calls()[1].arguments[4], 3U);
     EXPECT_EQ(m_library.written, "rrrrrrrr");
 }

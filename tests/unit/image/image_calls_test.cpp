@@ -15,8 +15,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-uint64_t bits(const void *pointer) { return reinterpret_cast<uintptr_t>(pointer); }
-
 // One of the five calls that name an LSU, with its own arguments.
 struct LsuCall {
     const char *name;   // of the operation: stspi_NAME calls stsimg_NAME
@@ -36,23 +34,23 @@ const LsuCall lsu_calls[] = {
     {"create_image",
      "stspi_create_image",
      [](const stsp_lsu_v7_t *lsu) { return stspi_create_image(lsu, &definition, flags, &image); },
-     {bits(&definition), flags, bits(&image)}},
+     {pointer_bits(&definition), flags, pointer_bits(&image)}},
     {"open_image",
      "stspi_open_image",
      [](const stsp_lsu_v7_t *lsu) { return stspi_open_image(lsu, &definition, flags, &image); },
-     {bits(&definition), flags, bits(&image)}},
+     {pointer_bits(&definition), flags, pointer_bits(&image)}},
     {"delete_image",
      "stspi_delete_image",
      [](const stsp_lsu_v7_t *lsu) { return stspi_delete_image(lsu, &definition, flags); },
-     {bits(&definition), flags}},
+     {pointer_bits(&definition), flags}},
     {"open_image_list",
      "stspi_open_image_list",
      [](const stsp_lsu_v7_t *lsu) { return stspi_open_image_list(lsu, flags, &list); },
-     {flags, bits(&list)}},
+     {flags, pointer_bits(&list)}},
     {"get_image_prop_byname",
      "stspi_delete_image",  // deliberately not its own name
      [](const stsp_lsu_v7_t *lsu) { return stspi_get_image_prop_byname(lsu, &definition, &info); },
-     {bits(&definition), bits(&info)}},
+     {pointer_bits(&definition), pointer_bits(&info)}},
 };
 
 class ImageCall : public testing::TestWithParam<LsuCall> {
@@ -270,13 +268,14 @@ TEST(PassThrough, EveryArgumentArrivesUnchanged) {
         library.write_status = 4711;
         uint64_t count = 0;
         char buffer[] = "data";
-        uint64_t arguments[6] = {0x8111111111111111, bits(buffer), 4, 0x9444444444444444, bits(&count), 0};
+        uint64_t arguments[6] = {0x8111111111111111, pointer_bits(buffer), 4,
+                                 0x9444444444444444, pointer_bits(&count), 0};
         if (calls[i].first == std::string("stsimg_write_image")) {
             arguments[1] = 0xa222222222222222;
-            arguments[2] = bits(buffer);
+            arguments[2] = pointer_bits(buffer);
             arguments[3] = 4;
             arguments[4] = 0xb555555555555555;
-            arguments[5] = bits(&count);
+            arguments[5] = pointer_bits(&count);
         }
         EXPECT_EQ(reinterpret_cast<AnyCall>(calls[i].second)(arguments[0], arguments[1], arguments[2], arguments[3],
                                                              arguments[4], arguments[5]),
