@@ -135,14 +135,15 @@ void run_cycle(Promised &promised) {
     }
 }
 
-bool is_clear(int32_t status) {
-    switch (status) {
-        case STS_E_SYSTEM:
-        case STSIMG_E_NO_SPACE:
-        case STSIMG_E_NO_MEMORY:
-            return true;
+int32_t status_of(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+            return STSIMG_E_NO_SPACE;
+        case ENOMEM:
+            return STSIMG_E_NO_MEMORY;
         default:
-            return false;
+            return STS_E_SYSTEM;
     }
 }
 
@@ -207,7 +208,7 @@ TEST_P(FaultLoop, EveryRoundEndsClearlyAndKeepsWhatWasPromised) {
         check(*promised);
         if (promised->first_failure != 0) {
             EXPECT_TRUE(failed) << promised->reason;
-            EXPECT_TRUE(is_clear(promised->first_failure)) << promised->first_failure << " " << promised->reason;
+            EXPECT_EQ(promised->first_failure, status_of(fault.error)) << promised->reason;
             EXPECT_FALSE(promised->reason.empty());
             ++rounds_with_failure;
         }
