@@ -8,15 +8,12 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <optional>
-#include <set>
 #include <string_view>
-#include <utility>
 
 #include "stsimage/directory_opening.h"
 #include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
+#include "stsimage/lasting_directories.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/unfinished_files.h"
 #include "stspi/stsimg.h"
@@ -165,35 +162,6 @@ int32_t flush_name_of_root(const FileDescriptor &root, const std::string &root_p
     return fail_system(errno, "cannot flush the parent of the root directory of images %s",
                        QuotedText(root_path).c_str());
 }
-
-// The directories below the root whose names this process has flushed: once is enough.
-class LastingDirectories {
-public:
-    bool has(const FileDescriptor &directory) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        const std::optional<Identity> identity = identity_of(directory);
-        return identity && known.count(*identity) != 0;
-    }
-
-    void add(const FileDescriptor &directory) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (const std::optional<Identity> identity = identity_of(directory))
-            known.insert(*identity);
-    }
-
-private:
-    using Identity = std::pair<dev_t, ino_t>;
-
-    static std::optional<Identity> identity_of(const FileDescriptor &directory) {
-        struct stat state;
-        if (fstat(directory.get(), &state) != 0)
-            return std::nullopt;
-        return Identity(state.st_dev, state.st_ino);
-    }
-
-    std::mutex mutex;
-    std::set<Identity> known;
-};
 
 LastingDirectories lasting_directories;
 

@@ -315,6 +315,18 @@ TEST_F(FlushOrder, FoundDirectoriesAreFlushedIntoTheirParentsOnce) {
     EXPECT_EQ(flushed_directories(), std::vector<std::string>{root() / fresh_lsu});
 }
 
+// On many file systems it gets the inode of the old one.
+TEST_F(FlushOrder, DirectoryMadeAnewIsFlushedAgain) {
+    ASSERT_EQ(store("image", old_data, fresh_lsu), 0);
+    fs::remove_all(root() / fresh_lsu);
+    fs::create_directory(root() / fresh_lsu);
+    Promised promised;
+    record_calls();
+    ASSERT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+    take_recorded_calls();
+    EXPECT_EQ(flushed_directories(), flushed_for_fresh_lsu());
+}
+
 TEST_F(FlushOrder, NewRootIsFlushedIntoItsParent) {
     const fs::path new_root = root() / "new root";
     setenv("STSIMAGE_ROOT", new_root.c_str(), 1);
