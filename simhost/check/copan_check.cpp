@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "simhost/check/line_check.h"
@@ -23,12 +24,12 @@ class CopanCheck {
 public:
     explicit CopanCheck(Findings &findings) : m_findings(findings) {}
 
-    void read(const ReadLine &line);
+    void read(const ReadLine &line, bool is_last);
     bool has_array_sections() const { return m_has_array_sections; }
     Outline take() { return std::move(m_outline); }
 
 private:
-    void read_without_equals(const ReadLine &line);
+    void read_without_equals(const ReadLine &line, bool is_last);
     void read_unknown(const ReadLine &line, const std::string &key);
     void read_attribute(const ReadLine &line, const std::string &key, size_t value_begin);
 
@@ -38,12 +39,12 @@ private:
     bool m_lost_header = false;  // a header in front of the first section is reported as an unknown key
 };
 
-void CopanCheck::read(const ReadLine &line) {
+void CopanCheck::read(const ReadLine &line, bool is_last) {
     if (line.text.empty())
         return;
     const size_t equals = line.text.find('=');
     if (equals == std::string::npos)
-        return read_without_equals(line);
+        return read_without_equals(line, is_last);
     const std::string key = line.text.substr(0, equals);
     if (key == "STORAGE_SERVER") {
         ServerOutline server;
@@ -58,13 +59,14 @@ void CopanCheck::read(const ReadLine &line) {
 }
 
 // Reading goes on here where the plug-in's ends, so that one run shows every problem.
-void CopanCheck::read_without_equals(const ReadLine &line) {
+void CopanCheck::read_without_equals(const ReadLine &line, bool is_last) {
     const bool is_comment = looks_like_comment(line.text);
+    const char *effect = m_outline.reading_ends ? "this one would, but for the one above"
+                         : is_last ? "nothing follows here, but even a server without a section can be opened then"
+                                   : "the plug-in sees nothing of what follows";
     m_findings.error(Rule::reading_ends, line.place(),
                      fmt::format("{} '=' ends the reading: {}",
-                                 is_comment ? "there are no comments, and a line without" : "a line without",
-                                 m_outline.reading_ends ? "this one would, but for the one above"
-                                                        : "the plug-in sees nothing of what follows"),
+                                 is_comment ? "there are no comments, and a line without" : "a line without", effect),
                      is_comment ? "take the line away" : "write KEY = VALUE; or take the line away");
     m_outline.reading_ends = true;
 }
@@ -216,8 +218,11 @@ Outline check_copan(const SourceText &source, Findings &findings) {
     Findings found;
     check_lines(source, found);
     CopanCheck check(found);
-    for (const ReadLine &line : source.read_lines())
-        check.read(line);
+    const std::vector<ReadLine> &lines = source.read_lines();
+    const auto last =
+        std::find_if(lines.rbegin(), lines.rend(), [](const ReadLine &line) { return !line.text.empty(); });
+    for (const ReadLine &line : lines)
+        check.read(line, last != lines.rend() && &line == &*last);
     const bool is_array = check.has_array_sections();
     Outline outline = check.take();
     outline.grammar = Grammar::copan;
