@@ -84,7 +84,8 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
         .add_option("--hosts", options.hosts,
                     "Hosts to open a disk array for, separated by commas (default: HOST of the server's name)")
         ->type_name("HOST,...")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->check(CLI::Validator([](const std::string &name) { return name.empty() ? "a host has no name" : ""; }, ""));
 }
 
 namespace {

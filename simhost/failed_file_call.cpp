@@ -12,9 +12,9 @@
 
 namespace {
 
-std::mutex mutex;
+std::mutex failure_mutex;
 
-std::string &last() {
+std::string &last_failure() {
     static std::string text;
     return text;
 }
@@ -22,22 +22,22 @@ std::string &last() {
 }  // namespace
 
 void forget_failed_file_call() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    last().clear();
+    const std::lock_guard<std::mutex> lock(failure_mutex);
+    last_failure().clear();
 }
 
 void note_failed_file_call(const char *what, const char *path) {
     const int error = errno;
     if (error != EEXIST) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        last() = fmt::format(fmt::runtime(what), printable(path)) + ": " + std::strerror(error);
+        const std::lock_guard<std::mutex> lock(failure_mutex);
+        last_failure() = fmt::format(fmt::runtime(what), printable(path)) + ": " + std::strerror(error);
     }
     errno = error;
 }
 
 std::string failed_file_call() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return last();
+    const std::lock_guard<std::mutex> lock(failure_mutex);
+    return last_failure();
 }
 
 extern "C" __attribute__((visibility("default"))) int symlink(const char *target, const char *path) noexcept {

@@ -7,6 +7,7 @@
 #include "simhost/command_line.h"
 #include "simhost/directory_cleanup.h"
 #include "simhost/made_directories.h"
+#include "simhost/mount_point.h"
 #include "simhost/server.h"
 #include "simhost/text_field.h"
 
@@ -40,7 +41,7 @@ void demand_volume(Server &server, const std::string &lsu, Report &report) {
 }
 
 void mount(const MountOptions &options, const HostOptions &host_options, const Workbench &bench) {
-    const std::string mount_point = fs::absolute(options.mount_point).string();
+    const std::string mount_point = absolute_mount_point(options.mount_point);
     refuse_a_file(mount_point);
     DirectoryCleanup directories(bench.report, DirectoryCleanup::Remaining::accept);
     Host host(host_options, bench.report, bench.captured);

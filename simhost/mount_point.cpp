@@ -11,18 +11,16 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-std::string absolute_without_slash(const std::string &path) {
+std::string absolute_mount_point(const std::string &path) {
+    if (path.empty())
+        throw UsageError("the mount point has no name");
     std::string result = fs::absolute(path).string();
     while (result.size() > 1 && result.back() == '/')
         result.pop_back();
     return result;
 }
 
-}  // namespace
-
-MountPoint::MountPoint(const std::string &path) : m_path(absolute_without_slash(path)) {
+MountPoint::MountPoint(const std::string &path) : m_path(absolute_mount_point(path)) {
     std::error_code failure;
     if (fs::symlink_status(m_path, failure).type() != fs::file_type::not_found)
         throw UsageError(fmt::format("{} is there already; a mount would replace it", printable(m_path)));

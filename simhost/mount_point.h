@@ -3,6 +3,9 @@
 
 #include <string>
 
+// The path made absolute, without a '/' at the end. Throws UsageError when it is empty.
+std::string absolute_mount_point(const std::string &path);
+
 class MountPoint {
 public:
     // Throws UsageError when something stands at the path already: the plug-in would put its link in place of it.

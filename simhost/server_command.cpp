@@ -63,7 +63,7 @@ void add_server_command(CLI::App &app, CommandLine &line) {
     auto options = std::make_shared<ServerCommandOptions>();
     CLI::App *command = add_command(app, "server", "Show a server's properties");
     add_server_options(*command, options->server);
-    command->add_flag("--by-name", options->by_name, "Ask by name, without opening the server");
+    command->add_flag("--by-name", options->by_name, "Ask by name, without opening the server")->excludes("--hosts");
     add_host_options(*command, line.host);
     add_output_options(*command, line.output);
     command->callback([options, &line] {

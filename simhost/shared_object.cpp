@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -27,6 +28,10 @@ public:
         return record;
     }
 
+    bool begins_with(const std::string &beginning) const {
+        return m_bytes.compare(0, beginning.size(), beginning) == 0;
+    }
+
     std::string text(const Elf64_Shdr &strings, uint64_t offset) const {
         const uint64_t place = strings.sh_offset + offset;
         if (offset >= strings.sh_size || place >= m_bytes.size())
@@ -45,9 +50,9 @@ private:
 };
 
 Elf64_Ehdr checked_header(const ElfFile &file) {
-    const auto header = file.at<Elf64_Ehdr>(0);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0)
+    if (!file.begins_with(ELFMAG))
         file.refuse("it is no ELF file");
+    const auto header = file.at<Elf64_Ehdr>(0);
     if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_machine != EM_X86_64)
         file.refuse("it is not for x86-64");
     if (header.e_type != ET_DYN || header.e_shentsize != sizeof(Elf64_Shdr))
@@ -79,11 +84,12 @@ void read_dynamic(const ElfFile &file, const Elf64_Shdr &dynamic, const Elf64_Sh
 }  // namespace
 
 SharedObject read_shared_object(const std::string &path) {
+    errno = 0;
     std::ifstream stream(path, std::ios::binary);
     std::ostringstream content;
     content << stream.rdbuf();
-    if (!stream || content.str().empty())
-        throw UsageError(fmt::format("cannot read {}", printable(path)));
+    if (errno != 0 && content.str().empty())
+        throw UsageError(fmt::format("cannot read {}: {}", printable(path), std::strerror(errno)));
     const ElfFile file(path, content.str());
     const Elf64_Ehdr header = checked_header(file);
     const auto section = [&](uint64_t index) {

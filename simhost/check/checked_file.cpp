@@ -12,7 +12,7 @@
 
 namespace {
 
-const std::string suffix = ".sim";
+const std::string sim_suffix = ".sim";
 
 std::string file_name(const std::string &path) { return path.substr(path.rfind('/') + 1); }  // npos + 1 is 0
 
@@ -28,7 +28,7 @@ std::string served_prefix(const std::string &path, Grammar grammar) {
         return "Kelvarpool";
     if (!grammar_of_file(path, own) || own != grammar)
         return "";
-    return file_name(path).substr(0, file_name(path).size() - suffix.size());
+    return file_name(path).substr(0, file_name(path).size() - sim_suffix.size());
 }
 
 void not_served(const std::string &server, const std::string &why, const std::string &help, Findings &findings) {
@@ -92,7 +92,8 @@ CheckedFile check_file(std::string name, std::string bytes, Grammar grammar, con
 
 bool grammar_of_file(const std::string &path, Grammar &grammar) {
     const std::string name = file_name(path);
-    if (name.size() <= suffix.size() || name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0 ||
+    if (name.size() <= sim_suffix.size() ||
+        name.compare(name.size() - sim_suffix.size(), sim_suffix.size(), sim_suffix) != 0 ||
         name.find(':') != std::string::npos)
         return false;
     grammar = name == "Kelvarpool.sim" ? Grammar::array : Grammar::copan;

@@ -80,6 +80,13 @@ class Pools(SimhostTest):
         self.assertIn(b"no pool is open to stranger", done.stderr)
         self.expect(3, self.simhost("pools", "--server", "Kelvarpool:stranger", "--strict"))
 
+    def test_hosts_are_for_disk_arrays_and_have_names(self):
+        for server, hosts, words in (("copan:arr1", "mediaA", b"--hosts is for disk arrays"),
+                                     ("Kelvarpool:mediaA", "", b"simhost: --hosts: a host has no name")):
+            done = self.expect(2, self.simhost("pools", "--server", server, "--hosts", hosts))
+            self.assertIn(words, done.stderr)
+        self.expect(2, self.simhost("server", "--by-name", "--server", "Kelvarpool:mediaA", "--hosts", "mediaA"))
+
     def test_calls_are_shown_on_standard_error_with_verbose(self):
         done = self.good("pools", "-v", "--server", "Kelvarpool:mediaA")
         self.assertIn(b"stspi_create_server", done.stderr)
@@ -184,6 +191,13 @@ class Mount(SimhostTest):
         self.expect(0, self.mount("pool1:vol1", place))
         done = self.expect(0, self.mount("pool1:vol2", place))
         self.assertEqual(done.stdout.decode(), f"{place} -> {self.storage}/kelvarpool-pool1/vol2\n")
+
+    def test_takes_a_place_with_a_slash_at_its_end(self):
+        place = self.root / "mnt"
+        done = self.expect(0, self.mount("pool1:vol1", f"{place}/"))
+        self.assertEqual(done.stdout.decode(), f"{place} -> {self.storage}/kelvarpool-pool1/vol1\n")
+        done = self.expect(2, self.mount("pool1:vol1", ""))
+        self.assertIn(b"the mount point has no name", done.stderr)
 
     def test_does_not_destroy_a_file(self):
         place = self.root / "file"
@@ -424,7 +438,11 @@ class Probe(SimhostTest):
         text.write_text("no library")
         cut = self.root / "cut.so"
         cut.write_bytes(pathlib.Path(PLUGIN).read_bytes()[:5000])
-        for path, words in ((text, "ends too early"), (cut, "ends too early"), ("/nowhere", "cannot read"),
+        empty = self.root / "empty"
+        empty.write_bytes(b"")
+        for path, words in ((text, "is no ELF file"), (empty, "is no ELF file"), (cut, "ends too early"),
+                            ("/nowhere", "cannot read /nowhere: No such file or directory"),
+                            (self.root, "cannot read .*: Is a directory"),
                             (SIMHOST, "is not a plug-in|cannot load")):
             with self.subTest(path=path):
                 done = self.expect(2, self.probe(path))
