@@ -165,8 +165,8 @@ private:
                                                    {"entry_point", names[slot] == nullptr ? Json() : Json(names[slot])},
                                                    {"symbol", finding.symbol},
                                                    {"answer", finding.answer}});
-            if (!finding.problem.empty())
-                problem(fmt::format("{} table, slot {}: {}", which, slot, finding.problem));
+            for (const std::string &what : finding.problems)
+                problem(fmt::format("{} table, slot {}: {}", which, slot, what));
         }
         m_report.lines(text.lines());
     }
@@ -174,14 +174,15 @@ private:
     struct SlotFinding {
         std::string symbol;
         std::string answer;
-        std::string problem;
+        std::vector<std::string> problems;
     };
 
     SlotFinding find(sts_entry_point_t entry_point, const char *name) {
         if (entry_point == nullptr)
-            return {"null", "", name == nullptr ? "" : fmt::format("{} is null", name)};
+            return name == nullptr ? SlotFinding{"null", "", {}}
+                                   : SlotFinding{"null", "", {fmt::format("{} is null", name)}};
         if (name == nullptr)
-            return {"unknown", "", "should be null"};
+            return {"unknown", "", {"it should be null"}};
         SlotFinding finding;
         const void *symbol = exports(name) ? m_library.symbol(name) : nullptr;
         if (symbol == nullptr) {
@@ -190,12 +191,12 @@ private:
             finding.symbol = "same";
         } else {
             finding.symbol = "differs";
-            finding.problem = fmt::format("is not the exported {}", name);
+            finding.problems.push_back(fmt::format("it is not the exported {}", name));
         }
         const IsolatedOutcome outcome = call_isolated([&] { return call_with_nulls(entry_point); });
         finding.answer = describe(outcome);
         if (!outcome.status)
-            finding.problem = fmt::format("{} {} when it is given null pointers", name, finding.answer);
+            finding.problems.push_back(fmt::format("{} {} when it is given null pointers", name, finding.answer));
         // These two answer "not supported" also when they have done their work.
         const bool works = std::strcmp(name, "stspi_terminate") == 0 || std::strcmp(name, "stspi_ioctl") == 0;
         if (outcome.status == STS_E_NOT_SUPPORTED && !works)

@@ -7,6 +7,11 @@
 //   log:WORD        opening or creating a server sends WORD to the session as an error
 //   corrupt:N       the byte at offset N is read back changed
 //   cut:N           reading ends at offset N
+//   stumble         opening or creating a server fails to make a directory, to no effect
+//   say:WORD        a mount sends WORD to the session as an error
+//   fill:N          slot N of the first table is stspi_claim
+//   rewrite:PATH    closing an image leaves one byte, 0, of the file PATH
+//   long            a read tells one byte more than fits
 //   short           a write takes one byte less than it is given
 //   size:N          the properties tell a size of N
 //   has:NAME        there is an image NAME with ten bytes from the start
@@ -69,6 +74,8 @@ void announce(const sts_session_def_v7_t *given) {
         std::printf("%s\n", word->c_str());
     if (const auto word = told("log:"))
         session->log_function(session->log_context, word->c_str(), STS_LOG_LEVEL_ERROR);
+    if (told("stumble"))
+        mkdir("/none/such", 0700);
 }
 
 std::vector<std::string> listed;
@@ -157,6 +164,8 @@ static int32_t get_server_prop(sts_server_handle_t, sts_server_info_t *) { retur
 static int32_t get_server_prop_byname(const sts_session_def_v7_t *, const char *, sts_server_info_t *) { return 0; }
 
 static int32_t mount_lsu(const stsp_lsu_v7_t *lsu, const char *point, uint32_t, uint64_t, char *result) {
+    if (const auto word = told("say:"))
+        session->log_function(session->log_context, word->c_str(), STS_LOG_LEVEL_ERROR);
     FAULT("mount_lsu")
     if (const auto path = told("directory:")) {
         mkdir((*path + "/mounted").c_str(), 0700);
@@ -193,6 +202,8 @@ static int32_t open_image_to_read(const stsp_lsu_v7_t *, const sts_image_definit
 static int32_t close_image(sts_image_handle_t) {
     FAULT("close_image")
     images[open_image.name] = open_image;
+    if (const auto path = told("rewrite:"))
+        std::ofstream(*path) << "0";
     return 0;
 }
 
@@ -218,6 +229,8 @@ static int32_t read_image(sts_image_handle_t, void *data, uint64_t length, uint6
     if (const auto end = told("cut:"))
         bytes.resize(std::stoul(*end));
     *got = offset >= bytes.size() ? 0 : bytes.copy(static_cast<char *>(data), length, offset);
+    if (told("long"))
+        *got = length + 1;
     return 0;
 }
 
@@ -296,6 +309,8 @@ int32_t stspi_init(uint64_t, const void *, sts_registration_t *registration) {
     SLOT(table, STS_SLOT_WRITE_IMAGE, write_image);
     if (const auto slot = told("null:"))
         table[std::stoi(*slot)] = nullptr;
+    if (const auto slot = told("fill:"))
+        table[std::stoi(*slot)] = table[STS_SLOT_CLAIM];
     registration->api_version = 9;
     registration->entry_points = table;
     copy(registration->prefix, "Kelvarpool:");

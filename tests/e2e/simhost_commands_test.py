@@ -167,6 +167,11 @@ class Lsu(SimhostTest):
                 done = self.expect(1, self.simhost("lsu", "--server", server, lsu))
                 self.assertRegex(done.stderr.decode(), rf"stspi_get_lsu_prop_byname answers .*: {re.escape(words)}")
 
+    def test_a_pool_without_hosts_is_told(self):
+        self.configure("Kelvarpool.sim", "ENCLOSURE = bare;\nDISKS = d;\n")
+        done = self.expect(1, self.simhost("lsu", "--server", "Kelvarpool:mediaA", "bare"))
+        self.assertIn(b'answers STS_E_NOT_FOUND (2060022): the pool "bare" has no HOSTS', done.stderr)
+
     def test_a_directory_that_cannot_be_made_is_told(self):
         self.storage.rmdir()
         self.addCleanup(self.storage.mkdir)
@@ -287,7 +292,8 @@ class Image(SimhostTest):
                          [["IMAGE", "BYTES"], ["a", "1"], ["b", "1"], ["c", "1"]])
         done = self.expect(1, self.image("rm", "a", "none", "c"))
         self.assertEqual(done.stdout, b"deleted a\ndeleted c\n")
-        self.assertIn(b"none: stspi_delete_image answers STS_E_NOT_FOUND (2060022)", done.stderr)
+        self.assertIn(b"none: stspi_delete_image answers STS_E_NOT_FOUND (2060022): image library: there is no image",
+                      done.stderr)
         self.assertEqual(self.names(), ["b"])
 
     def test_ls_shows_the_others_when_one_is_damaged(self):
@@ -431,7 +437,12 @@ class Probe(SimhostTest):
     def test_tells_a_slot_that_is_not_the_exported_function(self):
         done = self.expect(1, self.probe(FAKE_PLUGIN))
         self.assertRegex(done.stdout.decode(), r"(?m)^ +4  stspi_claim +differs ")
+        self.assertIn(b"first table, slot 4: it is not the exported stspi_claim\n", done.stderr)
         self.assertIn(b"warning: not exported: ", done.stderr)
+
+    def test_tells_a_slot_that_should_be_null(self):
+        done = self.expect(1, self.probe(FAKE_PLUGIN, faults="fill:15"))
+        self.assertIn(b"first table, slot 15: it should be null\n", done.stderr)
 
     def test_refuses_what_is_no_plugin(self):
         text = self.root / "text"

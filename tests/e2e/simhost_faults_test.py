@@ -52,6 +52,19 @@ class Faults(SimhostTest):
         self.failing("cut:9", "10 bytes were written, 9 read back")
         self.failing("cut:0", "10 bytes were written, 0 read back")
 
+    def test_a_file_that_changes_while_it_is_backed_up_is_told(self):
+        file = self.root / "data"
+        file.write_bytes(b"0123456789")
+        self.failing(f"rewrite:{file}", "the file changed at byte 1 while it was backed up", file)
+
+    def test_a_read_of_more_than_was_asked_for_is_found(self):
+        self.failing("long", "stspi_read_image reports 1048577 bytes at offset 0, 1048576 were asked for")
+
+    def test_the_reason_of_a_failed_mount_is_of_that_call(self):
+        self.failing("status:mount_lsu=2060017", "no file-system call failed and the plug-in logs nothing")
+        self.failing("status:mount_lsu=2060017 stumble", "no file-system call failed and the plug-in logs nothing")
+        self.failing("status:mount_lsu=2060017 say:because", "the plug-in's message says why")
+
     def test_a_short_write_is_found(self):
         self.failing("short", "stspi_write_image took 9 of 10 bytes at offset 0")
 

@@ -289,6 +289,7 @@ class Interrupts(SimhostTest):
     def test_everything_is_undone(self):
         self.interrupted("--server", "Kelvarpool:mediaA")
         self.interrupted("--server", "copan:arr1", number=signal.SIGTERM)
+        self.interrupted("--server", "copan:arr1", number=signal.SIGHUP)
 
 
 class Terminal(SimhostTest):

@@ -10,6 +10,12 @@ TEST(IsolatedCall, GivesTheStatus) {
     EXPECT_EQ(call_isolated([] { return -2; }).status, -2);
 }
 
+TEST(IsolatedCall, EndsOneThatHangs) {
+    // What is left of the time until SIGALRM ends the process.
+    const IsolatedOutcome outcome = call_isolated([] { return static_cast<int32_t>(alarm(0)); });
+    EXPECT_GT(outcome.status.value_or(0), 0);
+}
+
 TEST(IsolatedCall, KeepsChangesAway) {
     int value = 1;
     call_isolated([&value] { return value = 2; });
