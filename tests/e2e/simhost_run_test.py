@@ -201,16 +201,21 @@ class CopanCycle(SimhostTest):
 
 class Usage(SimhostTest):
     def test_errors_end_with_status_2(self):
-        for arguments in ([], ["unknown"], ["run"], ["run", "--server"], ["run", "--server", "x", "--unknown"],
-                          ["run", "--server", "x", "--config-dir", "/does/not/exist"],
-                          ["run", "--server", "x", "--chunk", "0"], ["run", "--server", "x", "--chunk", "12Q"],
-                          ["run", "--server", "x", "--plugin", "/does/not/exist.so"],
-                          ["run", "--server", "x", "/does/not/exist"], ["run", "--server", "x", "/"]):
+        for arguments, words in (([], "command"), (["unknown"], "unknown"), (["run"], "--server"),
+                                 (["run", "--server"], "--server"), (["run", "--server", "x:y", "--unknown"], "--unknown"),
+                                 (["run", "--server", "x:y", "--config-dir", "/does/not/exist"], "/does/not/exist"),
+                                 (["run", "--server", "x:y", "--chunk", "0"], "from 1 to 1G"),
+                                 (["run", "--server", "x:y", "--chunk", "1025M"], "from 1 to 1G"),
+                                 (["run", "--server", "x:y", "--chunk", "12Q"], "12Q"),
+                                 (["run", "--server", "x:y", "--plugin", "/does/not/exist.so"], "/does/not/exist.so"),
+                                 (["run", "--server", "x:y", "/does/not/exist"], "cannot open /does/not/exist"),
+                                 (["run", "--server", "x:y", "/"], "cannot ")):
             with self.subTest(arguments=arguments):
                 done = subprocess.run([SIMHOST, *arguments], capture_output=True, stdin=subprocess.DEVNULL,
                                       env=self.environment(), check=False)
                 self.assertEqual(done.returncode, 2, done)
                 self.assertTrue(done.stderr.startswith(b"simhost: "), done)
+                self.assertIn(words.encode(), done.stderr.splitlines()[0])
                 self.assertFalse(done.stdout, done)
 
     def test_what_is_not_understood_is_named(self):
