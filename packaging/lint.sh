@@ -5,11 +5,16 @@ cd "$(dirname "$0")/.."
 
 product='plugin lsu image sim copan redirect stsimage simhost'
 
+# Source files whose paths match a pattern. Not by git: a checkout may be somebody else's, or a mere copy.
+sources() {
+    find . \( -path ./build -o -path ./.git \) -prune -o -type f -print | grep -E "$1"
+}
+
 echo "clang-format"
-git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format --dry-run --Werror
+sources '\.(h|c|cpp)$' | xargs clang-format --dry-run --Werror
 
 echo "shellcheck"
-git ls-files '*.sh' .ci/run | xargs shellcheck
+sources '\.sh$|^\./\.ci/run$' | xargs shellcheck
 
 echo "cppcheck"
 # shellcheck disable=SC2086  # a list of folders
@@ -18,5 +23,4 @@ cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --enable=warning,perfo
 
 echo "clang-tidy"
 cmake --preset clang -B build/lint -DCMAKE_UNITY_BUILD=OFF >/dev/null
-# shellcheck disable=SC2086
-git ls-files -- $product | grep '\.cpp$' | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/lint --warnings-as-errors='*' 2>/dev/null
+sources "^\./($(echo "$product" | tr ' ' '|'))/.*\.cpp$" | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/lint --warnings-as-errors='*' 2>/dev/null
