@@ -29,8 +29,9 @@ void add_output_options(CLI::App &command, OutputOptions &options) {
 
 void add_host_options(CLI::App &command, HostOptions &options) {
     command
-        .add_option("-p,--plugin", options.plugin,
-                    "Plug-in to load (default: libstspi_kelvarpool.so beside this program)")
+        .add_option(
+            "-p,--plugin", options.plugin,
+            "Plug-in to load (default: the libstspi_kelvarpool.so that was built or installed with this program)")
         ->type_name("FILE");
     command
         .add_option("--image-library", options.image_library,

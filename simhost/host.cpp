@@ -82,7 +82,8 @@ void Host::complete(Call &call, std::initializer_list<int32_t> expected) {
     call.expected = std::find(expected.begin(), expected.end(), call.status) != expected.end();
     call.log = m_log.take();
     call.printed = m_captured.take();
-    if (!call.expected && call.entry_point.find("_image") != std::string::npos)
+    const auto is_about = [&call](const char *what) { return call.entry_point.find(what) != std::string::npos; };
+    if (!call.expected && (is_about("_image") || is_about("_extent")))
         call.library_error = m_library.image_library_error();
     m_report.call(call);
 }

@@ -27,6 +27,6 @@ private:
     const char *(*m_image_library_error)();
 };
 
-// The plug-in to use when none is named: beside this program in a build tree or an installation, otherwise the bare
+// The plug-in to use when none is named: of this build tree or installation, otherwise the bare
 // name, for the loader's own search.
 std::string default_plugin_path();

@@ -105,7 +105,7 @@ void CopanCheck::read_attribute(const ReadLine &line, const std::string &key, si
     // Behind the end of the reading a section may go on that the plug-in saw the beginning of.
     const bool is_read = !m_outline.reading_ends;
     if (key == "VOLUMES") {
-        const auto volumes = check_names(Value(line, value_begin, ValueKind::list), "volume", m_findings);
+        const auto volumes = check_directory_names(Value(line, value_begin, ValueKind::list), "volume", m_findings);
         server.keys[key] = {line.place(), ""};
         if (is_read || !server.is_read)
             server.volumes.insert(server.volumes.end(), volumes.begin(), volumes.end());

@@ -9,6 +9,7 @@ const std::vector<RuleText> &rule_texts() {
         {"byte-order-mark", "A byte-order mark makes the first key unknown."},
         {"capacity-overflow", "The capacity of a pool does not fit 64 bits."},
         {"comment", "The format has no comments."},
+        {"directory-name", "The name of a disk or a volume is a directory of its own."},
         {"diskgroup-dropped", "A disk array keeps its enclosures only."},
         {"duplicate-disk", "Two disks have the same name."},
         {"duplicate-host", "A host is listed twice."},

@@ -18,6 +18,7 @@ enum class Rule {
     byte_order_mark,
     capacity_overflow,
     comment,
+    directory_name,
     diskgroup_dropped,
     duplicate_disk,
     duplicate_host,

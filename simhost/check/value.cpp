@@ -223,6 +223,17 @@ std::vector<ListedName> check_names(const Value &value, const char *what, Findin
     return names;
 }
 
+std::vector<ListedName> check_directory_names(const Value &value, const char *what, Findings &findings) {
+    std::vector<ListedName> names = check_names(value, what, findings);
+    for (const ListedName &name : names)
+        if (name.name == "." || name.name == "..")
+            findings.error(
+                Rule::directory_name, name.place,
+                fmt::format("the directory of {} {} is {}", what, quoted(name.name),
+                            name.name == "." ? "the storage directory itself" : "the one above the storage directory"));
+    return names;
+}
+
 uint64_t check_size(const Value &value, Findings &findings) {
     const uint64_t bytes = parse_size(value.text().c_str());
     const std::string said = value.said();

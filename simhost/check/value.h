@@ -50,6 +50,8 @@ struct ListedName {
 ListedName check_name(const Value &value, const char *what, Findings &findings);
 // what: "disk", "host", "volume".
 std::vector<ListedName> check_names(const Value &value, const char *what, Findings &findings);
+// The same for names that directories are made of.
+std::vector<ListedName> check_directory_names(const Value &value, const char *what, Findings &findings);
 uint64_t check_size(const Value &value, Findings &findings);
 // For text, full_text and path.
 std::string check_text(const Value &value, Findings &findings);

@@ -306,6 +306,17 @@ class Image(SimhostTest):
         self.assertEqual([row[:2] for row in rows(done)][1:], [["good", "5000"], ["hurt", "?"]])
         self.assertIn(b"1 of 2 images cannot be described", done.stderr)
 
+    def test_get_and_copy_tell_where_an_image_is_damaged(self):
+        self.expect(0, self.image("put", "hurt", data=b"x" * 5000))
+        hurt = next(path for path in (self.images / "pool1").iterdir() if path.name.startswith("hurt"))
+        content = hurt.read_bytes()
+        place = content.rindex(b"xxx")
+        hurt.write_bytes(content[:place] + b"y" + content[place + 1:])
+        for command in (("get", "hurt", "/dev/null"), ("copy", "hurt", "other")):
+            done = self.expect(1, self.image(*command))
+            self.assertIn(str(hurt).encode(), done.stderr)
+            self.assertIn(b"does not match its checksum", done.stderr)
+
     def test_put_replaces_only_when_told(self):
         self.expect(0, self.image("put", "one", data=b"first"))
         done = self.expect(2, self.image("put", "one", data=b"second"))
