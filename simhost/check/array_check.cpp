@@ -151,7 +151,8 @@ void ArrayCheck::read_section_attribute(const ReadLine &line, const std::string 
         return read_volumes(line, value_begin);
     PoolOutline &section = sections().back();
     if (key == "DISKS") {
-        for (const ListedName &disk : check_directory_names(Value(line, value_begin, ValueKind::list), "disk", m_findings))
+        for (const ListedName &disk :
+             check_directory_names(Value(line, value_begin, ValueKind::list), "disk", m_findings))
             section.disks.push_back(disk);
     } else if (key == "HOSTS") {
         const Value value(line, value_begin, ValueKind::list);
@@ -196,7 +197,8 @@ void ArrayCheck::read_volumes(const ReadLine &line, size_t value_begin) {
     }
     if (!has_diskgroup)
         return;
-    for (const ListedName &volume : check_directory_names(Value(line, value_begin, ValueKind::list), "volume", m_findings))
+    for (const ListedName &volume :
+         check_directory_names(Value(line, value_begin, ValueKind::list), "volume", m_findings))
         m_outline.diskgroups.back().volumes.push_back(volume);
 }
 

@@ -99,11 +99,15 @@ TEST_F(CopyExtent, LengthThatIsNegativeIn32BitsIsInvalid) {
 
 TEST_F(CopyExtent, LengthBeyond32BitsReachesTheReadAsItIs) {
     m_library.read_count = 4096;  // more than the low 32 bits of the length: there is room for all the read may give
-    for (const uint64_t length : {uint64_t{0x100000010}, uint64_t{0x7000000000000001}}) {
+    std::vector<uint64_t> lengths{0x100000010};
+#ifndef __SANITIZE_THREAD__  // whose own memory leaves no terabyte in one piece on some runs
+    lengths.push_back(0x7000000000000001);
+#endif
+    for (const uint64_t length : lengths) {
         EXPECT_EQ(copy(length), 0);
         EXPECT_EQ(m_library.calls()[m_library.calls().size() - 2].arguments[2], length);
     }
-    EXPECT_EQ(m_library.written, std::string(8192, 'r'));
+    EXPECT_EQ(m_library.written, std::string(lengths.size() * 4096, 'r'));
 }
 
 // The sanitizers need more address space than a limit would leave them.
