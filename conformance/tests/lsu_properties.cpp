@@ -4,6 +4,9 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <thread>
+
 #include "configuration.h"
 #include "entry_points.h"
 #include "expect.h"
@@ -29,8 +32,7 @@ std::string array_name(sts_server_handle_t handle) {
 
 void clear(sts_lsu_info_v9_t &info) { std::memset(&info, 0, sizeof info); }
 
-// What the file system says now. It must not change between the call and the check: other processes may use it, so
-// used bytes are compared with both a value from before and one from after the call.
+// What the file system says now.
 struct FileSystem {
     explicit FileSystem(const std::string &path) {
         require_true(statvfs(path.c_str(), &now) == 0, path, "a path", "none");
@@ -39,18 +41,25 @@ struct FileSystem {
     struct statvfs now;
 };
 
+// Other processes may use the file system, and take a block only to give it back: so the call is tried until its used bytes
+// are those from before and from after it, a hundred times at most.
+constexpr int most_tries = 100;
+
 // The record of a path LSU after a call that set base bytes before.
 void expect_path_record(const std::string &path, const std::function<int32_t(sts_lsu_info_v9_t *)> &call,
                         const std::function<void(sts_lsu_info_v9_t &)> &base, const std::string &server_name) {
-    int tries = 0;
     for (const int pattern : {0xa5, 0x00, 0xff}) {
-        for (bool is_still = false; !is_still; ++tries) {
+        bool is_done = false;
+        for (int tries = 1; !is_done; ++tries) {
             Watched<sts_lsu_info_v9_t> info(static_cast<unsigned char>(pattern));
             const FileSystem before(path);
             require_status(call(info.get()), 0);
-            is_still = FileSystem(path).used() == before.used() || tries == 100;
-            if (!is_still)
+            const bool is_still = FileSystem(path).used() == before.used() && info->used_bytes == before.used();
+            is_done = is_still || tries == most_tries;
+            if (!is_done) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
                 continue;
+            }
             info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
                 base(expected);
                 put_text(expected.server_name, server_name);
