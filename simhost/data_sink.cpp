@@ -78,8 +78,10 @@ void DataSink::start_write_back(off_t written) {
     m_end += written;
     if (m_temporary.empty() || m_waiting < write_back_step)
         return;
-    // Nothing depends on it: what fails is told by the flush.
-    sync_file_range(m_descriptor, m_end - m_waiting, m_waiting, SYNC_FILE_RANGE_WRITE);
+    // The flush might not tell again what the disk does not take; that the system cannot begin is no harm.
+    if (sync_file_range(m_descriptor, m_end - m_waiting, m_waiting, SYNC_FILE_RANGE_WRITE) != 0 &&
+        (errno == EIO || errno == ENOSPC || errno == EDQUOT))
+        throw BadAnswer(fmt::format("cannot write {}: {}", printable(m_name), std::strerror(errno)));
     m_waiting = 0;
 }
 
