@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "stsimage/file_io.h"
+#include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
@@ -325,7 +326,9 @@ int32_t ImageContent::finish() {
         return status;
     header.index_place = end_of_data(header.image_size);
     header.index_entries = index.size();
-    header.index_checksum = checksum_of_index(index.data(), index.size(), header.seed);
+    IndexChecksum sum(header.seed);
+    sum.add(index.data(), index.size());
+    header.index_checksum = sum.value();
     header.checksum = checksum_of_header(header);
     if (!write_fully(file, index.data(), index.size() * sizeof(IndexEntry), header.index_place) ||
         !write_fully(file, &header, sizeof header, 0))

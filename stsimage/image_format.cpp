@@ -35,10 +35,6 @@ uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group)
     return XXH3_64bits_withSeed(table, table_size, ~seed - group);
 }
 
-uint64_t checksum_of_index(const IndexEntry *entries, size_t count, uint64_t seed) {
-    return XXH3_64bits_withSeed(entries, count * sizeof *entries, seed);
-}
-
 uint64_t checksum_of_header(const ImageHeader &header) { return XXH3_64bits(&header, offsetof(ImageHeader, checksum)); }
 
 }  // namespace stsimage

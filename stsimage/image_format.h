@@ -78,7 +78,6 @@ static_assert(sizeof(IndexEntry) == 16);
 uint64_t checksum_of_block(const void *data, uint64_t seed, uint64_t block);
 
 uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group);
-uint64_t checksum_of_index(const IndexEntry *entries, size_t count, uint64_t seed);
 uint64_t checksum_of_header(const ImageHeader &header);
 
 }  // namespace stsimage

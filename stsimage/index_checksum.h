@@ -1,4 +1,4 @@
-// The checksum of an index that is read in pieces: the same as checksum_of_index gives for the whole.
+// The checksum of an index, which may come in pieces.
 #pragma once
 
 #include <cstddef>
