@@ -183,9 +183,13 @@ void EntryPoints::registered(sts_lsu_list_handle_t *out) {
 }
 
 int32_t EntryPoints::raw(const std::string &entry_point, const std::array<uint64_t, 6> &r) {
-    // Two nulls behind the registers, on the stack: a seventh argument must be something, too.
-    using Words = int32_t(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
-    return call<Words>(entry_point.c_str(), r[0], r[1], r[2], r[3], r[4], r[5], uint64_t{0}, uint64_t{0});
+    // Ten nulls behind the registers, on the stack: an argument beyond the sixth must be something, too.
+    using Word = uint64_t;
+    using Words =
+        int32_t(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
+    constexpr Word null = 0;
+    return call<Words>(entry_point.c_str(), r[0], r[1], r[2], r[3], r[4], r[5], null, null, null, null, null, null,
+                       null, null, null, null);
 }
 
 int32_t EntryPoints::init(uint64_t version, const void *ignored, sts_registration_t *registration) {

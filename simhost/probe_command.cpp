@@ -7,6 +7,7 @@
 
 #include "simhost/command_line.h"
 #include "simhost/isolated_call.h"
+#include "simhost/null_call.h"
 #include "simhost/plugin_library.h"
 #include "simhost/server.h"
 #include "simhost/shared_object.h"
@@ -19,13 +20,6 @@ namespace {
 
 constexpr uint64_t offered_version = 9;
 constexpr int32_t last_command = 13;
-
-// An entry point takes six arguments at most, all in registers: too many zeros do no harm.
-using AnyEntryPoint = int32_t (*)(uint64_t, uint64_t, uint64_t, uint64_t, uint64_t, uint64_t);
-
-int32_t call_with_nulls(sts_entry_point_t entry_point) {
-    return reinterpret_cast<AnyEntryPoint>(entry_point)(0, 0, 0, 0, 0, 0);
-}
 
 std::string describe(const IsolatedOutcome &outcome) {
     if (outcome.status)
