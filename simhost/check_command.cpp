@@ -73,10 +73,13 @@ void add_check_command(CLI::App &app, CommandLine &line) {
     command->add_option("FILE", options->files, "Files to check; - is standard input")->required();
     add_grammar_option(*command, options->grammar);
     command
-        ->add_option("--server", options->servers,
-                     "Also require that every file serves this server, PREFIX:HOST: a Copan array of that name, or a "
-                     "disk array with a pool that HOST sees (repeatable)")
-        ->type_name("NAME");
+        ->add_option(
+            "--server", options->servers,
+            "Also require that every file serves these servers, PREFIX:HOST, separated by commas: a Copan array "
+            "of that name, or a disk array with a pool that HOST sees (repeatable)")
+        ->type_name("NAME,...")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     add_json_option(*command, line.output);
     command->add_flag("--sarif", options->sarif, "Answer with a SARIF 2.1.0 log on standard output")
         ->excludes("--json");

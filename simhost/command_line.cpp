@@ -86,6 +86,7 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
                     "Hosts to open a disk array for, separated by commas (default: HOST of the server's name)")
         ->type_name("HOST,...")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::Validator([](const std::string &name) { return name.empty() ? "a host has no name" : ""; }, ""));
 }
 

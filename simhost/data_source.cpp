@@ -42,6 +42,9 @@ DataSource::DataSource(const std::string &name)
     struct stat status = {};
     if (m_descriptor < 0 || fstat(m_descriptor, &status) != 0)
         refuse(m_name, "open");
+    // Told before anything is made of data that cannot be read.
+    if (const int flags = fcntl(m_descriptor, F_GETFL); flags >= 0 && (flags & O_ACCMODE) == O_WRONLY)
+        throw UsageError(fmt::format("cannot read {}: it is closed, or open for writing only", m_name));
     if (S_ISDIR(status.st_mode)) {
         errno = EISDIR;
         refuse(m_name, "read");

@@ -54,10 +54,22 @@ int32_t ImageStore::explained(Call &call, int32_t status) const {
     return status;
 }
 
-std::vector<std::string> ImageStore::list() {
+std::vector<std::string> ImageStore::list(Unused unused) {
     ImageList list(m_host);
-    m_host.call("stspi_open_image_list", in_quotes(m_lsu_name),
-                [&](Call &call) { return explained(call, m_host.entry().open_image_list(&m_lsu, 0, &list.handle)); });
+    const auto open = [&](Call &call) {
+        const int32_t status = explained(call, m_host.entry().open_image_list(&m_lsu, 0, &list.handle));
+        if (status == STS_E_NOT_FOUND && unused == Unused::is_empty)
+            call.result = "no image was ever put on it";
+        return status;
+    };
+    const std::initializer_list<int32_t> good = {0};
+    const std::initializer_list<int32_t> good_or_unused = {0, STS_E_NOT_FOUND};
+    if (m_host.call("stspi_open_image_list", in_quotes(m_lsu_name), open,
+                    unused == Unused::is_empty ? good_or_unused : good) != 0) {
+        if (const std::string why = m_server.why_not_usable(m_lsu_name); !why.empty())
+            throw BadAnswer(why);
+        return {};
+    }
     std::vector<std::string> names;
     m_host.call("stspi_list_image", "until the end",
                 [&](Call &call) {

@@ -19,7 +19,12 @@ public:
     int32_t explained(Call &call, int32_t status) const;
     const std::string &lsu_name() const { return m_lsu_name; }
 
-    std::vector<std::string> list();
+    // What an LSU's list is that the library does not know, since no image was ever put on it: a failure, or empty.
+    enum class Unused { fails, is_empty };
+    // Throws BadAnswer for an unused LSU, if that fails or if the server does not offer such an LSU to its hosts.
+    std::vector<std::string> list(Unused unused = Unused::fails);
+    // Why images on this LSU will not be found by a framework: the server does not offer it. Empty when it does.
+    std::string why_not_usable() { return m_server.why_not_usable(m_lsu_name); }
     bool has(const std::string &name);
     sts_image_info_t info(const std::string &name);
     void remove(const std::string &name);
@@ -27,7 +32,7 @@ public:
     void discard(const std::string &name) noexcept;
 
 private:
-    const Server &m_server;
+    Server &m_server;
     Host &m_host;
     stsp_lsu_v7_t m_lsu;
     std::string m_lsu_name;

@@ -27,6 +27,7 @@ std::string hash_of(ImageStore &store, const std::string &name, uint64_t size, u
 }
 
 void copy(ImageStore &source_store, ImageStore &target_store, const CopyOptions &options, Report &report) {
+    warn_of_unusable_lsu(target_store);
     if (!options.replace)
         refuse_to_replace(target_store, options.target);
     const uint64_t size = source_store.info(options.source).size_bytes;

@@ -1,5 +1,6 @@
 // simhost image get: an image becomes a file or a stream.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "simhost/data_sink.h"
 #include "simhost/image_options.h"
@@ -12,8 +13,9 @@ namespace {
 struct GetOptions {
     ImageOptions image;
     std::string name;
-    std::string file = "-";
+    std::string file;  // empty: standard output, if that is no terminal
     bool replace = false;
+    bool force = false;
     uint64_t chunk_bytes = default_chunk_bytes;
 };
 
@@ -41,18 +43,25 @@ void add_image_get_command(CLI::App &app, CommandLine &line) {
     auto options = std::make_shared<GetOptions>();
     CLI::App *command = add_command(app, "get", "Write an image to a file or to standard output");
     command->add_option("IMAGE", options->name, "The image's name")->required();
-    command->add_option("FILE", options->file, "Where to write it (default: -, standard output)");
+    CLI::Option *file = command->add_option("FILE", options->file, "Where to write it (default: -, standard output)");
+    command->add_option("-o,--output", options->file, "The same as FILE")->type_name("FILE")->excludes(file);
+    command->add_flag("--force", options->force, "Write it to a terminal, too");
     command->add_flag("--replace", options->replace, "Write over a file that is there");
     add_chunk_option(*command, options->chunk_bytes);
     add_progress_option(*command, line.output);
     add_image_options(*command, options->image, line);
-    command->footer("A file appears under its name when all of the image has been written to it.");
+    command->footer(
+        "A file appears under its name when all of the image has been written to it.\n"
+        "Nothing is written to a terminal, unless FILE is - or --force is given.");
     command->callback([options, &line] {
-        if (line.output.json && options->file == "-")
+        const bool to_standard_output = options->file.empty() || options->file == "-";
+        if (line.output.json && to_standard_output)
             throw CLI::ValidationError("--json", "standard output takes the image; name a FILE");
         line.command = "image get";
         line.action = [options, &line](Workbench &bench) {
-            DataSink sink(options->file, options->replace, bench.report.own_output());
+            if (options->file.empty() && !options->force && isatty(fileno(bench.report.own_output())) != 0)
+                throw UsageError("standard output is a terminal: name a FILE, or give - or --force");
+            DataSink sink(options->file.empty() ? "-" : options->file, options->replace, bench.report.own_output());
             if (sink.is_standard_output())
                 bench.report.answer_is_data();
             with_images(bench, line.host, options->image,

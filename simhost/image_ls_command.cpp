@@ -10,7 +10,7 @@
 namespace {
 
 void list_images(ImageStore &store, Report &report) {
-    std::vector<std::string> names = store.list();
+    std::vector<std::string> names = store.list(ImageStore::Unused::is_empty);
     // The library lists them in no order.
     std::sort(names.begin(), names.end());
     report.result()["images"] = Json::array();

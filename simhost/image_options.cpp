@@ -27,6 +27,14 @@ void with_images(const Workbench &bench, const HostOptions &host_options, const 
     });
 }
 
+void warn_of_unusable_lsu(ImageStore &store) {
+    // A directory that is not there the library refuses.
+    if (store.lsu_name().rfind('/', 0) == 0)
+        return;
+    if (const std::string why = store.why_not_usable(); !why.empty())
+        store.host().report().warn(fmt::format("{} (the image library stores it all the same)", why));
+}
+
 void refuse_to_replace(ImageStore &store, const std::string &name) {
     if (store.has(name))
         throw UsageError(

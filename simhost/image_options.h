@@ -19,6 +19,9 @@ void add_image_options(CLI::App &command, ImageOptions &options, CommandLine &li
 void with_images(const Workbench &bench, const HostOptions &host_options, const ImageOptions &options,
                  const std::function<void(ImageStore &)> &work);
 
+// Warns when the server does not offer the LSU to its hosts: the image library takes images for it all the same.
+void warn_of_unusable_lsu(ImageStore &store);
+
 // Throws UsageError when the image is there and must not be replaced.
 void refuse_to_replace(ImageStore &store, const std::string &name);
 

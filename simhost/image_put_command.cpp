@@ -17,6 +17,7 @@ struct PutOptions {
 };
 
 void put(ImageStore &store, DataSource &source, const PutOptions &options, Report &report) {
+    warn_of_unusable_lsu(store);
     if (!options.replace)
         refuse_to_replace(store, options.name);
     OpenImage image(store, options.name, OpenImage::How::create);

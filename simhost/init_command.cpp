@@ -79,7 +79,8 @@ void add_init_command(CLI::App &app, CommandLine &line) {
         ->add_option("--hosts", options->hosts,
                      "Hosts that may use the pools, separated by commas (default: HOST, or mediaA)")
         ->type_name("HOST,...")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->allow_extra_args(false);
     command
         ->add_option("--storage-dir", options->storage_dir,
                      "Existing directory below which the storage is made (default: /var/tmp)")

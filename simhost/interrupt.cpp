@@ -19,8 +19,12 @@ void catch_interrupts() {
     action.sa_handler = take_note;
     // One note is enough; no SA_RESTART, so that a waiting read returns.
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(signal, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction before = {};
+        // Who started the program with a signal ignored (nohup, a shell's "&") wants it to go on.
+        if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+            sigaction(signal, &action, nullptr);
+    }
     std::signal(SIGPIPE, SIG_IGN);
 }
 

@@ -4,7 +4,7 @@
 // only takes a note, and system calls that wait (standard input, mostly) return with EINTR.
 #pragma once
 
-// From now on SIGINT, SIGTERM and SIGHUP are noted. A second one of them ends the program at once. SIGPIPE is ignored:
+// From now on SIGINT, SIGTERM and SIGHUP are noted, unless the program was started with them ignored. A second one of them ends the program at once. SIGPIPE is ignored:
 // a reader that goes away is seen as a failing write.
 void catch_interrupts();
 

@@ -6,6 +6,7 @@
 #include "simhost/failure.h"
 #include "simhost/interrupt.h"
 #include "simhost/simhost_version.h"
+#include "simhost/standard_descriptors.h"
 
 namespace {
 
@@ -40,6 +41,8 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
 
 // What CLI11 or the C++ library throws here ends the program: there is nobody left to tell.
 int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
+    if (!prepare_standard_descriptors())
+        return static_cast<int>(ExitStatus::usage);
     CommandLine line;
     CLI::App app("Drives a storage-server plug-in the way a backup framework does.", "simhost");
     app.set_version_flag("--version", "simhost " SIMHOST_VERSION, "Show the version and end");

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "simhost/lsu_description.h"
+#include "simhost/lsu_descriptions.h"
 #include "simhost/quantities.h"
 #include "simhost/server_session.h"
 #include "simhost/text_field.h"
@@ -9,37 +10,39 @@
 
 namespace {
 
-void list_pools(Server &server, const std::vector<std::string> &names, Report &report) {
+TextTable list_pools(Server &server, const std::vector<std::string> &names, LsuDescriptions &descriptions) {
     TextTable table({"POOL", ">CAPACITY", ">DISKS", ">VOLUMES", "HOSTS"});
-    for (const std::string &name : names) {
-        const sts_lsu_info_v9_t info = server.lsu_info(name);
-        table.add({printable(name), format_bytes(info.capacity_bytes), lsu_property(info, "StorelCount"),
-                   lsu_property(info, "VolumeCount"), printable(lsu_property(info, "Hosts"))});
-        report.result()["pools"].push_back(lsu_to_json(name, info));
-    }
-    report.lines(table.lines());
+    for (const std::string &name : names)
+        if (const auto info = descriptions.of(server, name))
+            table.add({printable(name), format_bytes(info->capacity_bytes), lsu_property(*info, "StorelCount"),
+                       lsu_property(*info, "VolumeCount"), printable(lsu_property(*info, "Hosts"))});
+        else
+            table.add({name.empty() ? "\"\"" : printable(name), "?", "?", "?", "?"});
+    return table;
 }
 
-void list_lsus(Server &server, const std::vector<std::string> &names, Report &report) {
+TextTable list_lsus(Server &server, const std::vector<std::string> &names, LsuDescriptions &descriptions) {
     TextTable table({"LSU", ">CAPACITY", ">USED", ">BLOCK SIZE"});
-    for (const std::string &name : names) {
-        const sts_lsu_info_v9_t info = server.lsu_info(name);
-        table.add({printable(name), format_bytes(info.capacity_bytes), format_bytes(info.used_bytes),
-                   format_bytes(info.block_size_bytes)});
-        report.result()["pools"].push_back(lsu_to_json(name, info));
-    }
-    report.lines(table.lines());
+    for (const std::string &name : names)
+        if (const auto info = descriptions.of(server, name))
+            table.add({printable(name), format_bytes(info->capacity_bytes), format_bytes(info->used_bytes),
+                       format_bytes(info->block_size_bytes)});
+        else
+            table.add({name.empty() ? "\"\"" : printable(name), "?", "?", "?"});
+    return table;
 }
 
 void pools(Server &server, Report &report) {
     const std::vector<std::string> names = server.list_lsus();
-    report.result()["pools"] = Json::array();
-    if (names.empty())
+    LsuDescriptions descriptions(report, "pools");
+    if (names.empty()) {
         report.warn(server.why_no_lsus());
-    else if (server.kind() == ServerKind::disk_array)
-        list_pools(server, names, report);
-    else
-        list_lsus(server, names, report);
+        return;
+    }
+    const TextTable table = server.kind() == ServerKind::disk_array ? list_pools(server, names, descriptions)
+                                                                    : list_lsus(server, names, descriptions);
+    report.lines(table.lines());
+    descriptions.demand_all();
 }
 
 }  // namespace

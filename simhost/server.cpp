@@ -1,8 +1,10 @@
 #include "simhost/server.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -206,10 +208,11 @@ sts_lsu_info_v9_t Server::lsu_info(const std::string &name) {
 bool Server::knows_lsu(const std::string &name) {
     const stsp_lsu_v7_t record = lsu(name);
     sts_lsu_info_v9_t info = {};
-    const int32_t status =
-        m_host.call("stspi_get_lsu_prop_byname", in_quotes(name),
-                    [&](Call &) { return m_host.entry().get_lsu_prop_byname(&record, &info); }, {0, STS_E_NO_SERVER});
-    return status == 0;
+    const int32_t status = m_host.call("stspi_get_lsu_prop_byname", in_quotes(name),
+                                       [&](Call &) { return m_host.entry().get_lsu_prop_byname(&record, &info); },
+                                       {0, STS_E_NO_SERVER, STS_E_NOT_FOUND, STS_E_INVALID_PARAMETER});
+    // A pool without hosts is "not found".
+    return status == 0 || status == STS_E_NOT_FOUND;
 }
 
 std::string Server::why_no_lsus() const {
@@ -218,6 +221,24 @@ std::string Server::why_no_lsus() const {
                ? fmt::format("no pool is open to {}: no HOSTS line of {} names {}", joined(m_hosts), file,
                              m_hosts.size() == 1 ? "it" : "one of them")
                : fmt::format("{} has no LSUs: no VOLUMES line of {} names one for it", in_quotes(m_name), file);
+}
+
+std::string Server::why_not_usable(const std::string &lsu_name) {
+    if (m_kind == ServerKind::disk_array && !lsu_name.empty() && lsu_name.front() == '/') {
+        struct stat status = {};
+        const bool is_there = stat(lsu_name.c_str(), &status) == 0;
+        if (is_there && S_ISDIR(status.st_mode))
+            return {};
+        return fmt::format("{}: {}", printable(lsu_name), std::strerror(is_there ? ENOTDIR : errno));
+    }
+    const std::vector<std::string> offered = list_lsus();
+    if (std::find(offered.begin(), offered.end(), lsu_name) != offered.end())
+        return {};
+    if (!knows_lsu(lsu_name))
+        return no_such_lsu(lsu_name);
+    if (lsu_name.find(':') != std::string::npos)
+        return {};
+    return fmt::format("the pool {} is not open to {}", in_quotes(lsu_name), joined(m_hosts));
 }
 
 std::string Server::no_such_pool(const std::string &name) const {

@@ -39,6 +39,8 @@ public:
     // Whether the server has properties of an LSU.
     bool knows_lsu(const std::string &name);
     sts_server_info_t server_info();
+    // Why the hosts cannot use an LSU: there is none of that name, or the pool is not open to them. Empty when they can.
+    std::string why_not_usable(const std::string &lsu_name);
     // That an LSU is unknown to the server.
     std::string no_such_lsu(const std::string &lsu_name) const;
 

@@ -1,7 +1,7 @@
 // simhost volumes: the volumes of pools, with the names that the framework sees.
 #include <fmt/format.h>
 
-#include "simhost/lsu_description.h"
+#include "simhost/lsu_descriptions.h"
 #include "simhost/quantities.h"
 #include "simhost/server_session.h"
 #include "simhost/text_field.h"
@@ -18,23 +18,25 @@ void volumes(Server &server, const VolumesOptions &options, Report &report) {
     if (server.kind() == ServerKind::copan)
         throw UsageError(fmt::format("{} is a Copan array, which has no volumes; \"simhost pools\" lists its LSUs",
                                      in_quotes(server.name())));
-    report.result()["volumes"] = Json::array();
+    LsuDescriptions descriptions(report, "volumes");
     TextTable table({"POOL", "VOLUME", "DISK", ">CAPACITY", ">USED"});
     bool found = false;
     const std::vector<std::string> pools = options.pools.empty() ? server.list_lsus() : options.pools;
     for (const std::string &pool : pools)
-        for (const std::string &volume : server.list_volumes(pool)) {
+        for (const std::string &volume : descriptions.volumes_of(server, pool)) {
             std::string lsu = pool;
             lsu.append(":").append(volume);
-            const sts_lsu_info_v9_t info = server.lsu_info(lsu);
-            table.add({printable(pool), printable(volume), printable(field_text(info.lsu_name)),
-                       format_bytes(info.capacity_bytes), format_bytes(info.used_bytes)});
-            report.result()["volumes"].push_back(lsu_to_json(lsu, info));
+            if (const auto info = descriptions.of(server, lsu))
+                table.add({printable(pool), printable(volume), printable(field_text(info->lsu_name)),
+                           format_bytes(info->capacity_bytes), format_bytes(info->used_bytes)});
+            else
+                table.add({printable(pool), printable(volume), "?", "?", "?"});
             found = true;
         }
     if (found)
         report.lines(table.lines());
-    else
+    descriptions.demand_all();
+    if (!found)
         report.warn(pools.empty() ? server.why_no_lsus() : fmt::format("no disks in {}", joined(pools)));
 }
 
