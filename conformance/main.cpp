@@ -1,6 +1,7 @@
 // stspi-conformance: tests a plug-in as a black box.
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,13 +12,13 @@
 #include <memory>
 #include <stdexcept>
 
-#include "options.h"
-#include "private_directory.h"
-#include "real_config.h"
-#include "report_json.h"
-#include "report_junit.h"
-#include "report_text.h"
-#include "runner.h"
+#include "base/private_directory.h"
+#include "conformance/report/report_json.h"
+#include "conformance/report/report_junit.h"
+#include "conformance/report/report_text.h"
+#include "conformance/run/options.h"
+#include "conformance/run/real_config.h"
+#include "conformance/run/runner.h"
 
 using namespace conformance;
 
@@ -72,7 +73,9 @@ int run(const Options &options) {
         stop_on(number);
     // A reader that goes away shows as a failed write, not as a death that leaves the directory behind.
     std::signal(SIGPIPE, SIG_IGN);
-    const PrivateDirectory directory;
+    const PrivateDirectory directory("stspi-conformance", AtEnd::remove_all);
+    // Tests that give up their privileges must still reach what lies below.
+    chmod(directory.path().c_str(), 0711);
     const auto real_config = options.real_config ? std::make_unique<RealConfigDirectory>() : nullptr;
 
     TestSettings settings;

@@ -8,9 +8,9 @@
 
 #include "copan/copan_config_reader.h"
 #include "copan/copan_lsu.h"
-#include "plugin/sts_exception.h"
 #include "sim/config_file.h"
 #include "sim/session_log.h"
+#include "sim/sts_exception.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // The image calls that name an LSU.
 #include <memory>
 
+#include "base/text_field.h"
 #include "plugin/message_log.h"
 #include "plugin/server_handle.h"
-#include "plugin/text_field.h"
 #include "plugin/trace_object.h"
 #include "stspi/stsimg.h"
 #include "stspi/stspi.h"

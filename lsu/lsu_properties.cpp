@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
+#include "base/text_field.h"
 #include "lsu/dynamic_lsu_name.h"
 #include "lsu/mount_path_properties.h"
 #include "plugin/message_log.h"
 #include "plugin/property_list.h"
 #include "plugin/server_handle.h"
-#include "plugin/text_field.h"
 #include "plugin/trace_object.h"
 #include "sim/name_lists.h"
 #include "stspi/stspi.h"

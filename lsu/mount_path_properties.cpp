@@ -4,9 +4,9 @@
 
 #include <cstring>
 
+#include "base/text_field.h"
 #include "plugin/message_log.h"
 #include "plugin/server_handle.h"
-#include "plugin/text_field.h"
 #include "stspi/sts_status.h"
 
 namespace {

@@ -1,6 +1,6 @@
+#include "base/text_field.h"
 #include "lsu/dynamic_lsu_name.h"
 #include "plugin/server_handle.h"
-#include "plugin/text_field.h"
 #include "plugin/trace_object.h"
 #include "stspi/stspi.h"
 

@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-product='plugin lsu image sim copan redirect stsimage simhost'
+product='base plugin lsu image sim copan redirect stsimage simhost'
 
 # Source files whose paths match a pattern. Not by git: a checkout may be somebody else's, or a mere copy.
 sources() {

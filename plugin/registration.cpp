@@ -1,5 +1,5 @@
+#include "base/text_field.h"
 #include "plugin/claim.h"
-#include "plugin/text_field.h"
 #include "stspi/stsimg.h"
 #include "stspi/stspi.h"
 

@@ -1,13 +1,13 @@
 #include <algorithm>
 #include <memory>
 
+#include "base/text_field.h"
 #include "plugin/claim.h"
 #include "plugin/message_log.h"
 #include "plugin/server_factory.h"
 #include "plugin/server_handle.h"
-#include "plugin/sts_exception.h"
-#include "plugin/text_field.h"
 #include "plugin/trace_object.h"
+#include "sim/sts_exception.h"
 #include "stspi/stspi.h"
 
 namespace {

@@ -2,11 +2,11 @@
 #include <cstdio>
 #include <exception>
 
-#include "simhost/command_line.h"
-#include "simhost/failure.h"
-#include "simhost/interrupt.h"
+#include "simhost/commands/command_line.h"
+#include "simhost/host/interrupt.h"
+#include "simhost/host/standard_descriptors.h"
+#include "simhost/report/failure.h"
 #include "simhost/simhost_version.h"
-#include "simhost/standard_descriptors.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 

@@ -3,12 +3,12 @@
 #include <filesystem>
 #include <map>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "resource_registry.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/resource_registry.h"
 
 namespace conformance {
 

@@ -5,15 +5,15 @@
 
 #include <stdexcept>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "leak_check.h"
-#include "resource_registry.h"
-#include "sanitizers.h"
-#include "standard_output.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/leak_check.h"
+#include "conformance/watch/resource_registry.h"
+#include "conformance/watch/sanitizers.h"
+#include "conformance/watch/standard_output.h"
 
 namespace conformance {
 

@@ -1,9 +1,9 @@
 // The pass-through image calls, stspi_copy_extent and stspi_include_in_image.
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 

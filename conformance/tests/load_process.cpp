@@ -11,12 +11,12 @@
 #include <sstream>
 #include <thread>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "leak_check.h"
-#include "resource_registry.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/leak_check.h"
+#include "conformance/watch/resource_registry.h"
 
 namespace conformance {
 

@@ -4,12 +4,12 @@
 
 #include <thread>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "mount_messages.h"
-#include "resource_registry.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/mount_messages.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/resource_registry.h"
 
 namespace conformance {
 

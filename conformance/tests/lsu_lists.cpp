@@ -1,10 +1,10 @@
 // stspi_open_lsu_list, stspi_open_dynamic_lsu_list, stspi_list_lsu, stspi_close_lsu_list.
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "resource_registry.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/resource_registry.h"
 
 namespace conformance {
 

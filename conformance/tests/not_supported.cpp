@@ -1,8 +1,8 @@
 // The entry points that do nothing, and the control call.
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "test_case.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 

@@ -1,10 +1,10 @@
 // stspi_init, stspi_init2, stspi_terminate.
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "standard_output.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/standard_output.h"
 
 namespace conformance {
 

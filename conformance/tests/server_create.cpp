@@ -1,10 +1,10 @@
 // stspi_create_server.
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "image_calls.h"
-#include "mount_messages.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/calls/mount_messages.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 

@@ -1,11 +1,11 @@
 // stspi_get_server_prop and stspi_get_server_prop_byname.
 #include <sys/utsname.h>
 
-#include "configuration.h"
-#include "entry_points.h"
-#include "expect.h"
-#include "standard_output.h"
-#include "test_case.h"
+#include "conformance/calls/configuration.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
+#include "conformance/watch/standard_output.h"
 
 namespace conformance {
 

@@ -3,11 +3,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "entry_points.h"
-#include "expect.h"
-#include "exports.h"
-#include "image_calls.h"
-#include "test_case.h"
+#include "conformance/calls/entry_points.h"
+#include "conformance/calls/exports.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/report/test_case.h"
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 

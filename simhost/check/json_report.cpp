@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "simhost/check/utf8.h"
+#include "base/utf8.h"
 
 using Json = nlohmann::ordered_json;
 

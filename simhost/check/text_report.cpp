@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "base/utf8.h"
 #include "simhost/check/findings.h"
-#include "simhost/check/utf8.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "sim/config_file.h"
-#include "simhost/failure.h"
+#include "simhost/report/failure.h"
 
 namespace {
 

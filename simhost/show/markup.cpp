@@ -1,6 +1,6 @@
 #include "simhost/show/markup.h"
 
-#include "simhost/check/utf8.h"
+#include "base/utf8.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "base/escaped_text.h"
 #include "simhost/check/findings.h"
 #include "simhost/show/binary_size.h"
-#include "simhost/text_field.h"
 
 namespace {
 

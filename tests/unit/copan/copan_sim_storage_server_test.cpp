@@ -9,8 +9,8 @@
 #include <thread>
 
 #include "copan/copan_lsu.h"
-#include "plugin/sts_exception.h"
 #include "sim/orv_sim_storage_server.h"
+#include "sim/sts_exception.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/config_directory.h"
 #include "tests/support/log_recorder.h"

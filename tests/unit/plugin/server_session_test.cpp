@@ -7,7 +7,7 @@
 #include "copan/copan_sim_storage_server.h"
 #include "plugin/server_factory.h"
 #include "plugin/server_handle.h"
-#include "plugin/sts_exception.h"
+#include "sim/sts_exception.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/config_directory.h"
 #include "tests/support/log_recorder.h"

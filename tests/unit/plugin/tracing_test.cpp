@@ -5,9 +5,9 @@
 #include <new>
 
 #include "plugin/message_log.h"
-#include "plugin/sts_exception.h"
 #include "plugin/trace_object.h"
 #include "sim/session_log.h"
+#include "sim/sts_exception.h"
 #include "stspi/stspi.h"
 #include "tests/support/config_directory.h"
 #include "tests/support/log_recorder.h"

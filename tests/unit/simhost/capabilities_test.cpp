@@ -1,4 +1,4 @@
-#include "simhost/capabilities.h"
+#include "simhost/report/capabilities.h"
 
 #include <gtest/gtest.h>
 

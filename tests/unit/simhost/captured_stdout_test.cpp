@@ -1,4 +1,4 @@
-#include "simhost/captured_stdout.h"
+#include "simhost/host/captured_stdout.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "temporary_directory.h"
+#include "tests/support/temp_directory.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ protected:
         return content.str();
     }
 
-    TemporaryDirectory directory;
+    TempDirectory directory;
     std::string path = directory.path() + "/stdout";
 
 private:

@@ -1,4 +1,4 @@
-#include "simhost/data_sink.h"
+#include "simhost/host/data_sink.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "simhost/failure.h"
-#include "temporary_directory.h"
+#include "simhost/report/failure.h"
+#include "tests/support/temp_directory.h"
 
 namespace fs = std::filesystem;
 
@@ -22,7 +22,7 @@ protected:
         return static_cast<size_t>(std::distance(fs::directory_iterator(directory.path()), fs::directory_iterator()));
     }
 
-    TemporaryDirectory directory;
+    TempDirectory directory;
     std::string path = directory.path() + "/file";
 };
 

@@ -1,12 +1,12 @@
-#include "simhost/data_source.h"
+#include "simhost/host/data_source.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
 
-#include "simhost/failure.h"
-#include "temporary_directory.h"
+#include "simhost/report/failure.h"
+#include "tests/support/temp_directory.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ protected:
         return path;
     }
 
-    TemporaryDirectory directory;
+    TempDirectory directory;
     char buffer[16] = {};
 };
 

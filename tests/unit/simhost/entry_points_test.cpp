@@ -1,11 +1,11 @@
-#include "simhost/entry_points.h"
+#include "simhost/host/entry_points.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <iterator>
 
-#include "simhost/failure.h"
+#include "simhost/report/failure.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "simhost/failed_file_call.h"
+#include "simhost/host/failed_file_call.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "temporary_directory.h"
+#include "tests/support/temp_directory.h"
 
 namespace fs = std::filesystem;
 
@@ -16,7 +16,7 @@ class FailedFileCall : public testing::Test {
 protected:
     FailedFileCall() : root(directory.path()) { forget_failed_file_call(); }
 
-    TemporaryDirectory directory;
+    TempDirectory directory;
     std::string root;
 };
 

@@ -1,4 +1,4 @@
-#include "simhost/help_formatter.h"
+#include "simhost/commands/help_formatter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simhost/isolated_call.h"
+#include "simhost/host/isolated_call.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "simhost/lsu_description.h"
+#include "simhost/report/lsu_description.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

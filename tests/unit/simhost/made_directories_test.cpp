@@ -1,4 +1,4 @@
-#include "simhost/made_directories.h"
+#include "simhost/host/made_directories.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "temporary_directory.h"
+#include "tests/support/temp_directory.h"
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
@@ -20,7 +20,7 @@ class MadeDirectories : public testing::Test {
 protected:
     MadeDirectories() : root(fs::canonical(directory.path()).string()) { record_made_directories(); }
 
-    TemporaryDirectory directory;
+    TempDirectory directory;
     std::string root;
 };
 

@@ -1,18 +1,18 @@
-#include "simhost/mount_point.h"
+#include "simhost/host/mount_point.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "simhost/failure.h"
-#include "temporary_directory.h"
+#include "simhost/report/failure.h"
+#include "tests/support/temp_directory.h"
 
 namespace fs = std::filesystem;
 
 class MountPointTest : public testing::Test {
 protected:
-    TemporaryDirectory directory;
+    TempDirectory directory;
     std::string path = directory.path() + "/point";
 };
 

@@ -1,4 +1,4 @@
-#include "simhost/null_call.h"
+#include "simhost/host/null_call.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simhost/progress_bar.h"
+#include "simhost/report/progress_bar.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simhost/quantities.h"
+#include "simhost/report/quantities.h"
 
 #include <gtest/gtest.h>
 

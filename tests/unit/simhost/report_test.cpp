@@ -1,4 +1,4 @@
-#include "simhost/report.h"
+#include "simhost/report/report.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "simhost/server_name.h"
+#include "simhost/host/server_name.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simhost/failure.h"
+#include "simhost/report/failure.h"
 
 using testing::HasSubstr;
 using testing::Property;

@@ -1,4 +1,4 @@
-#include "simhost/session_log.h"
+#include "simhost/host/session_log.h"
 
 #include <gtest/gtest.h>
 

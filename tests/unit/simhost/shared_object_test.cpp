@@ -1,4 +1,4 @@
-#include "simhost/shared_object.h"
+#include "simhost/host/shared_object.h"
 
 #include <elf.h>
 #include <gmock/gmock.h>
@@ -8,8 +8,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "simhost/failure.h"
-#include "temporary_directory.h"
+#include "simhost/report/failure.h"
+#include "tests/support/temp_directory.h"
 
 using testing::Contains;
 
@@ -35,7 +35,7 @@ TEST(SharedObject, TellsNameNeedsAndExports) {
 }
 
 TEST(SharedObject, RefusesWhatCannotBeRead) {
-    TemporaryDirectory directory;
+    TempDirectory directory;
     EXPECT_THROW(read_shared_object(directory.path() + "/none"), UsageError);
     EXPECT_THROW(read_shared_object(directory.path()), UsageError);
     std::ofstream(directory.path() + "/empty").flush();
@@ -43,7 +43,7 @@ TEST(SharedObject, RefusesWhatCannotBeRead) {
 }
 
 TEST(SharedObject, SurvivesFilesThatAreCutAnywhere) {
-    TemporaryDirectory directory;
+    TempDirectory directory;
     const std::string path = directory.path() + "/cut";
     const std::string whole = content(library);
     for (size_t length = 1; length < whole.size(); length += whole.size() / 97) {
@@ -53,7 +53,7 @@ TEST(SharedObject, SurvivesFilesThatAreCutAnywhere) {
 }
 
 TEST(SharedObject, SurvivesPlacesThatLieOutside) {
-    TemporaryDirectory directory;
+    TempDirectory directory;
     const std::string path = directory.path() + "/wild";
     const std::string whole = content(library);
     for (size_t place = 0; place < sizeof(Elf64_Ehdr); ++place) {

@@ -1,8 +1,8 @@
-#include "simhost/starting_file.h"
+#include "simhost/commands/starting_file.h"
 
 #include <gtest/gtest.h>
 
-#include "simhost/failure.h"
+#include "simhost/report/failure.h"
 
 namespace {
 

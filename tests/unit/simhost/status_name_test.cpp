@@ -1,4 +1,4 @@
-#include "simhost/status_name.h"
+#include "simhost/report/status_name.h"
 
 #include <gtest/gtest.h>
 

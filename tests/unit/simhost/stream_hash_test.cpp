@@ -1,4 +1,4 @@
-#include "simhost/stream_hash.h"
+#include "simhost/host/stream_hash.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "simhost/text_table.h"
+#include "simhost/report/text_table.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

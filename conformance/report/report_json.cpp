@@ -1,0 +1,40 @@
+#include "conformance/report/report_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include "conformance/report/test_case.h"
+
+namespace conformance {
+
+using nlohmann::ordered_json;
+
+std::string json_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds) {
+    ordered_json counts = ordered_json::object();
+    ordered_json tests = ordered_json::array();
+    for (const Outcome outcome :
+         {Outcome::pass, Outcome::warn, Outcome::skip, Outcome::fail, Outcome::crash, Outcome::timeout})
+        counts[outcome_name(outcome)] = 0;
+    for (const TestResult &result : results) {
+        counts[outcome_name(result.outcome)] = counts[outcome_name(result.outcome)].get<unsigned>() + 1;
+        ordered_json findings = ordered_json::array();
+        for (const Finding &finding : result.findings)
+            findings.push_back({{"warning", finding.warning},
+                                {"called", finding.called},
+                                {"checked", finding.what},
+                                {"expected", finding.expected},
+                                {"got", finding.got},
+                                {"detail", finding.detail}});
+        tests.push_back({{"id", result.test->id},
+                         {"demand", result.test->demand},
+                         {"round", result.round},
+                         {"outcome", outcome_name(result.outcome)},
+                         {"seconds", result.seconds},
+                         {"reason", result.reason},
+                         {"findings", findings},
+                         {"standard_error", result.error_output}});
+    }
+    const ordered_json report = {{"plugin", plugin}, {"seconds", seconds}, {"counts", counts}, {"tests", tests}};
+    return report.dump(2, ' ', true, ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace conformance

@@ -1,0 +1,90 @@
+#include "conformance/report/report_junit.h"
+
+#include <fmt/format.h>
+
+#include "conformance/report/test_case.h"
+
+namespace conformance {
+
+namespace {
+
+std::string escaped(const std::string &text) {
+    std::string out;
+    for (const char character : text) {
+        switch (character) {
+            case '&':
+                out += "&amp;";
+                break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '"':
+                out += "&quot;";
+                break;
+            case '\n':
+                out += "&#10;";
+                break;
+            default:
+                // Other control bytes have no place in XML, and bytes of unknown encoding none in a UTF-8 file.
+                out += character >= 0x20 && character < 0x7f ? character : '?';
+        }
+    }
+    return out;
+}
+
+std::string details(const TestResult &result) {
+    std::string out = result.reason;
+    for (const Finding &finding : result.findings)
+        out += fmt::format("{}called {}: {}: expected {}, got {}\n{}", out.empty() ? "" : "\n", finding.called,
+                           finding.what, finding.shown_expected(), finding.shown_got(), finding.detail);
+    if (!result.error_output.empty())
+        out += "\nstandard error:\n" + result.error_output;
+    return out;
+}
+
+}  // namespace
+
+std::string junit_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds) {
+    std::string cases;
+    unsigned failures = 0;
+    unsigned errors = 0;
+    unsigned skipped = 0;
+    for (const TestResult &result : results) {
+        const size_t dot = result.test->id.find('.');
+        std::string inner;
+        switch (result.outcome) {
+            case Outcome::pass:
+                break;
+            case Outcome::skip:
+                ++skipped;
+                inner = fmt::format("<skipped message=\"{}\"/>", escaped(result.reason));
+                break;
+            case Outcome::warn:
+                inner = fmt::format("<system-out>{}</system-out>", escaped(details(result)));
+                break;
+            case Outcome::fail:
+                ++failures;
+                inner = fmt::format("<failure message=\"{}\">{}</failure>", escaped(result.test->demand),
+                                    escaped(details(result)));
+                break;
+            case Outcome::crash:
+            case Outcome::timeout:
+                ++errors;
+                inner = fmt::format("<error type=\"{}\" message=\"{}\">{}</error>", outcome_name(result.outcome),
+                                    escaped(result.test->demand), escaped(details(result)));
+                break;
+        }
+        cases += fmt::format("    <testcase classname=\"{}\" name=\"{}\" time=\"{:.3f}\">{}</testcase>\n",
+                             escaped(result.test->id.substr(0, dot)), escaped(result.test->id), result.seconds, inner);
+    }
+    return fmt::format(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
+        "  <testsuite name=\"stspi-conformance {}\" tests=\"{}\" failures=\"{}\" errors=\"{}\" skipped=\"{}\" "
+        "time=\"{:.3f}\">\n{}  </testsuite>\n</testsuites>\n",
+        escaped(plugin), results.size(), failures, errors, skipped, seconds, cases);
+}
+
+}  // namespace conformance

@@ -1,0 +1,13 @@
+// The results as JUnit XML, as build servers read it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "conformance/report/outcome.h"
+
+namespace conformance {
+
+std::string junit_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds);
+
+}  // namespace conformance

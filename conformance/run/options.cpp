@@ -1,0 +1,52 @@
+#include "conformance/run/options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <thread>
+
+namespace conformance {
+
+CommandLine read_command_line(int argc, char **argv, Options &options) {
+    options.jobs = std::max(1U, std::thread::hardware_concurrency());
+    CLI::App app{
+        "Tests a disk-storage plug-in against its interface.\n"
+        "Exit status: 0 all tests passed, 1 some failed, 2 wrong usage or the library cannot be tested.",
+        "stspi-conformance"};
+    app.set_version_flag("--version", STSPI_VERSION);
+    auto *plugin = app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library");
+    app.add_flag("--list", options.list, "Print the tests and what each demands, run none");
+    app.add_option("--filter", options.filter,
+                   "Only tests whose id matches one of these comma-separated shell patterns; each must match a test");
+    app.add_option("--jobs", options.jobs, "Tests to run at the same time")
+        ->check(CLI::Range(1U, 256U))
+        ->capture_default_str();
+    app.add_option("--timeout", options.timeout_seconds,
+                   "Seconds until a test is ended (four times as many for a few long tests)")
+        ->check(CLI::Range(1U, 86400U))
+        ->capture_default_str();
+    app.add_option("--repeat", options.repeat, "Run every test so many times")
+        ->check(CLI::Range(1U, 100000U))
+        ->capture_default_str();
+    app.add_option("--junit", options.junit_file, "Write the results as JUnit XML to this file");
+    app.add_option("--json", options.json_file, "Write the results as JSON to this file");
+    app.add_flag("-v,--verbose", options.verbose, "Print the tests that pass, too");
+    app.add_flag("--real-config", options.real_config,
+                 "Put the tests' configuration files into /etc/quillmere (root only, one test at a time; refused when "
+                 "there are configuration files already)");
+    try {
+        app.parse(argc, argv);
+        if (!options.list && plugin->count() == 0)
+            throw CLI::RequiredError("PLUGIN");
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            return CommandLine::done;
+        }
+        std::fprintf(stderr, "stspi-conformance: %s\nRun \"stspi-conformance --help\" for more information.\n",
+                     error.what());
+        return CommandLine::wrong;
+    }
+    return CommandLine::run;
+}
+
+}  // namespace conformance

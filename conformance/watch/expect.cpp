@@ -1,0 +1,123 @@
+#include "conformance/watch/expect.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+#include <utility>
+
+#include "conformance/report/hex_diff.h"
+#include "conformance/watch/call_note.h"
+#include "stspi/sts_status.h"
+
+namespace conformance {
+
+namespace {
+
+// Lists that take more than this are shown by an excerpt.
+constexpr size_t longest_list = 400;
+constexpr size_t around_difference = 3;  // entries in front of the first difference and behind it
+
+std::string joined(const std::vector<std::string> &texts) {
+    std::string out;
+    for (const std::string &text : texts)
+        out += (out.empty() ? "" : ", ") + quoted(text, std::string::npos);
+    return texts.empty() ? "nothing" : out;
+}
+
+// "2000 entries; from number 11: ... "a", "b" ...", about the entry at index difference.
+std::string excerpt(const std::vector<std::string> &texts, size_t difference) {
+    const size_t begin = difference > around_difference ? difference - around_difference : 0;
+    const size_t end = std::min(texts.size(), difference + around_difference + 1);
+    std::string out = fmt::format("{} entries", texts.size());
+    for (size_t i = begin; i < end; ++i)
+        out += fmt::format("{}{}", i == begin ? fmt::format("; from number {}: ", i + 1) : ", ", quoted(texts[i], 80));
+    return out + (begin >= end || end == texts.size() ? "" : ", ...");
+}
+
+}  // namespace
+
+void skip_test(const std::string &reason) { throw SkipTest{reason}; }
+
+std::vector<Finding> &findings() {
+    static std::vector<Finding> list;
+    return list;
+}
+
+void add_finding(Finding finding) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    findings().push_back(std::move(finding));
+}
+
+void add_finding(const std::string &what, const std::string &expected, const std::string &got,
+                 const std::string &detail) {
+    add_finding({false, last_call(), what, expected, got, detail, {}, {}});
+}
+
+void warn(const std::string &what, const std::string &usual, const std::string &got) {
+    findings().push_back({true, last_call(), what, usual, got, {}, {}, {}});
+}
+
+std::string status_text(int32_t status) {
+    switch (status) {
+#define STATUS_CASE(name, number, meaning) \
+    case number:                           \
+        return #name " (" #number ")";
+        STS_STATUS_LIST(STATUS_CASE)
+#undef STATUS_CASE
+        default:
+            return std::to_string(status);
+    }
+}
+
+bool expect_status(int32_t got, int32_t expected) {
+    return expect_true(got == expected, "status", status_text(expected), status_text(got));
+}
+
+void require_status(int32_t got, int32_t expected) {
+    if (!expect_status(got, expected))
+        throw StopTest{};
+}
+
+bool expect_true(bool holds, const std::string &what, const std::string &expected, const std::string &got) {
+    if (!holds)
+        add_finding(what, expected, got);
+    return holds;
+}
+
+void require_true(bool holds, const std::string &what, const std::string &expected, const std::string &got) {
+    if (!expect_true(holds, what, expected, got))
+        throw StopTest{};
+}
+
+bool expect_text(const std::string &what, const std::string &got, const std::string &expected) {
+    return expect_true(got == expected, what, quoted(expected), quoted(got));
+}
+
+bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size) {
+    if (std::memcmp(got, expected, size) == 0)
+        return true;
+    add_finding(what, fmt::format("{} given bytes", size), "others",
+                hex_diff(static_cast<const unsigned char *>(expected), static_cast<const unsigned char *>(got), size));
+    return false;
+}
+
+bool expect_texts(const std::string &what, const std::vector<std::string> &got,
+                  const std::vector<std::string> &expected) {
+    if (got == expected)
+        return true;
+    Finding finding{false, last_call(), what, joined(expected), joined(got), {}, {}, {}};
+    if (finding.expected.size() > longest_list || finding.got.size() > longest_list) {
+        const size_t both = std::min(got.size(), expected.size());
+        const auto length = static_cast<std::ptrdiff_t>(both);
+        const auto place = std::mismatch(got.begin(), got.begin() + length, expected.begin());
+        const auto difference = static_cast<size_t>(place.first - got.begin());
+        finding.detail = fmt::format("the first difference is number {}", difference + 1);
+        finding.expected_excerpt = excerpt(expected, difference);
+        finding.got_excerpt = excerpt(got, difference);
+    }
+    add_finding(std::move(finding));
+    return false;
+}
+
+}  // namespace conformance

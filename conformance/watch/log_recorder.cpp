@@ -1,0 +1,112 @@
+#include "conformance/watch/log_recorder.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+
+namespace conformance {
+
+namespace {
+
+// Contexts are no addresses, so that one lost or changed on its way is told from a right one.
+constexpr uint64_t context_base = 0xc0de5e55'00000000;
+
+std::deque<std::unique_ptr<Session>> &sessions() {
+    static std::deque<std::unique_ptr<Session>> list;
+    return list;
+}
+
+std::string show(uint64_t context, int32_t level, const std::string &text) {
+    return fmt::format("      level {} context {:x} {}\n", level, context, quoted(text));
+}
+
+bool passes(const LogLine &line, uint32_t mask) {
+    return line.log_class == LogClass::unmasked ||
+           (mask & (line.log_class == LogClass::trace ? STS_LOG_MASK_TRACE : STS_LOG_MASK_ERROR)) != 0;
+}
+
+}  // namespace
+
+LogLine trace(const std::string &text) { return {LogClass::trace, text}; }
+LogLine error(const std::string &text) { return {LogClass::error, text}; }
+LogLine unmasked(const std::string &text) { return {LogClass::unmasked, text}; }
+LogLine entering(const std::string &entry_point) { return trace("++++ Entering " + entry_point + "\n"); }
+LogLine leaving(const std::string &entry_point) { return trace("---- Leaving " + entry_point + "\n"); }
+
+void receive(uint64_t context, const char *text, int32_t level) {
+    const uint64_t index = context - context_base;
+    Session *session = index < sessions().size() ? sessions()[index].get() : nullptr;
+    if (session == nullptr) {
+        add_finding("log context", "the context of a session", fmt::format("{:x}", context));
+        return;
+    }
+    if (session->on_message)
+        session->on_message();
+    session->messages_.push_back(
+        {context, text == nullptr ? "(null)" : text, level, static_cast<int>(syscall(SYS_gettid))});
+}
+
+Session::Session(uint32_t mask, bool is_null) : is_null_(is_null) {
+    record_->log_context = context_base + sessions().size();
+    record_->log_function = receive;
+    set_mask(mask);
+}
+
+Session &new_session(uint32_t mask) {
+    return *sessions().emplace_back(std::unique_ptr<Session>(new Session(mask, false)));
+}
+
+Session &new_null_session() { return *sessions().emplace_back(std::unique_ptr<Session>(new Session(0, true))); }
+
+bool Session::expect_log(const std::vector<LogLine> &lines) {
+    std::string expected;
+    std::string got;
+    const bool silent = is_null_ || record_->log_function == nullptr;
+    for (const LogLine &line : lines)
+        if (!silent && passes(line, record_->log_mask))
+            expected += show(record_->log_context,
+                             line.log_class == LogClass::trace ? STS_LOG_LEVEL_TRACE : STS_LOG_LEVEL_ERROR, line.text);
+    for (const RecordedMessage &message : messages_)
+        got += show(message.context, message.level, message.text);
+    clear();
+    if (expected == got)
+        return true;
+    const std::string where =
+        is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
+    add_finding(where, "these messages", "others",
+                "expected\n" + (expected.empty() ? "      nothing\n" : expected) + "got\n" +
+                    (got.empty() ? "      nothing\n" : got));
+    return false;
+}
+
+void Session::set_mask(uint32_t mask) {
+    record_->log_mask = mask;
+    record_.remember();
+}
+
+void Session::set_log_function(sts_log_function_t function) {
+    record_->log_function = function;
+    record_.remember();
+}
+
+void Session::expect_unwritten() { record_.expect_untouched("session record"); }
+
+void expect_under_every_mask(int32_t status, const std::vector<LogLine> &lines,
+                             const std::function<int32_t(Session &)> &action) {
+    const auto run = [&](Session &session) {
+        expect_status(action(session), status);
+        session.expect_log(lines);
+        session.expect_unwritten();
+    };
+    for (const uint32_t mask : {0xffU, 0x9U, 0x1U, 0x8U, 0x0U, 0xf6U, 0xffffff00U, 0x101U, 0x800U})
+        run(new_session(mask));
+    Session &without_function = new_session();
+    without_function.set_log_function(nullptr);
+    run(without_function);
+    run(new_null_session());
+}
+
+}  // namespace conformance

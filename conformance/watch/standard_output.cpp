@@ -1,0 +1,31 @@
+#include "conformance/watch/standard_output.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
+namespace conformance {
+
+namespace {
+
+off_t taken = 0;
+
+}  // namespace
+
+void redirect_output(int output_file, int error_file) {
+    dup2(output_file, STDOUT_FILENO);
+    dup2(error_file, STDERR_FILENO);
+}
+
+std::string take_output() {
+    std::cout.flush();
+    std::fflush(stdout);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t count; (count = pread(STDOUT_FILENO, buffer, sizeof buffer, taken)) > 0; taken += count)
+        text.append(buffer, static_cast<size_t>(count));
+    return text;
+}
+
+}  // namespace conformance

@@ -1,0 +1,166 @@
+#include "simhost/commands/command_line.h"
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+
+#include "base/escaped_text.h"
+#include "simhost/check/suggestion.h"
+#include "simhost/commands/help_formatter.h"
+#include "simhost/host/image_transfer.h"
+#include "simhost/host/server.h"
+#include "simhost/report/quantities.h"
+
+CLI::App *add_command(CLI::App &app, const char *name, const char *description) {
+    CLI::App *command = app.add_subcommand(name, description);
+    command->group("Commands");
+    return command;
+}
+
+CLI::Option *add_json_option(CLI::App &command, OutputOptions &options) {
+    return command.add_flag("--json", options.json, "Answer with one JSON document on standard output");
+}
+
+void add_output_options(CLI::App &command, OutputOptions &options) {
+    command.add_flag("-v,--verbose", options.verbose, "Show every call and the plug-in's log messages");
+    add_json_option(command, options);
+    command.add_flag("--strict", options.strict, "End with status 3 when all is well but for warnings");
+}
+
+void add_host_options(CLI::App &command, HostOptions &options) {
+    command
+        .add_option(
+            "-p,--plugin", options.plugin,
+            "Plug-in to load (default: the libstspi_kelvarpool.so that was built or installed with this program)")
+        ->type_name("FILE");
+    command
+        .add_option("--image-library", options.image_library,
+                    "Image library to load for the plug-in (default: the one it finds itself)")
+        ->type_name("FILE");
+    command
+        .add_option("--image-root", options.image_root,
+                    "Where the substitute image library keeps images of LSUs whose text is not a path "
+                    "(default: $STSIMAGE_ROOT, or the library's own)")
+        ->type_name("DIR");
+    command
+        .add_option("-c,--config-dir", options.config_dir, "Directory with the .sim files (default: /etc/quillmere)")
+        ->type_name("DIR")
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+}
+
+void add_progress_option(CLI::App &command, OutputOptions &options) {
+    command.add_flag_callback(
+        "--no-progress", [&options] { options.progress = false; }, "Draw no progress bar");
+}
+
+void add_chunk_option(CLI::App &command, uint64_t &chunk_bytes) {
+    command
+        .add_option_function<std::string>(
+            "--chunk",
+            [&chunk_bytes](const std::string &text) {
+                try {
+                    chunk_bytes = parse_byte_count(text);
+                } catch (const std::invalid_argument &failure) {
+                    throw CLI::ValidationError("--chunk", failure.what());
+                }
+                if (chunk_bytes == 0 || chunk_bytes > largest_chunk_bytes)
+                    throw CLI::ValidationError("--chunk", "must be from 1 to 1G");
+            },
+            "Bytes of one read or write call, with K, M or G (default: 1M)")
+        ->type_name("SIZE");
+}
+
+std::vector<std::string> ServerOptions::hosts_or_default() const {
+    return hosts.empty() ? std::vector<std::string>{host_part(server)} : hosts;
+}
+
+void add_server_options(CLI::App &command, ServerOptions &options) {
+    command
+        .add_option("-s,--server", options.server,
+                    "Server to open, PREFIX:HOST; PREFIX.sim describes it. \"Kelvarpool:...\" is a disk array, any "
+                    "other a Copan array")
+        ->type_name("NAME")
+        ->required();
+    command
+        .add_option("--hosts", options.hosts,
+                    "Hosts to open a disk array for, separated by commas (default: HOST of the server's name)")
+        ->type_name("HOST,...")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::Validator([](const std::string &name) { return name.empty() ? "a host has no name" : ""; }, ""));
+}
+
+namespace {
+
+void add_image_commands(CLI::App &app, CommandLine &line) {
+    CLI::App *image = add_command(app, "image", "Work with the images of an LSU");
+    image->require_subcommand(1);
+    add_image_put_command(*image, line);
+    add_image_get_command(*image, line);
+    add_image_ls_command(*image, line);
+    add_image_stat_command(*image, line);
+    add_image_rm_command(*image, line);
+    add_image_copy_command(*image, line);
+}
+
+}  // namespace
+
+namespace {
+
+std::string unknown_word(const CLI::App &command, const std::string &word) {
+    std::vector<std::string> known;
+    const char *what = "unexpected argument";
+    if (word.front() == '-') {
+        what = "unknown option";
+        for (const CLI::Option *option : command.get_options())
+            for (const std::string &name : option->get_lnames())
+                known.push_back("--" + name);
+    } else if (!command.get_subcommands(nullptr).empty()) {
+        what = "unknown command";
+        for (const CLI::App *subcommand : command.get_subcommands(nullptr))
+            known.push_back(subcommand->get_name());
+    }
+    const std::string nearest = nearest_word(word, known);
+    return fmt::format("{} {}{}", what, in_quotes(word),
+                       nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest));
+}
+
+}  // namespace
+
+void add_commands(CLI::App &app, CommandLine &line) {
+    app.set_help_flag("-h,--help", "Show this help and end");
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.require_subcommand(1);
+    add_run_command(app, line);
+    add_claim_command(app, line);
+    add_server_command(app, line);
+    add_pools_command(app, line);
+    add_volumes_command(app, line);
+    add_lsu_command(app, line);
+    add_mount_command(app, line);
+    add_image_commands(app, line);
+    add_probe_command(app, line);
+    add_init_command(app, line);
+    add_check_command(app, line);
+    add_show_command(app, line);
+    app.footer(
+        "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
+        "cannot be used, 3 all is well but for warnings (with --strict).\n"
+        "\"simhost COMMAND --help\" tells the options of a command.");
+}
+
+std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure) {
+    const CLI::App *command = &app;
+    std::string words = "simhost";
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        words += ' ' + command->get_name();
+    }
+    // What CLI11 misses first hides what it did not understand.
+    std::string text = failure.what();
+    if (const std::vector<std::string> unknown = command->remaining(); !unknown.empty())
+        text = unknown_word(*command, unknown.front());
+    else if (!command->get_subcommands(nullptr).empty())
+        text = "a command is missing";
+    return fmt::format("simhost: {}\nRun \"{} --help\" for more information.\n", text, words);
+}

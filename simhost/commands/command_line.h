@@ -1,0 +1,72 @@
+// The command line: one subcommand a file, each of which leaves an action to carry out.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "simhost/host/captured_stdout.h"
+#include "simhost/host/host.h"
+#include "simhost/report/report.h"
+
+// What a command has to work with.
+struct Workbench {
+    Report &report;
+    CapturedStdout &captured;
+};
+
+struct CommandLine {
+    std::string command;  // "run", "image put"
+    OutputOptions output;
+    HostOptions host;
+    std::function<void(Workbench &)> action;
+};
+
+// Adds a subcommand.
+CLI::App *add_command(CLI::App &app, const char *name, const char *description);
+
+// Adds --json alone, for a command that makes no calls.
+CLI::Option *add_json_option(CLI::App &command, OutputOptions &options);
+// Adds --json, --verbose and --strict.
+void add_output_options(CLI::App &command, OutputOptions &options);
+// Adds the choice of the plug-in and of its surroundings.
+void add_host_options(CLI::App &command, HostOptions &options);
+
+// Adds --no-progress.
+void add_progress_option(CLI::App &command, OutputOptions &options);
+// Adds --chunk, the size of one read or write call.
+void add_chunk_option(CLI::App &command, uint64_t &chunk_bytes);
+
+struct ServerOptions {
+    std::string server;
+    std::vector<std::string> hosts;  // empty: the HOST part of the server's name
+
+    std::vector<std::string> hosts_or_default() const;
+};
+// Adds --server and --hosts.
+void add_server_options(CLI::App &command, ServerOptions &options);
+
+void add_check_command(CLI::App &app, CommandLine &line);
+void add_claim_command(CLI::App &app, CommandLine &line);
+void add_image_copy_command(CLI::App &app, CommandLine &line);
+void add_image_get_command(CLI::App &app, CommandLine &line);
+void add_image_ls_command(CLI::App &app, CommandLine &line);
+void add_image_put_command(CLI::App &app, CommandLine &line);
+void add_image_rm_command(CLI::App &app, CommandLine &line);
+void add_image_stat_command(CLI::App &app, CommandLine &line);
+void add_init_command(CLI::App &app, CommandLine &line);
+void add_lsu_command(CLI::App &app, CommandLine &line);
+void add_mount_command(CLI::App &app, CommandLine &line);
+void add_pools_command(CLI::App &app, CommandLine &line);
+void add_probe_command(CLI::App &app, CommandLine &line);
+void add_run_command(CLI::App &app, CommandLine &line);
+void add_server_command(CLI::App &app, CommandLine &line);
+void add_show_command(CLI::App &app, CommandLine &line);
+void add_volumes_command(CLI::App &app, CommandLine &line);
+
+// Adds all commands and their help.
+void add_commands(CLI::App &app, CommandLine &line);
+
+// What to tell about arguments that could not be read: the mistake, and where to look.
+std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure);

@@ -1,0 +1,59 @@
+#include "simhost/commands/image_options.h"
+
+#include <fmt/format.h>
+
+#include <ctime>
+
+#include "base/escaped_text.h"
+#include "base/text_field.h"
+#include "simhost/commands/server_session.h"
+
+void add_image_options(CLI::App &command, ImageOptions &options, CommandLine &line) {
+    add_server_options(command, options.server);
+    command
+        .add_option("-l,--lsu", options.lsu,
+                    "LSU that the image is on: a pool, /DIRECTORY (a mounted volume, say), or a Copan array's LSU")
+        ->type_name("NAME")
+        ->required();
+    add_host_options(command, line.host);
+    add_output_options(command, line.output);
+}
+
+void with_images(const Workbench &bench, const HostOptions &host_options, const ImageOptions &options,
+                 const std::function<void(ImageStore &)> &work) {
+    with_server(bench, host_options, options.server, [&](Server &server) {
+        ImageStore store(server, options.lsu);
+        bench.report.result()["lsu"] = options.lsu;
+        work(store);
+    });
+}
+
+void warn_of_unusable_lsu(ImageStore &store) {
+    // A directory that is not there the library refuses.
+    if (store.lsu_name().rfind('/', 0) == 0)
+        return;
+    if (const std::string why = store.why_not_usable(); !why.empty())
+        store.host().report().warn(fmt::format("{} (the image library stores it all the same)", why));
+}
+
+void refuse_to_replace(ImageStore &store, const std::string &name) {
+    if (store.has(name))
+        throw UsageError(
+            fmt::format("the image {} is there already; --replace puts another in its place", in_quotes(name)));
+}
+
+std::string format_time(int64_t seconds) {
+    const time_t time = seconds;
+    tm parts = {};
+    char text[64];
+    if (gmtime_r(&time, &parts) == nullptr || strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts) == 0)
+        return fmt::format("{} seconds", seconds);
+    return text;
+}
+
+Json image_to_json(const std::string &lsu, const sts_image_info_t &info) {
+    return {{"lsu", lsu},
+            {"name", field_text(info.name)},
+            {"size_bytes", info.size_bytes},
+            {"creation_time", info.creation_time}};
+}

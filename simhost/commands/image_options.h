@@ -1,0 +1,31 @@
+// What all image commands share.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "simhost/commands/command_line.h"
+#include "simhost/host/image.h"
+
+struct ImageOptions {
+    ServerOptions server;
+    std::string lsu;
+};
+
+// Adds --server, --hosts, --lsu and the options of the host and of the output.
+void add_image_options(CLI::App &command, ImageOptions &options, CommandLine &line);
+
+// Opens the server and gives its LSU's images to the work.
+void with_images(const Workbench &bench, const HostOptions &host_options, const ImageOptions &options,
+                 const std::function<void(ImageStore &)> &work);
+
+// Warns when the server does not offer the LSU to its hosts: the image library takes images for it all the same.
+void warn_of_unusable_lsu(ImageStore &store);
+
+// Throws UsageError when the image is there and must not be replaced.
+void refuse_to_replace(ImageStore &store, const std::string &name);
+
+// "2026-11-20 18:52:17 UTC".
+std::string format_time(int64_t seconds);
+
+Json image_to_json(const std::string &lsu, const sts_image_info_t &info);

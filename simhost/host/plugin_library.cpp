@@ -1,0 +1,60 @@
+#include "simhost/host/plugin_library.h"
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "simhost/host/install_paths.h"
+#include "simhost/report/failure.h"
+
+namespace {
+
+// The loader takes a bare name for one to search for, even where a file of that name is at hand.
+std::string loadable(const std::string &path) {
+    std::error_code failure;
+    return std::filesystem::exists(path, failure) ? std::filesystem::absolute(path).string() : path;
+}
+
+void *load(const std::string &path, const char *what) {
+    void *library = dlopen(loadable(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr)
+        throw UsageError(fmt::format("cannot load the {}: {}", what, dlerror()));
+    return library;
+}
+
+}  // namespace
+
+PluginLibrary::PluginLibrary(const std::string &path, const std::string &image_library) {
+    if (!image_library.empty())
+        load(image_library, "image library");
+    m_library = load(path, "plug-in");
+    init = reinterpret_cast<decltype(init)>(symbol("stspi_init"));
+    init2 = reinterpret_cast<decltype(init2)>(symbol("stspi_init2"));
+    if (init == nullptr || init2 == nullptr)
+        throw UsageError(
+            fmt::format("{} is not a plug-in: it exports no {}", path, init == nullptr ? "stspi_init" : "stspi_init2"));
+    m_image_library_error = reinterpret_cast<decltype(m_image_library_error)>(symbol("stsimg_last_error"));
+}
+
+void *PluginLibrary::symbol(const char *name) const { return dlsym(m_library, name); }
+
+std::string PluginLibrary::image_library_error() const {
+    const char *text = m_image_library_error == nullptr ? nullptr : m_image_library_error();
+    return text == nullptr ? "" : text;
+}
+
+std::string default_plugin_path() {
+    namespace fs = std::filesystem;
+    static constexpr char name[] = "libstspi_kelvarpool.so";
+    std::error_code failure;
+    const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+    if (!failure)
+        for (const char *directory : {"../lib", SIMHOST_PLUGIN_DIRECTORY}) {
+            const fs::path path = program.parent_path() / directory / name;
+            if (fs::exists(path, failure))
+                return fs::weakly_canonical(path, failure).string();
+        }
+    return name;
+}
