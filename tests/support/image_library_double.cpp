@@ -30,6 +30,8 @@ ImageLibraryDouble::ImageLibraryDouble() { current = this; }
 ImageLibraryDouble::~ImageLibraryDouble() { current = nullptr; }
 
 int32_t ImageLibraryDouble::record(ImageLibraryCall call) {
+    if (when_called)
+        when_called();
     m_calls.push_back(std::move(call));
     return m_status;
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,9 @@ public:
     int32_t write_status = 0;
     uint64_t write_count = 0;
     std::string written;  // what the writes were given
+
+    // Run when a call arrives, before anything else.
+    std::function<void()> when_called;
 
     // For the library's functions.
     int32_t record(ImageLibraryCall call);

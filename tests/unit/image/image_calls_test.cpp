@@ -134,6 +134,16 @@ TEST_P(ImageCall, OnACopanArrayTheDirectoryReachesTheLibrary) {
                                         trace("new lsu_name is "), trace(path)));
 }
 
+TEST_P(ImageCall, MessagesOfACopanArrayComeBeforeTheLibrarysCall) {
+    const OpenedServer server(m_log.session(), "copan:arr1");
+    std::vector<Message> before_the_call;
+    m_library.when_called = [&] { before_the_call = m_log.messages(); };
+    EXPECT_EQ(call(server, "vol1"), 0);
+    EXPECT_THAT(before_the_call,
+                ElementsAre(entering(GetParam().trace), trace("Replacing LSU name by its path, original lsu_name is "),
+                            trace("vol1"), trace("new lsu_name is "), trace(m_directory / "cop/vol1")));
+}
+
 TEST_P(ImageCall, UnknownLsuOfACopanArrayHasNoServer) {
     const OpenedServer server(m_log.session(), "copan:arr1");
     EXPECT_EQ(call(server, "vol9"), STS_E_NO_SERVER);

@@ -102,23 +102,33 @@ TEST_F(GetLsuProp, UnknownPool) {
     }
 }
 
-TEST_F(GetLsuProp, PropertyTextOfManyHostsIsCutAtItsField) {
+TEST_F(GetLsuProp, PropertyTextHoldsEveryHostOfALongLine) {
     std::string hosts;
-    for (int i = 0; i < 100; ++i)
-        hosts += "h" + std::to_string(i) + ",";
-    std::string text;
-    // A second enclosure line set cannot add hosts, so one line must do: 1023 bytes of names are its most.
-    text = "ENCLOSURE=p1;\nHOSTS=" + hosts + ";\nDISKS=d1;\n";
-    configure_array(text);
+    std::string line = "HOSTS=";
+    for (int i = 0; i < 100; ++i) {
+        const std::string host = "h" + std::to_string(i);
+        hosts += (i != 0 ? "," : "") + host;
+        line += host + ",";
+    }
+    configure_array("ENCLOSURE=p1;\n" + line + ";\nDISKS=d1;\n");
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
     EXPECT_EQ(get(server, "p1"), 0);
-    EXPECT_LT(std::strlen(m_info.property_text), 2048U);
-    // Past the field with hosts bound by hand.
-    for (int i = 0; i < 400; ++i)
-        server.handle()->disk_array->getPoolLSUInfo("p1")->hosts->bind(("long-host-name-" + std::to_string(i)).c_str(),
-                                                                       1);
+    // The last ';' stands alone between commas: a name that is cut to nothing, kept as every other.
+    EXPECT_EQ(m_info.property_text, "VolumeCount=1;StorelCount=1;Hosts=" + hosts + ",");
+}
+
+TEST_F(GetLsuProp, PropertyTextOfTooManyHostsIsCutAtItsField) {
+    configure_array(pool("p1", "d1"));
+    const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
+    // A line of the file holds 1023 bytes; past the field with hosts bound by hand.
+    std::string hosts = "h1";
+    for (int i = 0; i < 400; ++i) {
+        const std::string host = "long-host-name-" + std::to_string(i);
+        server.handle()->disk_array->getPoolLSUInfo("p1")->hosts->bind(host.c_str(), 1);
+        hosts.insert(0, host + ",");  // the newest comes first
+    }
     EXPECT_EQ(get(server, "p1"), 0);
-    EXPECT_EQ(std::strlen(m_info.property_text), 2047U);
+    EXPECT_EQ(m_info.property_text, ("VolumeCount=1;StorelCount=1;Hosts=" + hosts).substr(0, 2047));
     EXPECT_EQ(m_info.flags, 1U);
 }
 
@@ -339,7 +349,7 @@ public:
     std::vector<LSU *> *getLSUList() override { return nullptr; }
     LSU *getLSU(std::string) override { return &lsu; }
     char *generate_path(std::string) override {
-        auto *path = new char[1024];
+        auto *path = new char[2048];
         std::strcpy(path, m_path.c_str());
         return path;
     }
@@ -366,6 +376,19 @@ TEST_F(GetLsuProp, CopanLsuOrServerWithoutANameIsNotFound) {
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), 0);
     EXPECT_STREQ(m_info.lsu_name, "model");
     EXPECT_STREQ(m_info.server_name, "server");
+}
+
+TEST_F(GetLsuProp, CopiedVersionOfALongPathIsWhatFitsTheName) {
+    const std::string path = "/" + std::string(1100, 'p');
+    NamelessServer server(path);
+    ServerHandle handle;
+    handle.session = m_log.session();
+    handle.sts_object = &server;
+    const stsp_lsu_v7_t lsu{&handle, "any"};
+    EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), STS_E_SYSTEM);
+    const std::string copied = path.substr(0, 1023);
+    EXPECT_THAT(messages(), ElementsAre(trace("The generated mount path is: "), trace(path), trace("Copied version: "),
+                                        trace(copied), error("Error calling statvfs, LSU name is: "), error(copied)));
 }
 
 TEST_F(GetLsuProp, EmptyGeneratedPathIsMinusTwo) {

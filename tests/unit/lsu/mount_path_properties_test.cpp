@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 
 #include "plugin/server_handle.h"
+#include "tests/support/file_system_double.h"
 #include "tests/unit/lsu/lsu_test.h"
 
 namespace {
@@ -66,6 +67,40 @@ TEST_F(MountPathProperties, TellsTheFileSystemsSizes) {
     expected.used_bytes = used;
     EXPECT_EQ(std::memcmp(&m_info, &expected, sizeof expected), 0);  // nothing else is written
     EXPECT_THAT(m_log.messages(), IsEmpty());
+}
+
+TEST_F(MountPathProperties, CountsFragmentsAndTheBlocksThatEveryoneMayUse) {
+    struct statvfs answer {};
+    answer.f_bsize = 4096;  // how much to write at once: not what the counts are in
+    answer.f_frsize = 1000;
+    answer.f_blocks = 700;
+    answer.f_bfree = 400;  // some of them for root alone
+    answer.f_bavail = 300;
+    answer.f_files = 50;
+    answer.f_ffree = 20;
+    answer.f_favail = 10;
+    const FileSystemDouble file_system(answer);
+    sts_lsu_info_v9_t expected = m_info;
+    EXPECT_EQ(get("/anywhere"), 0);
+    EXPECT_EQ(file_system.path(), "/anywhere");
+    std::strcpy(expected.server_name, "host.name");
+    expected.lsu_class = 1;
+    expected.flags |= 0x80;
+    expected.block_size_bytes = 1000;
+    expected.capacity_bytes = 700000;
+    expected.used_bytes = 400000;
+    EXPECT_EQ(std::memcmp(&m_info, &expected, sizeof expected), 0);
+}
+
+TEST_F(MountPathProperties, SizesBeyond32BitsAreWhole) {
+    struct statvfs answer {};
+    answer.f_frsize = 65536;
+    answer.f_blocks = 0x500000001;
+    answer.f_bavail = 0x300000000;
+    const FileSystemDouble file_system(answer);
+    EXPECT_EQ(get("/"), 0);
+    EXPECT_EQ(m_info.capacity_bytes, 0x5000000010000U);
+    EXPECT_EQ(m_info.used_bytes, 0x2000000010000U);
 }
 
 TEST_F(MountPathProperties, FlagIsAddedToTheCallersFlags) {

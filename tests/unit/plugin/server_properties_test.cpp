@@ -27,12 +27,13 @@ const Bits disk_array_bits = {
     {1164, 0x04000000}, {1168, 0x00004010}, {1172, 0x00001004}, {1176, 0x80100000}, {1180, 0x00000100},
 };
 
-class ServerProperties : public testing::Test {
+// What stands in the record beforehand: between them the two patterns leave no bit set that a call has to set.
+class ServerProperties : public testing::TestWithParam<int> {
 protected:
     ServerProperties() {
         m_config.write("Kelvarpool", "ENCLOSURE=p1;\n");
         m_config.write("copan", "STORAGE_SERVER=nodeB;\n");
-        std::memset(&m_info, 0x21, sizeof m_info);
+        std::memset(&m_info, GetParam(), sizeof m_info);
         m_expected = m_info;
     }
 
@@ -66,7 +67,9 @@ std::string simulated_host_name() {
 
 class GetServerProp : public ServerProperties {};
 
-TEST_F(GetServerProp, DiskArray) {
+INSTANTIATE_TEST_SUITE_P(Patterns, GetServerProp, testing::Values(0x21, 0xde));
+
+TEST_P(GetServerProp, DiskArray) {
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
     m_log.clear();
     EXPECT_EQ(stspi_get_server_prop(server.handle(), &m_info), 0);
@@ -77,7 +80,44 @@ TEST_F(GetServerProp, DiskArray) {
     EXPECT_THAT(m_log.messages(), ElementsAre(entering("stspi_get_server_prop"), leaving("stspi_get_server_prop")));
 }
 
-TEST_F(GetServerProp, BitsThatWereSetStaySet) {
+// A session whose log function looks at a record when the leaving line comes.
+class RecordAtLeaving {
+public:
+    explicit RecordAtLeaving(const sts_server_info_t &info) : m_info(info) {
+        m_session.log_context = reinterpret_cast<uintptr_t>(this);
+        m_session.log_function = look;
+        m_session.log_mask = STS_LOG_MASK_TRACE;
+    }
+    const sts_session_def_v7_t *session() const { return &m_session; }
+    int looks() const { return m_looks; }
+    // Whether the record was then as it is expected here.
+    bool was(const sts_server_info_t &expected) const { return std::memcmp(&m_seen, &expected, sizeof expected) == 0; }
+
+private:
+    static void look(uint64_t context, const char *text, int32_t) {
+        auto &self = *reinterpret_cast<RecordAtLeaving *>(context);
+        if (std::strncmp(text, "---- Leaving stspi_get_server_prop", 34) != 0)
+            return;
+        ++self.m_looks;
+        self.m_seen = self.m_info;
+    }
+
+    const sts_server_info_t &m_info;
+    sts_server_info_t m_seen;
+    int m_looks = 0;
+    sts_session_def_v7_t m_session{};
+};
+
+TEST_P(GetServerProp, LeavingLineComesBeforeTheRecordIsWritten) {
+    const RecordAtLeaving at_leaving(m_info);
+    const OpenedServer server(at_leaving.session(), "Kelvarpool:nodeA");
+    EXPECT_EQ(stspi_get_server_prop(server.handle(), &m_info), 0);
+    EXPECT_EQ(at_leaving.looks(), 1);
+    EXPECT_TRUE(at_leaving.was(m_expected));
+    EXPECT_FALSE(at_leaving.was(m_info));
+}
+
+TEST_P(GetServerProp, BitsThatWereSetStaySet) {
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
     std::memset(&m_info, 0xff, sizeof m_info);
     m_expected = m_info;
@@ -86,7 +126,7 @@ TEST_F(GetServerProp, BitsThatWereSetStaySet) {
     check();
 }
 
-TEST_F(GetServerProp, ClearedRecordHoldsExactlyTheBits) {
+TEST_P(GetServerProp, ClearedRecordHoldsExactlyTheBits) {
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
     std::memset(&m_info, 0, sizeof m_info);
     EXPECT_EQ(stspi_get_server_prop(server.handle(), &m_info), 0);
@@ -94,7 +134,7 @@ TEST_F(GetServerProp, ClearedRecordHoldsExactlyTheBits) {
     EXPECT_EQ(m_info.server_type, 0U);
 }
 
-TEST_F(GetServerProp, CopanArray) {
+TEST_P(GetServerProp, CopanArray) {
     const OpenedServer server(m_log.session(), "copan:nodeB");
     EXPECT_EQ(stspi_get_server_prop(server.handle(), &m_info), 0);
     expect_bits(common_bits);
@@ -104,7 +144,7 @@ TEST_F(GetServerProp, CopanArray) {
     EXPECT_EQ(*server.handle()->sts_object->getInfo(), "nodeB");  // borrowed: still there
 }
 
-TEST_F(GetServerProp, HandleWithoutAServerObjectSetsTheCommonBits) {
+TEST_P(GetServerProp, HandleWithoutAServerObjectSetsTheCommonBits) {
     for (const char *name : {"Kelvarpool:", "other:x"}) {
         const OpenedServer server(m_log.session(), name);
         EXPECT_EQ(stspi_get_server_prop(server.handle(), &m_info), STS_E_INVALID_PARAMETER);
@@ -113,7 +153,7 @@ TEST_F(GetServerProp, HandleWithoutAServerObjectSetsTheCommonBits) {
     }
 }
 
-TEST_F(GetServerProp, NullArgumentsAreNotTraced) {
+TEST_P(GetServerProp, NullArgumentsAreNotTraced) {
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
     m_log.clear();
     EXPECT_EQ(stspi_get_server_prop(nullptr, &m_info), STS_E_INVALID_PARAMETER);
@@ -130,7 +170,7 @@ public:
     char *generate_path(std::string) override { return nullptr; }
 };
 
-TEST_F(GetServerProp, ServerWithoutANameIsNotFound) {
+TEST_P(GetServerProp, ServerWithoutANameIsNotFound) {
     NamelessServer server;
     ServerHandle handle;
     handle.sts_object = &server;
@@ -140,7 +180,7 @@ TEST_F(GetServerProp, ServerWithoutANameIsNotFound) {
     check();
 }
 
-TEST_F(GetServerProp, LongNameIsCutAt511Bytes) {
+TEST_P(GetServerProp, LongNameIsCutAt511Bytes) {
     m_config.write("long", "x\n");  // reading stops at once: a server of any name
     const OpenedServer server(m_log.session(), ("long:" + std::string(3000, 'n')).c_str());
     ASSERT_EQ(server.status(), 0);
@@ -158,7 +198,9 @@ protected:
     int32_t get(const char *name) { return stspi_get_server_prop_byname(m_log.session(), name, &m_info); }
 };
 
-TEST_F(GetServerPropByName, DiskArrayIsNotOpened) {
+INSTANTIATE_TEST_SUITE_P(Patterns, GetServerPropByName, testing::Values(0x21, 0xde));
+
+TEST_P(GetServerPropByName, DiskArrayIsNotOpened) {
     m_config.write("Kelvarpool", "FOO=1;\n");  // reading it would print a line
     testing::internal::CaptureStdout();
     EXPECT_EQ(get("Kelvarpool:nodeA"), 0);
@@ -171,7 +213,7 @@ TEST_F(GetServerPropByName, DiskArrayIsNotOpened) {
                 ElementsAre(entering("stspi_get_server_prop_byname"), leaving("stspi_get_server_prop_byname")));
 }
 
-TEST_F(GetServerPropByName, DiskArrayWithoutAHostHasAnEmptyName) {
+TEST_P(GetServerPropByName, DiskArrayWithoutAHostHasAnEmptyName) {
     EXPECT_EQ(get("Kelvarpool:"), 0);
     expect_bits(common_bits);
     expect_bits(disk_array_bits);
@@ -179,7 +221,7 @@ TEST_F(GetServerPropByName, DiskArrayWithoutAHostHasAnEmptyName) {
     check();
 }
 
-TEST_F(GetServerPropByName, CopanArray) {
+TEST_P(GetServerPropByName, CopanArray) {
     m_config.write("copan", "STORAGE_SERVER=nodeB.lab;\n");
     EXPECT_EQ(get("copan:nodeB"), 0);
     expect_bits(common_bits);
@@ -190,7 +232,7 @@ TEST_F(GetServerPropByName, CopanArray) {
                 ElementsAre(entering("stspi_get_server_prop_byname"), leaving("stspi_get_server_prop_byname")));
 }
 
-TEST_F(GetServerPropByName, NameThatIsNotSimulatedLeavesTheRecord) {
+TEST_P(GetServerPropByName, NameThatIsNotSimulatedLeavesTheRecord) {
     for (const char *name : {"other:x", "", static_cast<const char *>(nullptr)}) {
         m_log.clear();
         EXPECT_EQ(get(name), STS_E_INVALID_PARAMETER);
@@ -200,14 +242,14 @@ TEST_F(GetServerPropByName, NameThatIsNotSimulatedLeavesTheRecord) {
     }
 }
 
-TEST_F(GetServerPropByName, NullSessionOrRecordIsNotTraced) {
+TEST_P(GetServerPropByName, NullSessionOrRecordIsNotTraced) {
     EXPECT_EQ(stspi_get_server_prop_byname(nullptr, "copan:nodeB", &m_info), STS_E_INVALID_PARAMETER);
     EXPECT_EQ(stspi_get_server_prop_byname(m_log.session(), "copan:nodeB", nullptr), STS_E_INVALID_PARAMETER);
     check();
     EXPECT_THAT(m_log.messages(), IsEmpty());
 }
 
-TEST_F(GetServerPropByName, CopanArrayThatIsNotInItsFileIsAnInternalError) {
+TEST_P(GetServerPropByName, CopanArrayThatIsNotInItsFileIsAnInternalError) {
     EXPECT_EQ(get("copan:other"), STS_E_INTERNAL);
     expect_bits(common_bits);
     expect_type();
@@ -217,12 +259,22 @@ TEST_F(GetServerPropByName, CopanArrayThatIsNotInItsFileIsAnInternalError) {
                             leaving("stspi_get_server_prop_byname")));
 }
 
-TEST_F(GetServerPropByName, LongNameIsCutAt511Bytes) {
+TEST_P(GetServerPropByName, LongNameIsCutAt511Bytes) {
     EXPECT_EQ(get(("Kelvarpool:" + std::string(3000, 'n')).c_str()), 0);
     expect_bits(common_bits);
     expect_bits(disk_array_bits);
     expect_name(std::string(511, 'n'));
     check();
+}
+
+TEST_P(GetServerPropByName, LeavingLineComesWhenTheRecordIsWritten) {
+    for (const char *name : {"Kelvarpool:nodeA", "copan:nodeB"}) {
+        const RecordAtLeaving at_leaving(m_info);
+        EXPECT_EQ(stspi_get_server_prop_byname(at_leaving.session(), name, &m_info), 0);
+        EXPECT_EQ(at_leaving.looks(), 1);
+        EXPECT_TRUE(at_leaving.was(m_info)) << name;
+        EXPECT_FALSE(at_leaving.was(m_expected)) << name;
+    }
 }
 
 }  // namespace

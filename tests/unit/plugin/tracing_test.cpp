@@ -1,6 +1,8 @@
 // The log classes, the object that brackets an entry point, and the exception.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -88,8 +90,18 @@ TEST(TraceObject, SendsAnEnteringAndALeavingLine) {
 }
 
 TEST(TraceObject, NullSessionIsInert) {
-    { const TraceObject traced(nullptr, "some_function"); }
-    { const TraceObject traced(nullptr, nullptr); }  // the name is not looked at either
+    // The name is not copied, nor looked at: the object's memory stays as it was but for its null session.
+    for (const char *name : {"some_function", static_cast<const char *>(nullptr)}) {
+        alignas(TraceObject) unsigned char memory[sizeof(TraceObject)];
+        std::memset(memory, 0x5a, sizeof memory);
+        auto *traced = new (memory) TraceObject(nullptr, name);
+        const void *session = memory;
+        std::memcpy(&session, memory, sizeof session);
+        EXPECT_EQ(session, nullptr);
+        EXPECT_EQ(std::count(memory + sizeof session, memory + sizeof memory, 0x5a), 1024);
+        traced->~TraceObject();
+        EXPECT_EQ(std::count(memory + sizeof session, memory + sizeof memory, 0x5a), 1024);
+    }
 }
 
 TEST(TraceObject, WithoutItsMaskBitNothingIsSent) {

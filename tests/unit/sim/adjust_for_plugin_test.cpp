@@ -80,6 +80,15 @@ TEST(AdjustForPlugin, EnclosureWithoutDisksGivesAGroupWithoutDisksAndVolumes) {
     EXPECT_EQ(array->getPoolLSUInfo("enc1")->volumes->size(), 0U);
 }
 
+TEST(AdjustForPlugin, EnclosureWithoutSizeAndDirectoryClearsThoseOfTheDiskGroupInItsPlace) {
+    DiskArray array("DISKGROUP=dg1;\nDISK_SIZE=5;\nVOLUME_SIZE=6;\nSTORAGE_DIR=/old;\nENCLOSURE=enc1;\n", "Kelvarpool");
+    const diskgroup_t *group = array->getPoolLSUInfo("enc1");
+    ASSERT_NE(group, nullptr);
+    EXPECT_EQ(group->disk_size, 0U);
+    EXPECT_EQ(group->volume_size, 0U);
+    EXPECT_STREQ(c_text(group->storage_dir), "");
+}
+
 TEST(AdjustForPlugin, CopiesAreTheGroupsOwn) {
     DiskArray array(two_enclosures, "Kelvarpool");
     (*array->getPoolLSUInfo("enc1")->disks)[0] = "changed";

@@ -37,18 +37,19 @@ protected:
 
 TEST_F(MountLsu, EveryBehaviorHasItsOutcome) {
     const std::pair<const char *, int> outcomes[] = {
-        {"ALREADY_MOUNTED", STS_E_ALREADY_MOUNTED},
-        {"MOUNT_MODE_MISMATCH", STS_E_MOUNT_MODE_MISMATCH},
-        {"MAX_READ_MOUNTS_EXCEEDED", STS_E_MAX_READ_MOUNTS_EXCEEDED},
-        {"MAX_WRITE_MOUNTS_EXCEEDED", STS_E_MAX_WRITE_MOUNTS_EXCEEDED},
-        {"MOUNT_POINT_USED", STS_E_MOUNT_POINT_USED},
-        {"INVALID_FILESYS", STS_E_INVALID_FILESYS},
-        {"MOUNT_FAILED", STS_E_MOUNT_FAILED},
-        {"success", STS_E_MOUNT_FAILED},
-        {"SUCCESSX", STS_E_MOUNT_FAILED},
-        {"MOUNT_POINT_USEDX", STS_E_MOUNT_FAILED},
-        {"MOUNT_POINT_USE", STS_E_MOUNT_FAILED},
-        {"", STS_E_MOUNT_FAILED},
+        // as numbers: a wrong one in the header must not pass
+        {"ALREADY_MOUNTED", 2061024},
+        {"MOUNT_MODE_MISMATCH", 2061025},
+        {"MAX_READ_MOUNTS_EXCEEDED", 2061026},
+        {"MAX_WRITE_MOUNTS_EXCEEDED", 2061027},
+        {"MOUNT_POINT_USED", 2061028},
+        {"INVALID_FILESYS", 2061030},
+        {"MOUNT_FAILED", 2061029},
+        {"success", 2061029},
+        {"SUCCESSX", 2061029},
+        {"MOUNT_POINT_USEDX", 2061029},
+        {"MOUNT_POINT_USE", 2061029},
+        {"", 2061029},
     };
     for (const auto &[behavior, outcome] : outcomes) {
         DiskArray failing = array("MOUNT_BEHAVIOR=" + std::string(behavior) + ";\n");
