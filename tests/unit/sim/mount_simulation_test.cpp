@@ -38,20 +38,21 @@ protected:
 TEST_F(MountLsu, EveryBehaviorHasItsOutcome) {
     const std::pair<const char *, int> outcomes[] = {
         // as numbers: a wrong one in the header must not pass
-        {"ALREADY_MOUNTED", 2061024},
-        {"MOUNT_MODE_MISMATCH", 2061025},
-        {"MAX_READ_MOUNTS_EXCEEDED", 2061026},
-        {"MAX_WRITE_MOUNTS_EXCEEDED", 2061027},
-        {"MOUNT_POINT_USED", 2061028},
-        {"INVALID_FILESYS", 2061030},
-        {"MOUNT_FAILED", 2061029},
-        {"success", 2061029},
-        {"SUCCESSX", 2061029},
-        {"MOUNT_POINT_USEDX", 2061029},
-        {"MOUNT_POINT_USE", 2061029},
-        {"", 2061029},
+        {"ALREADY_MOUNTED", STS_E_ALREADY_MOUNTED, 2061024},
+        {"MOUNT_MODE_MISMATCH", STS_E_MOUNT_MODE_MISMATCH, 2061025},
+        {"MAX_READ_MOUNTS_EXCEEDED", STS_E_MAX_READ_MOUNTS_EXCEEDED, 2061026},
+        {"MAX_WRITE_MOUNTS_EXCEEDED", STS_E_MAX_WRITE_MOUNTS_EXCEEDED, 2061027},
+        {"MOUNT_POINT_USED", STS_E_MOUNT_POINT_USED, 2061028},
+        {"INVALID_FILESYS", STS_E_INVALID_FILESYS, 2061030},
+        {"MOUNT_FAILED", STS_E_MOUNT_FAILED, 2061029},
+        {"success", STS_E_MOUNT_FAILED, 2061029},
+        {"SUCCESSX", STS_E_MOUNT_FAILED, 2061029},
+        {"MOUNT_POINT_USEDX", STS_E_MOUNT_FAILED, 2061029},
+        {"MOUNT_POINT_USE", STS_E_MOUNT_FAILED, 2061029},
+        {"", STS_E_MOUNT_FAILED, 2061029},
     };
-    for (const auto &[behavior, outcome] : outcomes) {
+    for (const auto &[behavior, outcome, number] : outcomes) {
+        EXPECT_EQ(outcome, number);
         DiskArray failing = array("MOUNT_BEHAVIOR=" + std::string(behavior) + ";\n");
         EXPECT_EQ(mount(failing, "vol1", m_directory / "mnt"), outcome) << behavior;
         EXPECT_EQ(failing->mountLSU("unknown", "vol1", 1, "localhost", "/nowhere"), outcome) << behavior;
