@@ -36,8 +36,12 @@ protected:
 // ---- MOUNT_BEHAVIOR ----------------------------------------------------------------------------------------------
 
 TEST_F(MountLsu, EveryBehaviorHasItsOutcome) {
-    const std::pair<const char *, int> outcomes[] = {
-        // as numbers: a wrong one in the header must not pass
+    struct Outcome {
+        const char *behavior;
+        int status;
+        int number;  // the status's: a wrong one in the header must not pass
+    };
+    const Outcome outcomes[] = {
         {"ALREADY_MOUNTED", STS_E_ALREADY_MOUNTED, 2061024},
         {"MOUNT_MODE_MISMATCH", STS_E_MOUNT_MODE_MISMATCH, 2061025},
         {"MAX_READ_MOUNTS_EXCEEDED", STS_E_MAX_READ_MOUNTS_EXCEEDED, 2061026},
