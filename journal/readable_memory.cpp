@@ -60,7 +60,8 @@ bool word_can_be_read(uintptr_t address) noexcept {
 bool is_readable(const void *memory, size_t size) noexcept {
     const auto begin = reinterpret_cast<uintptr_t>(memory);
     const uintptr_t end = begin + size;
-    if (begin == 0 || end < begin)
+    // The first page is never there, and the system takes the address 0 for no mask at all.
+    if (begin < PAGE || end < begin)
         return false;
     if (size == 0 || is_on_own_stack(begin, end))
         return true;
