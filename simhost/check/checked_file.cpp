@@ -8,7 +8,7 @@
 #include "simhost/check/array_check.h"
 #include "simhost/check/copan_check.h"
 #include "simhost/check/findings.h"
-#include "simhost/check/suggestion.h"
+#include "base/nearest_word.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "simhost/check/line_check.h"
 #include "simhost/check/repeated_key.h"
-#include "simhost/check/suggestion.h"
+#include "base/nearest_word.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "base/escaped_text.h"
-#include "simhost/check/suggestion.h"
+#include "base/nearest_word.h"
 #include "simhost/commands/help_formatter.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/server.h"

@@ -1,4 +1,4 @@
-#include "simhost/check/suggestion.h"
+#include "base/nearest_word.h"
 
 #include <gtest/gtest.h>
 
