@@ -12,6 +12,9 @@ namespace {
 
 constexpr size_t LONGEST_TEXT = 16384;  // a longer one is cut, with its size and hash beside it
 
+// No memory lies below: a number in a pointer's place, which a callee that refuses the call does not follow.
+constexpr uint64_t LOWEST_ADDRESS = 65536;
+
 template <typename Pointer>
 Pointer pointer_of(uint64_t word) {
     return reinterpret_cast<Pointer>(static_cast<uintptr_t>(word));
@@ -169,6 +172,8 @@ void capture_before(const EntryPoint &entry_point, const uint64_t *arguments, co
             case ArgumentKind::text:
                 if (word == 0)
                     record.add_null(i, NO_FIELD);
+                else if (word < LOWEST_ADDRESS)
+                    record.add_word(ItemType::unreadable, i, NO_FIELD, 0, word);
                 else
                     capture.text(i, NO_FIELD, 0, pointer_of<const char *>(word),
                                  std::strlen(pointer_of<const char *>(word)));
@@ -214,7 +219,7 @@ void capture_after(const EntryPoint &entry_point, const uint64_t *arguments, int
                 capture.out_word(i, ItemType::number, 0, word);
                 break;
             case ArgumentKind::out_text:
-                if (status == 0)
+                if (status == 0 && word >= LOWEST_ADDRESS)
                     capture.text(i, NO_FIELD, 0, pointer_of<const char *>(word),
                                  strnlen(pointer_of<const char *>(word), argument.text_size));
                 break;
