@@ -1,0 +1,65 @@
+// What the exported functions carry, and so which selectors and effects have a meaning there.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "filter/rules/function_number.h"
+
+namespace filter {
+
+// What a call tells of itself: a rule may ask for it.
+enum Subject : uint32_t {
+    subject_server = 1 << 0,
+    subject_host = 1 << 1,
+    subject_lsu = 1 << 2,
+    subject_image = 1 << 3,
+    subject_mount_point = 1 << 4,
+    subject_extent = 1 << 5,  // offset, length, bytes moved
+    subject_session = 1 << 6  // for messages
+};
+
+// What can be done to a call beyond what can be done to any.
+enum Ability : uint32_t {
+    ability_change_written = 1 << 0,  // data on its way in
+    ability_change_read = 1 << 1,     // data on its way out
+    ability_stale = 1 << 2,           // there is a record, a text or data to keep as it was
+    ability_lose = 1 << 3,            // success can be said without the call
+    ability_list = 1 << 4,            // gives the entries of a list
+    ability_short = 1 << 5,           // takes a length
+    ability_count = 1 << 6            // tells how many bytes it moved
+};
+
+struct FunctionTraits {
+    uint32_t subjects;
+    uint32_t abilities;
+    // Arguments that the interface fixes; -1: it does not, or a plug-in may hand on more of them.
+    int arguments;
+};
+
+const FunctionTraits &traits(unsigned function);
+
+// A field that the effect "set" can write once the call has succeeded.
+enum class FieldType : uint8_t { text, number32, number64, number8 };
+struct Field {
+    const char *name;
+    unsigned argument;  // the pointer that leads to the record
+    size_t offset;
+    size_t size;
+    FieldType type;
+};
+const std::vector<Field> &fields(unsigned function);
+const Field *find_field(unsigned function, const std::string &name);
+
+// The memory that a call fills when it succeeds.
+struct Result {
+    int argument = -1;  // the pointer to it; -1: none
+    size_t size = 0;    // 0: as the call's length says
+};
+Result result_of(unsigned function);
+
+// The name without "stspi_".
+std::string short_name(unsigned function);
+
+}  // namespace filter
