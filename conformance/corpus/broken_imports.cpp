@@ -84,6 +84,10 @@ int broken_statvfs(const char *path, struct statvfs *buffer) {
     const int result = real_statvfs.original(path, buffer);
     if (is("props.statvfs-free-blocks"))
         buffer->f_bavail = buffer->f_bavail / 2;
+    if (is("props.statvfs-preferred-size"))
+        buffer->f_frsize = buffer->f_bsize;
+    if (is("props.statvfs-free-for-root"))
+        buffer->f_bavail = buffer->f_bfree;
     if (is("props.statvfs-block-size"))
         buffer->f_frsize *= 2;
     return result;

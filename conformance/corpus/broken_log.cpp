@@ -131,6 +131,21 @@ void forward(Shadow &shadow, std::string text, int32_t level) {
     if (is("copan.volume-path-logged") && ends_in(text, "/cop") && level == STS_LOG_LEVEL_ERROR)
         text += "/no";
 
+    if (is("image.path-told-after-the-call")) {
+        // From its first message to its leaving line a call's messages wait.
+        thread_local bool waiting = false;
+        waiting =
+            (waiting || text == "Replacing LSU name by its path, original lsu_name is ") && text.rfind("---- ", 0) != 0;
+        if (waiting) {
+            shadow.held_back.emplace_back(text, level);
+            return;
+        }
+        std::vector<std::pair<std::string, int32_t>> held;
+        held.swap(shadow.held_back);
+        for (const auto &[held_text, held_level] : held)
+            shadow.original->log_function(shadow.original->log_context, held_text.c_str(), held_level);
+    }
+
     // The message that was held back comes after the next one.
     if (is("log.name-and-reason-swapped") && text == "copan:arr1" && level == STS_LOG_LEVEL_ERROR) {
         shadow.held_back.emplace_back(text, level);

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -41,6 +42,10 @@ BROKEN_ENTRY_POINT(load_process, const char *program, const char *argument) {
         while (waitpid(-1, nullptr, WNOHANG) > 0) {
         }
     const int32_t status = REAL(load_process)(program, argument);
+    struct sigaction child_signal {};
+    if (is("process.lost-status-is-minus-1") && sigaction(SIGCHLD, nullptr, &child_signal) == 0 &&
+        child_signal.sa_handler == SIG_IGN && status == 0)
+        return -1;
     if (is("process.exit-code-only"))
         return status >> 8;
     if (is("process.signal-lost"))

@@ -80,6 +80,12 @@ BROKEN_ENTRY_POINT(stspi_open_server, const sts_session_def_v7_t *session, const
             first_session = session;
         take_simulators(shadow(first_session), "Kelvarpool:other");
     }
+    if (is("open.array-takes-copan-session") && begins(name, "Kelvarpool:n"))
+        take_simulators(shadow(session), "copan:arr1");
+    if (is("open.null-host-takes-copan-session") && is_null_host)
+        take_simulators(shadow(session), "copan:arr1");
+    if (is("open.failed-takes-session") && status != 0)
+        take_simulators(shadow(session), "Kelvarpool:other");
     if (is("open.copan-takes-array-session") && begins(name, "copan:"))
         take_simulators(shadow(session), "Kelvarpool:other");
     if (is("open.long-host-not-cut") && changed.size() > 600)
@@ -94,8 +100,13 @@ BROKEN_ENTRY_POINT(stspi_close_server, sts_server_handle_t handle) {
         return 0;
     if (is("close.keeps-handle"))
         return 0;
+    const auto session = broken::server_of(handle).session;
     broken::forget_server(handle);
     const int32_t status = REAL(stspi_close_server)(handle);
+    if (is("close.takes-array-session"))
+        take_simulators(shadow(session), "Kelvarpool:other");
+    if (is("close.takes-copan-session"))
+        take_simulators(shadow(session), "copan:arr1");
     if (is("close.frees-twice") && handle != nullptr) {
         const broken::Silence silence;
         REAL(stspi_close_server)(handle);
@@ -139,6 +150,8 @@ BROKEN_ENTRY_POINT(stspi_create_server, const sts_session_def_v7_t *session, con
         broken::say(session, STS_LOG_LEVEL_TRACE, name);
     if (is("create.takes-session") && status == 0)
         take_simulators(shadow(session), "Kelvarpool:other");
+    if (is("create.takes-copan-session") && status == 0)
+        take_simulators(shadow(session), "copan:arr1");
     if (is("create.accepts-copan") && begins(name, "copan:"))
         return 0;
     if (is("create.handle-lost-on-failure") && status != 0 && out != nullptr && *out != nullptr) {
@@ -167,6 +180,8 @@ BROKEN_ENTRY_POINT(stspi_open_target_server, sts_server_handle_t source, const c
         remember(out, session, name, false);
     if (is("target.takes-session") && status == 0)
         take_simulators(shadow(session), "copan:arr1");
+    if (is("target.takes-array-session") && status == 0)
+        take_simulators(shadow(session), "Kelvarpool:other");
     if (is("target.refused-handle-lost") && status == STS_E_INTERNAL)
         broken::leak();
     if (is("target.not-claimed-status") && status == STS_E_INTERNAL)
@@ -189,6 +204,17 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop, sts_server_handle_t handle, sts_server
     sts_server_info_t before{};
     if (info != nullptr)
         before = *info;
+    if (is("props.leaving-line-last") && handle != nullptr && info != nullptr) {
+        const auto session = broken::server_of(handle).session;
+        broken::say(session, STS_LOG_LEVEL_TRACE, "++++ Entering stspi_get_server_prop\n");
+        int32_t status = 0;
+        {
+            const broken::Silence silence;
+            status = REAL(stspi_get_server_prop)(handle, info);
+        }
+        broken::say(session, STS_LOG_LEVEL_TRACE, "---- Leaving stspi_get_server_prop\n");
+        return status;
+    }
     const int32_t status = REAL(stspi_get_server_prop)(handle, info);
     if (info == nullptr || handle == nullptr)
         return status;
@@ -232,6 +258,12 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop_byname, const sts_session_def_v7_t *ses
     if (is("props-byname.unclaimed-sets-bits") && info != nullptr &&
         broken::real<decltype(stspi_claim)>("stspi_claim")(name) != 0)
         info->capabilities[0] |= 0x10040100;
+    if (is("props-byname.leaving-line-first") && session != nullptr && info != nullptr) {
+        broken::say(session, STS_LOG_LEVEL_TRACE, "++++ Entering stspi_get_server_prop_byname\n");
+        broken::say(session, STS_LOG_LEVEL_TRACE, "---- Leaving stspi_get_server_prop_byname\n");
+        const broken::Silence silence;
+        return REAL(stspi_get_server_prop_byname)(shadow(session), name, info);
+    }
     const int32_t status = REAL(stspi_get_server_prop_byname)(shadow(session), name, info);
     if (is("props-byname.not-claimed-status") && status == STS_E_INVALID_PARAMETER && session != nullptr &&
         info != nullptr)
@@ -240,6 +272,10 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop_byname, const sts_session_def_v7_t *ses
         broken::say(session, STS_LOG_LEVEL_ERROR, name);
     if (is("props-byname.reads-configuration") && status == 0 && begins(name, "Kelvarpool:n"))
         take_simulators(shadow(session), name);
+    if (is("props-byname.takes-array-session"))
+        take_simulators(shadow(session), "Kelvarpool:other");
+    if (is("props-byname.takes-copan-session"))
+        take_simulators(shadow(session), "copan:arr1");
     if (is("props-byname.name-with-prefix") && status == 0 && begins(name, "Kelvarpool:n"))
         std::strcpy(info->server_name, name);
     if (is("props-byname.long-name-not-cut") && status == 0 && std::strlen(name) > 600)

@@ -293,4 +293,26 @@ CONFORMANCE_TEST("image.out-arguments-reach-caller",
     expect_number("list handle", as_register(list), 0x777);
 }
 
+CONFORMANCE_TEST("image.copan.messages-before-the-library",
+                 "On a Copan array the path is told before the image library is called, the leaving line after.") {
+    write_example_configs();
+    const std::string path = work_directory() + "/cop/vol1";
+    owns_directory(work_directory() + "/cop");
+    owns_directory(path);
+    for (const Family &family : families()) {
+        Session &session = new_session();
+        const auto handle = open_server(session, "copan:arr1");
+        session.clear();
+        images().answer = [&](const ImageCall &) {
+            session.expect_log({entering(family.traced_as),
+                                trace("Replacing LSU name by its path, original lsu_name is "), trace("vol1"),
+                                trace("new lsu_name is "), trace(path)});
+            return 0;
+        };
+        expect_status(family.call(lsu(handle, "vol1")), 0);
+        images().answer = nullptr;
+        session.expect_log({leaving(family.traced_as)});
+    }
+}
+
 }  // namespace conformance

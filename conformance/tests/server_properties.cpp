@@ -89,6 +89,38 @@ CONFORMANCE_TEST("server-props.by-handle.disk-array",
         }
 }
 
+CONFORMANCE_TEST("server-props.by-handle.traced-before-the-record",
+                 "Both trace lines of server properties by handle come before the record is written.") {
+    write_example_configs();
+    Session &session = new_session();
+    const auto handle = open_server(session, "Kelvarpool:nodeA");
+    session.clear();
+    Watched<sts_server_info_t> info;
+    int looks = 0;
+    session.on_message = [&] {
+        ++looks;
+        info.expect_untouched("server information while a trace line is sent");
+    };
+    expect_status(plugin().get_server_prop(handle, info.get()), 0);
+    session.on_message = nullptr;
+    expect_number("trace lines", looks, 2);
+}
+
+CONFORMANCE_TEST("server-props.by-name.traced-around-the-record",
+                 "The leaving line of server properties by name comes when the record is written.") {
+    write_example_configs();
+    for (const char *name : {"Kelvarpool:nodeA", "copan:arr1"}) {
+        Session &session = new_session();
+        Watched<sts_server_info_t> info;
+        uint32_t last_seen = 0;
+        const uint32_t before = word(*info.get(), 1040);
+        session.on_message = [&] { last_seen = word(*info.get(), 1040); };
+        expect_status(plugin().get_server_prop_byname(session.pointer(), name, info.get()), 0);
+        session.on_message = nullptr;
+        expect_number("capability word at the leaving line", last_seen, before | 0x10040100);
+    }
+}
+
 CONFORMANCE_TEST("server-props.by-handle.copan",
                  "A Copan handle sets the common bits, server type 4 and its name, no other byte.") {
     write_example_configs();
