@@ -2,8 +2,10 @@
 #include <dlfcn.h>
 
 #include <cstring>
+#include <new>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 
@@ -11,6 +13,9 @@ namespace {
 
 // Before every call that names an LSU.
 void before(const stsp_lsu_v7_t *lsu) {
+    broken::set_lsu_of_image_call(lsu != nullptr && std::strncmp(broken::server_of(lsu->server).name, "copan:", 6) == 0
+                                      ? lsu->lsu_name
+                                      : nullptr);
     if (is("image.null-handle-crashes") && lsu != nullptr)
         static_cast<void>(*reinterpret_cast<const volatile char *>(lsu->server));
 }
@@ -32,6 +37,10 @@ int32_t after(const stsp_lsu_v7_t *lsu, int32_t status) {
 
 BROKEN_ENTRY_POINT(stspi_create_image, const stsp_lsu_v7_t *lsu, const sts_image_definition_t *definition,
                    uint32_t flags, sts_image_handle_t *out) {
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     before(lsu);
     if (is("image.create-null-definition-handed-on") && definition == nullptr && lsu != nullptr)
         definition = reinterpret_cast<const sts_image_definition_t *>(lsu);
@@ -44,6 +53,10 @@ BROKEN_ENTRY_POINT(stspi_create_image, const stsp_lsu_v7_t *lsu, const sts_image
 
 BROKEN_ENTRY_POINT(stspi_open_image, const stsp_lsu_v7_t *lsu, const sts_image_definition_t *definition, uint32_t mode,
                    sts_image_handle_t *out) {
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     before(lsu);
     if (is("image.open-null-definition-refused") && definition == nullptr)
         return STS_E_INVALID_PARAMETER;
@@ -58,6 +71,10 @@ BROKEN_ENTRY_POINT(stspi_open_image, const stsp_lsu_v7_t *lsu, const sts_image_d
 
 BROKEN_ENTRY_POINT(stspi_delete_image, const stsp_lsu_v7_t *lsu, const sts_image_definition_t *definition,
                    uint32_t flags) {
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     before(lsu);
     if (is("image.delete-flags-lost"))
         flags = 0;
@@ -65,6 +82,10 @@ BROKEN_ENTRY_POINT(stspi_delete_image, const stsp_lsu_v7_t *lsu, const sts_image
 }
 
 BROKEN_ENTRY_POINT(stspi_open_image_list, const stsp_lsu_v7_t *lsu, uint32_t flags, sts_image_list_handle_t *out) {
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     before(lsu);
     if (is("image.list-out-lost"))
         out = nullptr;
@@ -73,6 +94,10 @@ BROKEN_ENTRY_POINT(stspi_open_image_list, const stsp_lsu_v7_t *lsu, uint32_t fla
 
 BROKEN_ENTRY_POINT(stspi_get_image_prop_byname, const stsp_lsu_v7_t *lsu, const sts_image_definition_t *definition,
                    sts_image_info_t *out) {
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     before(lsu);
     return after(lsu, REAL(stspi_get_image_prop_byname)(lsu, definition, out));
 }
@@ -121,6 +146,9 @@ BROKEN_ENTRY_POINT(stspi_copy_extent, sts_image_handle_t target, uint64_t target
         return STS_E_INVALID_PARAMETER;
     if (is("copy.null-count-crashes"))
         *static_cast<volatile uint64_t *>(out_bytes_written) = *out_bytes_written;
+    if (is("permitted.copy-throws") && target != nullptr && out_bytes_written != nullptr &&
+        static_cast<int32_t>(length) < 0)
+        throw std::bad_alloc();
     if (is("copy.negative-length-as-zero") && static_cast<int32_t>(length) < 0)
         length = 0;
     if (is("copy.zero-length-refused") && length == 0)
@@ -148,6 +176,8 @@ BROKEN_ENTRY_POINT(stspi_include_in_image, sts_image_handle_t target, uint64_t t
                    uint64_t source_offset, uint64_t length) {
     if (is("include.null-source-refused") && source == nullptr)
         return STS_E_INVALID_PARAMETER;
+    if (is("permitted.copy-throws") && target != nullptr && static_cast<int32_t>(length) < 0)
+        throw std::bad_alloc();
     if (is("include.appends"))
         target_offset = 0;
     const int32_t status = REAL(stspi_include_in_image)(target, target_offset, source, source_offset, length);

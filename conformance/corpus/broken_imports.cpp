@@ -16,6 +16,7 @@
 #include <cstring>
 #include <string>
 
+#include "permitted.h"
 #include "real_plugin.h"
 #include "stspi/sts_status.h"
 
@@ -237,6 +238,7 @@ char *broken_fgets(char *buffer, int size, FILE *file) {
         }
         if (!understood(line))
             continue;
+        understand(line);
         if (line.size() < static_cast<size_t>(size))
             std::strcpy(buffer, line.c_str());
         return buffer;
@@ -261,6 +263,8 @@ const char *text(uint64_t address) {
     return reinterpret_cast<const char *>(address);
 }  // NOLINT(performance-no-int-to-ptr)
 
+thread_local const char *lsu_of_image_call = nullptr;
+
 int32_t broken_init(uint64_t a, uint64_t b, uint64_t c, uint64_t d, uint64_t e, uint64_t f) {
     if (is("init.library-version-7"))
         a = 7;
@@ -276,6 +280,12 @@ int32_t broken_terminate(uint64_t a, uint64_t b, uint64_t c, uint64_t d, uint64_
 
 int32_t spoiled(SixRegisters *original, uint64_t a, uint64_t b, uint64_t c, uint64_t d, uint64_t e, uint64_t f) {
     std::string name;
+    if (lsu_of_image_call != nullptr && *text(a) == '\0') {
+        if (is("permitted.image-refused-without-directory"))
+            return STS_E_SYSTEM;
+        if (is("permitted.image-name-without-directory"))
+            a = address(lsu_of_image_call);
+    }
     if (is("image.copan-name-kept") && std::strchr(text(a), '/') != nullptr)
         a += static_cast<uint64_t>(std::strrchr(text(a), '/') + 1 - text(a));
     if (is("image.lsu-text-cut"))
@@ -322,6 +332,8 @@ bool begins(const char *prefix) {
 
 }  // namespace
 
+void set_lsu_of_image_call(const char *lsu_name) { lsu_of_image_call = lsu_name; }
+
 void replace_imports() {
     // Only what the breakage chosen can need: an unbroken plug-in runs untouched.
     if (begins("mount.")) {
@@ -331,7 +343,7 @@ void replace_imports() {
     }
     if (begins("props.statvfs"))
         real_statvfs.replace("statvfs", broken_statvfs);
-    if (begins("config.") || begins("copan.")) {
+    if (begins("config.") || begins("copan.") || begins("permitted.config")) {
         real_fgets.replace("fgets", broken_fgets);
         real_fopen.replace("fopen", broken_fopen);
         real_fclose.replace("fclose", broken_fclose);
@@ -343,7 +355,7 @@ void replace_imports() {
         library_init.replace("stsimg_init", broken_init);
     if (is("terminate.library-twice"))
         library_terminate.replace("stsimg_terminate", broken_terminate);
-    if (begins("image.") || is("create.host-name-set")) {
+    if (begins("image.") || begins("permitted.image") || is("create.host-name-set")) {
         library_create.replace("stsimg_create_image", SPOILED(library_create));
         library_open.replace("stsimg_open_image", SPOILED(library_open));
         library_delete.replace("stsimg_delete_image", SPOILED(library_delete));

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 
@@ -96,6 +97,12 @@ BROKEN_ENTRY_POINT(stspi_open_lsu_list, sts_server_handle_t handle, const void *
         return status;
     }
     opened(out, handle, status);
+    if (status == 0 && is_pool_list(handle)) {
+        if (is("permitted.pool-arrays-late"))
+            broken::keep_pool_array(handle);
+        if (is("permitted.pool-arrays-kept"))
+            broken::keep(200);
+    }
     if (is("list.open-leaks") && status == 0)
         broken::leak();
     if (is("list.open-leaves-descriptor"))

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 
@@ -26,6 +27,12 @@ BROKEN_ENTRY_POINT(stspi_mount_lsu, const stsp_lsu_v7_t *lsu, const char *mount_
     }
     if (is("mount.null-point-traced") && lsu != nullptr && lsu->server != nullptr && mount_point == nullptr)
         broken::say(broken::server_of(lsu->server).session, STS_LOG_LEVEL_TRACE, "++++ Entering stspi_mount_lsu\n");
+    stsp_lsu_v7_t copy;
+    if (mode != 0 && mount_point != nullptr && out_result != nullptr) {
+        if (broken::refuses_unterminated(lsu))
+            return STS_E_INVALID_PARAMETER;
+        lsu = broken::terminated(lsu, copy);
+    }
     const bool is_changed = is("mount.all-slashes-stripped") || is("mount.slash-kept");
     std::string point = is_changed && mode != 0 && mount_point != nullptr ? mount_point : "";
     if (is("mount.all-slashes-stripped") && mount_point != nullptr)
@@ -48,6 +55,12 @@ BROKEN_ENTRY_POINT(stspi_mount_lsu, const stsp_lsu_v7_t *lsu, const char *mount_
         out_result[std::strlen(out_result) - 1] = '\0';
     if (status == 0 && is("mount.result-not-cut") && std::strlen(out_result) == 1023)
         std::memset(out_result, 'x', 1030);
+    if (is("permitted.mount-not-supported") && status == STS_E_INVALID_PARAMETER && mode != 0 &&
+        mount_point != nullptr && out_result != nullptr && lsu != nullptr && lsu->server != nullptr) {
+        const std::string server = broken::server_of(lsu->server).name;
+        if (server.rfind("Kelvarpool:", 0) != 0 || server == "Kelvarpool:")
+            return STS_E_NOT_SUPPORTED;
+    }
     if (status == STS_E_SYSTEM && is("mount.result-on-failure"))
         *out_result = '\0';
     if (status == STS_E_SYSTEM && is("mount.outcome-passed-on"))

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 
@@ -25,6 +26,8 @@ BROKEN_ENTRY_POINT(load_process, const char *program, const char *argument) {
             changed.erase(place, 1);
         return REAL(load_process)(program, changed.c_str());
     }
+    if (is("permitted.process-format"))
+        return REAL(load_process)(program, broken::formatted(rest).c_str());
     if (is("process.does-not-wait")) {
         if (fork() == 0) {
             usleep(200000);
@@ -55,6 +58,8 @@ BROKEN_ENTRY_POINT(load_process, const char *program, const char *argument) {
     if (is("process.not-executable-is-13") && access(command.c_str(), F_OK) == 0 && access(command.c_str(), X_OK) != 0)
         return 13 << 8;
     if (is("process.leaks"))
-        broken::leak();
+        broken::keep(command.size() + rest.size());
+    if (is("permitted.process-objects-kept"))
+        broken::keep(24000);
     return status;
 }

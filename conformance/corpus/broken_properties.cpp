@@ -3,6 +3,7 @@
 #include <string>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 
@@ -102,6 +103,10 @@ BROKEN_ENTRY_POINT(stspi_get_lsu_prop_byname, const stsp_lsu_v7_t *lsu, sts_lsu_
         return STS_E_INVALID_PARAMETER;
     if (info == nullptr)
         return REAL(stspi_get_lsu_prop_byname)(lsu, info);
+    if (broken::refuses_unterminated(lsu))
+        return STS_E_INVALID_PARAMETER;
+    stsp_lsu_v7_t copy;
+    lsu = broken::terminated(lsu, copy);
     const sts_lsu_info_v9_t before = *info;
     const bool is_copan = std::strncmp(broken::server_of(lsu->server).name, "copan:", 6) == 0;
     if (is("props.copan-path-is-a-path") && is_copan && lsu->lsu_name[0] == '/')
@@ -125,6 +130,12 @@ BROKEN_ENTRY_POINT(stspi_get_lsu_prop_byname, const stsp_lsu_v7_t *lsu, sts_lsu_
     } else if (status == 0) {
         spoil_path(info, before);
     }
+    if (status == 0 && (info->lsu_class == STS_LSU_CLASS_POOL || info->lsu_class == STS_LSU_CLASS_DYNAMIC))
+        broken::change_domain(info->server_name);
+    const std::string server = broken::server_of(lsu->server).name;
+    if (is("permitted.props-without-server") && status == STS_E_NO_SERVER &&
+        (server == "Kelvarpool:" || server == "nobody:x"))
+        return STS_E_INVALID_PARAMETER;
     if (status != 0 && is("props.failure-leaves-record") && lsu->lsu_name[0] != '/')
         *info = before;
     if (is("props.leading-colon-status") && status == STS_E_INVALID_PARAMETER && lsu->lsu_name[0] == ':')

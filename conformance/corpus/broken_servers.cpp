@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "entry_points.h"
+#include "permitted.h"
 
 using broken::is;
 using broken::shadow;
@@ -39,6 +40,11 @@ BROKEN_ENTRY_POINT(stspi_open_server, const sts_session_def_v7_t *session, const
     static const sts_session_def_v7_t *first_session = nullptr;
     if (is("open.null-out-untraced") && out == nullptr)
         return STS_E_INVALID_PARAMETER;
+    if (broken::refuses_host(name) && out != nullptr) {
+        if (is("permitted.long-host-refused-early"))
+            return STS_E_INVALID_PARAMETER;
+        name = broken::refused_name;
+    }
     if (is("open.reads-third-argument") && *static_cast<const volatile char *>(ignored_1) == 1)
         return STS_E_INTERNAL;
     if (is("open.writes-session") && session != nullptr)
@@ -102,6 +108,7 @@ BROKEN_ENTRY_POINT(stspi_close_server, sts_server_handle_t handle) {
         return 0;
     const auto session = broken::server_of(handle).session;
     broken::forget_server(handle);
+    broken::free_pool_arrays(handle);
     const int32_t status = REAL(stspi_close_server)(handle);
     if (is("close.takes-array-session"))
         take_simulators(shadow(session), "Kelvarpool:other");
@@ -116,11 +123,16 @@ BROKEN_ENTRY_POINT(stspi_close_server, sts_server_handle_t handle) {
 
 BROKEN_ENTRY_POINT(stspi_create_server, const sts_session_def_v7_t *session, const char *name, const void *ignored_1,
                    const void *ignored_2, const sts_host_t *hosts, int32_t count, sts_server_handle_t *out) {
+    if (broken::refuses_host(name) && out != nullptr) {
+        if (is("permitted.long-host-refused-early"))
+            return STS_E_INVALID_PARAMETER;
+        name = broken::refused_name;
+    }
     if (is("create.null-hosts-crash") && count > 0 && hosts->name[0] == '\x01')
         return STS_E_INTERNAL;
     if (is("create.null-hosts-accepted") && hosts == nullptr && count > 0)
         count = -1;
-    if (is("create.negative-count-is-zero") && count < 0)
+    if (is("permitted.negative-count-is-zero") && count < 0)
         count = 0;
     if (is("create.negative-count-refused") && count < 0)
         return STS_E_INVALID_PARAMETER;
@@ -146,6 +158,9 @@ BROKEN_ENTRY_POINT(stspi_create_server, const sts_session_def_v7_t *session, con
     }
     const int32_t status = REAL(stspi_create_server)(shadow(session), name, ignored_1, ignored_2, hosts, count, out);
     remember(out, session, name, true);
+    if (is("permitted.host-copies-kept") && status == 0 && hosts != nullptr && name[std::strlen(name) - 1] != ':')
+        for (int32_t i = 0; i < count; ++i)
+            broken::keep(strnlen(hosts[i].name, sizeof hosts[i].name) + 1);
     if (is("create.logs-name"))
         broken::say(session, STS_LOG_LEVEL_TRACE, name);
     if (is("create.takes-session") && status == 0)
@@ -170,6 +185,11 @@ BROKEN_ENTRY_POINT(stspi_open_target_server, sts_server_handle_t source, const c
     if (is("target.untraced")) {
         const broken::Silence silence;
         return REAL(stspi_open_target_server)(source, name, ignored_1, ignored_2, out);
+    }
+    if (broken::refuses_host(name) && out != nullptr && source != nullptr) {
+        if (is("permitted.long-host-refused-early"))
+            return STS_E_INVALID_PARAMETER;
+        name = broken::refused_name;
     }
     if (is("target.null-name-untraced") && name == nullptr)
         return STS_E_INVALID_PARAMETER;
@@ -241,6 +261,8 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop, sts_server_handle_t handle, sts_server
         std::memset(info->server_name + std::strlen(info->server_name), 0, 512 - std::strlen(info->server_name));
     if (is("props.name-without-domain") && is_array)
         *std::strchr(info->server_name, '.') = '\0';
+    if (is_array && status == 0)
+        broken::change_domain(info->server_name);
     if (is("props.second-call-differs")) {
         static int calls = 0;
         if (++calls == 2)
@@ -255,6 +277,8 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop_byname, const sts_session_def_v7_t *ses
         static const sts_session_def_v7_t silent{};
         session = &silent;
     }
+    if (broken::refuses_host(name) && session != nullptr && info != nullptr)
+        return STS_E_INVALID_PARAMETER;
     if (is("props-byname.unclaimed-sets-bits") && info != nullptr &&
         broken::real<decltype(stspi_claim)>("stspi_claim")(name) != 0)
         info->capabilities[0] |= 0x10040100;

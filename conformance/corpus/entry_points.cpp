@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <vector>
 
 namespace broken {
 
@@ -10,6 +12,8 @@ namespace {
 
 std::mutex mutex;
 std::map<sts_server_handle_t, OpenServer> servers;
+constexpr size_t pool_array_size = 200;
+std::map<sts_server_handle_t, std::vector<std::unique_ptr<char[]>>> pool_arrays;
 
 }  // namespace
 
@@ -27,6 +31,16 @@ OpenServer server_of(sts_server_handle_t handle) {
 void forget_server(sts_server_handle_t handle) {
     const std::lock_guard lock(mutex);
     servers.erase(handle);
+}
+
+void keep_pool_array(sts_server_handle_t handle) {
+    const std::lock_guard lock(mutex);
+    pool_arrays[handle].emplace_back(new char[pool_array_size]);
+}
+
+void free_pool_arrays(sts_server_handle_t handle) {
+    const std::lock_guard lock(mutex);
+    pool_arrays.erase(handle);
 }
 
 void leak() {

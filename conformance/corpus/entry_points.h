@@ -25,6 +25,10 @@ void remember_server(sts_server_handle_t handle, const OpenServer &server);
 OpenServer server_of(sts_server_handle_t handle);
 void forget_server(sts_server_handle_t handle);
 
+// Arrays behind lists of pools that are released with their server's handle.
+void keep_pool_array(sts_server_handle_t handle);
+void free_pool_arrays(sts_server_handle_t handle);
+
 // Loses a few bytes of memory.
 void leak();
 

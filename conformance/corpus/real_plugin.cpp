@@ -35,7 +35,7 @@ const char *chosen() {
     if (library == nullptr)
         give_up(dlerror());
     replace_imports();
-    if (Dl_info own; is("loading.never-unloads") && dladdr(&library, &own) != 0)
+    if (Dl_info own; is("permitted.stays-loaded") && dladdr(&library, &own) != 0)
         dlopen(own.dli_fname, RTLD_LAZY | RTLD_NODELETE);
 }
 

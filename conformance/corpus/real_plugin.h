@@ -22,6 +22,9 @@ Function *real(const char *name) {
 // Makes the real library call replacement where it calls the imported function name; gives the function it called.
 void *replace_import(const char *name, void *replacement);
 
+// The LSU name of the image call that this thread makes on a Copan array; null on a disk array.
+void set_lsu_of_image_call(const char *lsu_name);
+
 // Puts replacements of system calls and image-library calls in place, as the breakage chosen needs them.
 void replace_imports();
 

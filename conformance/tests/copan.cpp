@@ -166,7 +166,11 @@ CONFORMANCE_TEST("copan.volumes.names",
     expect_texts("LSUs", volumes(head + "\n"), {});
     expect_texts("LSUs", volumes(head + "a;b,c\n"), {"a", "c"});
     expect_texts("LSUs", volumes(head + "x=y,z;\n"), {"x", "z"});
-    expect_texts("LSUs", volumes(head + std::string(40, 'v') + ";\n"), {std::string(31, 'v')});
+    expect_texts("LSUs", volumes(head + std::string(31, 'v') + "," + std::string(30, 'w') + ";\n"),
+                 {std::string(31, 'v'), std::string(30, 'w')});
+    expect_usual_texts("LSUs", volumes(head + "a," + std::string(40, 'v') + ",b;\n"), {"a", std::string(31, 'v'), "b"},
+                       {{"a", "b"}, {}});
+    take_output();
 }
 
 CONFORMANCE_TEST("copan.volumes.more-than-512", "More volumes than 512 are all kept.") {
@@ -184,9 +188,10 @@ CONFORMANCE_TEST("copan.volumes.more-than-512", "More volumes than 512 are all k
 }
 
 CONFORMANCE_TEST("copan.lines.very-long", "Lines of 100,000 bytes do no harm.") {
-    // What is left of a cut line has no '=' and ends the reading.
-    expect_number("LSUs",
-                  volumes("STORAGE_SERVER = arr1;\nVOLUMES=a;\nVOLUMES=" + std::string(100000, 'v') + ";\n").size(), 2);
+    // What is left of a cut line has no '=' and ends the reading. The name in its first piece is cut, or left out.
+    expect_usual_texts(
+        "LSUs", volumes("STORAGE_SERVER = arr1;\nVOLUMES=a;\nVOLUMES=" + std::string(100000, 'v') + ";\nVOLUMES=b;\n"),
+        {"a", std::string(31, 'v')}, {{"a"}});
     expect_text("standard output", take_output(), "'=' not found\n");
 }
 

@@ -387,12 +387,11 @@ CONFORMANCE_TEST("lsu-list.dynamic.udid", "With a token a dynamic list gives uni
 
 CONFORMANCE_TEST("lsu-list.dynamic.long-token", "An identifier beyond the name buffer is cut at 1023 bytes.") {
     const std::string token_text(1000, 't');
-    write_config("Kelvarpool",
-                 "UDID_TOKEN=" + token_text + ";\nENCLOSURE=e;\nDISKS=disk-with-a-name-of-31-bytes-xx;\n");
+    write_config("Kelvarpool", "UDID_TOKEN=" + token_text + ";\nENCLOSURE=e;\nDISKS=disk-with-a-name-of-30-bytes-x;\n");
     const auto handle = open_server(new_session(), "Kelvarpool:nodeA");
     sts_lsu_list_handle_t list = nullptr;
     require_status(plugin().open_dynamic_lsu_list(lsu(handle, "e"), &list), 0);
-    expect_next(list, ("#UDID#" + token_text + "#disk-with-a-name-of-31-bytes-xx#").substr(0, 1023));
+    expect_next(list, ("#UDID#" + token_text + "#disk-with-a-name-of-30-bytes-x#").substr(0, 1023));
     expect_end(list);
 }
 

@@ -24,6 +24,15 @@ int32_t ask(const stsp_lsu_v7_t *lsu) {
     return plugin().get_lsu_prop_byname(lsu, info.get());
 }
 
+// A handle without a server object answers no question about an LSU; which status says so is the plug-in's choice.
+bool expect_no_server(int32_t status) {
+    if (status == STS_E_NO_SERVER)
+        return true;
+    if (expect_true(status != 0, "status", status_text(STS_E_NO_SERVER), "0"))
+        warn("status on a handle without a server object", status_text(STS_E_NO_SERVER), status_text(status));
+    return false;
+}
+
 std::string array_name(sts_server_handle_t handle) {
     Watched<sts_server_info_t> info;
     require_status(plugin().get_server_prop(handle, info.get()), 0);
@@ -211,6 +220,7 @@ CONFORMANCE_TEST("lsu-props.pool.long-host-list",
     std::string hosts;
     for (int i = 0; i < 31; ++i)
         hosts += fmt::format("{}host-with-a-name-of-31-bytes-{:02}", hosts.empty() ? "" : ",", i);
+    hosts.pop_back();  // the last one and its ';' are 31 bytes
     expect_pool("ENCLOSURE = g;\nHOSTS=" + hosts + ";\n", "g", "VolumeCount=0;StorelCount=0;Hosts=" + hosts, 0);
 }
 
@@ -295,7 +305,7 @@ CONFORMANCE_TEST("lsu-props.path.longest", "A path of 1,023 bytes is answered.")
 }
 
 CONFORMANCE_TEST("lsu-props.path.unterminated",
-                 "A path that fills its field to the last byte is 1,024 bytes long and read no further.") {
+                 "A path that fills its field to the last byte is read no further; it may be refused.") {
     write_example_configs();
     const auto handle = open_server(new_session(), "Kelvarpool:nodeA");
     const GuardedMemory memory(sizeof(stsp_lsu_v7_t));
@@ -304,14 +314,17 @@ CONFORMANCE_TEST("lsu-props.path.unterminated",
     const std::string path = long_path(STS_LSU_NAME_SIZE);
     std::memcpy(record->lsu_name, path.data(), path.size());
     Watched<sts_lsu_info_v9_t> info;
-    expect_status(plugin().get_lsu_prop_byname(record, info.get()), 0);
-    expect_number("class", info->lsu_class, STS_LSU_CLASS_PATH);
+    const int32_t status = plugin().get_lsu_prop_byname(record, info.get());
+    if (status == 0)
+        expect_number("class", info->lsu_class, STS_LSU_CLASS_PATH);
+    else
+        warn("status for a path without a terminator", "0", status_text(status));
     memory.expect_margin("LSU record");
 }
 
 CONFORMANCE_TEST("lsu-props.path.null-host-handle", "On a null-host handle a path is no LSU.") {
     write_example_configs();
-    expect_status(ask(lsu(open_server(new_session(), "Kelvarpool:"), "/")), STS_E_NO_SERVER);
+    expect_no_server(ask(lsu(open_server(new_session(), "Kelvarpool:"), "/")));
 }
 
 // ---- Copan ---------------------------------------------------------------------------------------------------------
@@ -603,25 +616,26 @@ CONFORMANCE_TEST("lsu-props.null-info",
 }
 
 CONFORMANCE_TEST("lsu-props.no-server",
-                 "A handle without a server object has no pools and no disks: STS_E_NO_SERVER.") {
+                 "A handle without a server object has no pools and no disks: an error, usually STS_E_NO_SERVER.") {
     write_example_configs();
-    expect_status(ask(lsu(open_server(new_session(), "Kelvarpool:"), "enc1")), STS_E_NO_SERVER);
+    expect_no_server(ask(lsu(open_server(new_session(), "Kelvarpool:"), "enc1")));
     sts_server_handle_t failed = nullptr;
     plugin().open_server(new_session().pointer(), "nobody:x", &failed);
-    expect_status(ask(lsu(failed, "enc1")), STS_E_NO_SERVER);
-    expect_status(ask(lsu(failed, "enc1:d1")), STS_E_NO_SERVER);
+    expect_no_server(ask(lsu(failed, "enc1")));
+    expect_no_server(ask(lsu(failed, "enc1:d1")));
 }
 
-CONFORMANCE_TEST("lsu-props.unterminated-name",
-                 "A name that fills its field is 1,024 bytes long and read no further.") {
+CONFORMANCE_TEST("lsu-props.unterminated-name", "A name that fills its field is read no further; no LSU has it.") {
     write_example_configs();
-    owns_directory(work_directory() + "/cop");
+    register_resource(nullptr, "cop", [path = work_directory() + "/cop"] { rmdir(path.c_str()); });  // made or not
     for (const auto &[server, status] : {std::pair{"Kelvarpool:nodeA", static_cast<int32_t>(STS_E_NO_SERVER)},
                                          std::pair{"copan:arr1", static_cast<int32_t>(STS_E_INVALID_PARAMETER)}}) {
         const GuardedMemory memory(sizeof(stsp_lsu_v7_t), 'n');
         auto *record = static_cast<stsp_lsu_v7_t *>(memory.data());
         record->server = open_server(new_session(), server);
-        expect_status(ask(record), status);
+        const int32_t got = ask(record);
+        if (got != status && expect_true(got != 0, "status", status_text(status), "0"))
+            warn("status for a name without a terminator", status_text(status), status_text(got));
     }
 }
 

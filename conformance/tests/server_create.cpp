@@ -4,6 +4,7 @@
 #include "conformance/calls/image_calls.h"
 #include "conformance/calls/mount_messages.h"
 #include "conformance/report/test_case.h"
+#include "conformance/tests/long_host.h"
 #include "conformance/watch/expect.h"
 
 namespace conformance {
@@ -75,7 +76,7 @@ CONFORMANCE_TEST("server-create.no-hosts.null-array", "With a count of 0 the hos
 }
 
 CONFORMANCE_TEST("server-create.negative-count",
-                 "A negative count makes a multi-host handle without hosts and reads no record.") {
+                 "A negative count makes a handle without hosts, multi-host or as a count of 0; no record is read.") {
     write_example_configs();
     const auto *unreadable = static_cast<const sts_host_t *>(token(0x111));
     for (const int32_t count : {-1, -2, -1000, INT32_MIN})
@@ -83,6 +84,13 @@ CONFORMANCE_TEST("server-create.negative-count",
             Session &session = new_session();
             sts_server_handle_t handle = nullptr;
             require_status(plugin().create_server(session.pointer(), "Kelvarpool:nodeA", hosts, count, &handle), 0);
+            if (session.messages().size() > 1 && session.messages()[1].text == "Single Host handle") {
+                warn("handle of a negative count", "a multi-host handle", "a single-host handle");
+                session.expect_log({entering(name_of_call), trace("Single Host handle"), leaving(name_of_call)});
+                sts_lsu_list_handle_t list = nullptr;
+                expect_status(plugin().open_lsu_list(handle, &list), STS_E_INVALID_PARAMETER);
+                continue;
+            }
             session.expect_log({entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)});
             expect_texts("pools", list_lsus(handle), {});
         }
@@ -242,7 +250,13 @@ CONFORMANCE_TEST("server-create.ignored-arguments", "The third and fourth argume
 
 CONFORMANCE_TEST("server-create.long-name", "A host part of 3,000 bytes does no harm.") {
     write_example_configs();
-    create_server(new_session(), "Kelvarpool:" + std::string(3000, 'x'), {"h1"});
+    const std::string host(3000, 'x');
+    const auto hosts = host_records({"h1"});
+    sts_server_handle_t handle = nullptr;
+    const int32_t status =
+        plugin().create_server(new_session().pointer(), ("Kelvarpool:" + host).c_str(), hosts.data(), 1, &handle);
+    if (!is_refused_long_host(host, status))
+        expect_status(status, 0);
 }
 
 CONFORMANCE_TEST("server-create.ten-times", "Ten creations give ten handles that list alike.") {

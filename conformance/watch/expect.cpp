@@ -120,4 +120,12 @@ bool expect_texts(const std::string &what, const std::vector<std::string> &got,
     return false;
 }
 
+bool expect_usual_texts(const std::string &what, const std::vector<std::string> &got,
+                        const std::vector<std::string> &usual, const std::vector<std::vector<std::string>> &permitted) {
+    if (got == usual || std::find(permitted.begin(), permitted.end(), got) == permitted.end())
+        return expect_texts(what, got, usual);
+    warn(what, joined(usual), joined(got));
+    return true;
+}
+
 }  // namespace conformance

@@ -49,6 +49,10 @@ bool expect_bytes(const std::string &what, const void *got, const void *expected
 bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected);
 
+// The interface leaves a choice: the usual list passes, one of the permitted others with a warning.
+bool expect_usual_texts(const std::string &what, const std::vector<std::string> &got,
+                        const std::vector<std::string> &usual, const std::vector<std::vector<std::string>> &permitted);
+
 template <typename Got, typename Expected>
 bool expect_number(const std::string &what, Got got, Expected expected) {
     static_assert(std::is_integral_v<Got> && (std::is_integral_v<Expected> || std::is_enum_v<Expected>));

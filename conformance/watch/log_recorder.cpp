@@ -61,25 +61,50 @@ Session &new_session(uint32_t mask) {
 
 Session &new_null_session() { return *sessions().emplace_back(std::unique_ptr<Session>(new Session(0, true))); }
 
-bool Session::expect_log(const std::vector<LogLine> &lines) {
-    std::string expected;
-    std::string got;
-    const bool silent = is_null_ || record_->log_function == nullptr;
+std::string Session::shown(const std::vector<LogLine> &lines) const {
+    std::string text;
+    if (is_null_ || record_->log_function == nullptr)
+        return text;
     for (const LogLine &line : lines)
-        if (!silent && passes(line, record_->log_mask))
-            expected += show(record_->log_context,
-                             line.log_class == LogClass::trace ? STS_LOG_LEVEL_TRACE : STS_LOG_LEVEL_ERROR, line.text);
+        if (passes(line, record_->log_mask))
+            text += show(record_->log_context,
+                         line.log_class == LogClass::trace ? STS_LOG_LEVEL_TRACE : STS_LOG_LEVEL_ERROR, line.text);
+    return text;
+}
+
+std::string Session::take_shown_messages() {
+    std::string text;
     for (const RecordedMessage &message : messages_)
-        got += show(message.context, message.level, message.text);
+        text += show(message.context, message.level, message.text);
     clear();
-    if (expected == got)
-        return true;
+    return text;
+}
+
+void Session::add_log_finding(const std::string &expected, const std::string &got) const {
     const std::string where =
         is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
     add_finding(where, "these messages", "others",
                 "expected\n" + (expected.empty() ? "      nothing\n" : expected) + "got\n" +
                     (got.empty() ? "      nothing\n" : got));
-    return false;
+}
+
+bool Session::expect_log(const std::vector<LogLine> &lines) {
+    const std::string expected = shown(lines);
+    const std::string got = take_shown_messages();
+    if (expected != got)
+        add_log_finding(expected, got);
+    return expected == got;
+}
+
+bool Session::expect_log_around(const std::vector<LogLine> &before, const std::vector<LogLine> &after) {
+    const std::string begin = shown(before);
+    const std::string end = shown(after);
+    const std::string got = take_shown_messages();
+    const bool holds = got.size() >= begin.size() + end.size() && got.compare(0, begin.size(), begin) == 0 &&
+                       got.compare(got.size() - end.size(), end.size(), end) == 0;
+    if (!holds)
+        add_log_finding(begin + "      anything\n" + end, got);
+    return holds;
 }
 
 void Session::set_mask(uint32_t mask) {
@@ -94,19 +119,22 @@ void Session::set_log_function(sts_log_function_t function) {
 
 void Session::expect_unwritten() { record_.expect_untouched("session record"); }
 
+void for_every_mask(const std::function<void(Session &)> &action) {
+    for (const uint32_t mask : {0xffU, 0x9U, 0x1U, 0x8U, 0x0U, 0xf6U, 0xffffff00U, 0x101U, 0x800U})
+        action(new_session(mask));
+    Session &without_function = new_session();
+    without_function.set_log_function(nullptr);
+    action(without_function);
+    action(new_null_session());
+}
+
 void expect_under_every_mask(int32_t status, const std::vector<LogLine> &lines,
                              const std::function<int32_t(Session &)> &action) {
-    const auto run = [&](Session &session) {
+    for_every_mask([&](Session &session) {
         expect_status(action(session), status);
         session.expect_log(lines);
         session.expect_unwritten();
-    };
-    for (const uint32_t mask : {0xffU, 0x9U, 0x1U, 0x8U, 0x0U, 0xf6U, 0xffffff00U, 0x101U, 0x800U})
-        run(new_session(mask));
-    Session &without_function = new_session();
-    without_function.set_log_function(nullptr);
-    run(without_function);
-    run(new_null_session());
+    });
 }
 
 }  // namespace conformance

@@ -52,6 +52,9 @@ public:
     // context and its class's level; clears them.
     bool expect_log(const std::vector<LogLine> &lines);
 
+    // As expect_log, where the plug-in may say more, or nothing, between the lines before and the lines after.
+    bool expect_log_around(const std::vector<LogLine> &before, const std::vector<LogLine> &after);
+
     // The record must be as the session's maker left it.
     void expect_unwritten();
 
@@ -60,6 +63,10 @@ private:
     friend Session &new_null_session();
     friend void receive(uint64_t context, const char *text, int32_t level);
     Session(uint32_t mask, bool is_null);
+    // Those of the lines that this session lets through, one a line of text.
+    std::string shown(const std::vector<LogLine> &lines) const;
+    std::string take_shown_messages();
+    void add_log_finding(const std::string &expected, const std::string &got) const;
 
     bool is_null_;
     Watched<sts_session_def_v7_t> record_;
@@ -72,8 +79,10 @@ Session &new_null_session();
 // The recording log function itself.
 void receive(uint64_t context, const char *text, int32_t level);
 
-// Runs action with a fresh session for each mask that matters, without a log function, and with a null session. Each time
-// the action's status must be the same and the log be lines under that mask. The action may clear the session's log.
+// Runs action with a fresh session for each mask that matters, without a log function, and with a null session.
+void for_every_mask(const std::function<void(Session &)> &action);
+
+// Runs action as for_every_mask does. Each time the action's status must be the same and the log be lines under that mask. The action may clear the session's log.
 void expect_under_every_mask(int32_t status, const std::vector<LogLine> &lines,
                              const std::function<int32_t(Session &)> &action);
 
