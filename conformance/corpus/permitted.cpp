@@ -69,17 +69,17 @@ void change_domain(char *server_name) {
 
 void understand(std::string &line) {
     static bool is_left_out = false;
-    static bool has_disk_group = false;
+    static bool has_owner = false;  // of VOLUMES: a disk group, or a Copan array
     const std::string bare = without_white_space(line);
     const size_t equals = bare.find('=');
     const std::string key = bare.substr(0, equals);
     const std::string value = equals == std::string::npos ? bare : bare.substr(equals + 1);
     const bool is_header = key == "ENCLOSURE" || key == "DISKGROUP" || key == "STORAGE_SERVER";
     if (is_header)
-        has_disk_group = has_disk_group || key == "DISKGROUP";
+        has_owner = has_owner || key != "ENCLOSURE";
     if (is("permitted.config-one-character-size-is-0") && key == "DISK_SIZE" && value.size() == 1)
         line = "DISK_SIZE=0;\n";
-    if (is("permitted.config-volumes-silent") && key == "VOLUMES" && !has_disk_group)
+    if (is("permitted.config-volumes-silent") && key == "VOLUMES" && !has_owner)
         line = "\n";
     const bool items_left_out = is("permitted.config-long-items-left-out");
     if (items_left_out || is("permitted.config-long-lists-left-out")) {
