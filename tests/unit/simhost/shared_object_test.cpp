@@ -4,14 +4,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "simhost/report/failure.h"
 #include "tests/support/temp_directory.h"
 
 using testing::Contains;
+using testing::HasSubstr;
 
 namespace {
 
@@ -52,17 +55,27 @@ TEST(SharedObject, SurvivesFilesThatAreCutAnywhere) {
     }
 }
 
-TEST(SharedObject, SurvivesPlacesThatLieOutside) {
+TEST(SharedObject, WrongByteInTheHeaderIsRefusedOrDoesNotMatter) {
     TempDirectory directory;
     const std::string path = directory.path() + "/wild";
     const std::string whole = content(library);
+    const SharedObject unharmed = read_shared_object(library);
+    std::set<size_t> refused;
     for (size_t place = 0; place < sizeof(Elf64_Ehdr); ++place) {
         std::string wild = whole;
         wild[place] = '\xff';
         std::ofstream(path, std::ios::binary) << wild;
         try {
-            read_shared_object(path);
-        } catch (const UsageError &) {
+            const SharedObject object = read_shared_object(path);
+            EXPECT_EQ(object.soname, unharmed.soname) << place;
+            EXPECT_EQ(object.needed, unharmed.needed) << place;
+            EXPECT_EQ(object.exports, unharmed.exports) << place;
+        } catch (const UsageError &error) {
+            EXPECT_THAT(error.what(), HasSubstr(path)) << place;
+            refused.insert(place);
         }
     }
+    for (const size_t place : {offsetof(Elf64_Ehdr, e_ident), offsetof(Elf64_Ehdr, e_type),
+                               offsetof(Elf64_Ehdr, e_machine), offsetof(Elf64_Ehdr, e_shoff) + 7})
+        EXPECT_THAT(refused, Contains(place));
 }
