@@ -19,6 +19,7 @@
 #include "conformance/run/options.h"
 #include "conformance/run/real_config.h"
 #include "conformance/run/runner.h"
+#include "conformance/run/surroundings.h"
 
 using namespace conformance;
 
@@ -73,9 +74,12 @@ int run(const Options &options) {
         stop_on(number);
     // A reader that goes away shows as a failed write, not as a death that leaves the directory behind.
     std::signal(SIGPIPE, SIG_IGN);
+    if (const std::string note = leave_unfitting_temporary_directory(); !note.empty())
+        tell(note.c_str());
     const PrivateDirectory directory("stspi-conformance", AtEnd::remove_all);
     // Tests that give up their privileges must still reach what lies below.
     chmod(directory.path().c_str(), 0711);
+    expect_fit_for_tests(directory.path());
     const auto real_config = options.real_config ? std::make_unique<RealConfigDirectory>() : nullptr;
 
     TestSettings settings;
@@ -112,6 +116,7 @@ int run(const Options &options) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    prepare_program();
     Options options;
     switch (read_command_line(argc, argv, options)) {
         case CommandLine::done:

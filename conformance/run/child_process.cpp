@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "conformance/run/surroundings.h"
 #include "conformance/watch/sanitizers.h"
 #include "conformance/watch/standard_output.h"
 
@@ -49,8 +50,9 @@ std::string signal_text(int number) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const rlimit no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
         std::signal(number, SIG_DFL);
+    prepare_test_process();
     set_shared_note(note);
     redirect_output(output, errors);
     work(report);

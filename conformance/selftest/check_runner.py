@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -88,6 +89,54 @@ class Runner(unittest.TestCase):
     def test_exception_out_of_a_call(self):
         result = self.run_suite(PATHS.broken, "--filter", "claim.first-colon", STSPI_BROKEN="claim.throws")
         self.expect(result, 1, "exception", "claim failed")
+
+    # ---- surroundings: the good plug-in passes in all of them ----
+
+    def run_in(self, prepare, tests, **more):
+        result = subprocess.run([PATHS.suite, PATHS.plugin, "--filter", tests], env=self.environment(more), text=True,
+                                capture_output=True, timeout=300, preexec_fn=prepare)
+        self.expect(result, 0, "The plug-in conforms.")
+        return result
+
+    def test_any_umask(self):
+        for mask in (0o027, 0o077, 0o777):
+            self.run_in(lambda mask=mask: os.umask(mask), "mount.existing-directories,mount.success,copan.storage.*,claim.*")
+
+    def test_ignored_and_blocked_signals(self):
+        def ignore():
+            for number in (signal.SIGCHLD, signal.SIGALRM, signal.SIGTERM, signal.SIGUSR1):
+                signal.signal(number, signal.SIG_IGN)
+        self.run_in(ignore, "load-process.*")
+        self.run_in(lambda: signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGCHLD, signal.SIGALRM, signal.SIGUSR1}),
+                    "load-process.*")
+
+    def test_limited_address_space(self):
+        tests = "copy-extent.*,include-in-image.*"
+        hard = self.run_in(lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 30, 1 << 30)), tests)
+        self.expect(hard, 0, "skip    copy-extent.length-beyond-32-bits", "this process may not have 4296015888 bytes of memory")
+        soft = self.run_in(lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 30, resource.RLIM_INFINITY)), tests)
+        self.assertNotIn("skip", soft.stdout)
+
+    def test_temporary_directory_that_no_configuration_can_name(self):
+        for name, why in (("a b", "holds no white space"), ("a\nb", "holds no white space"), ("a;b", "ends at ';'"),
+                          ("x" * 250 + "/" + "y" * 100, "up to 300 bytes")):
+            directory = os.path.join(self.scratch, name)
+            os.makedirs(directory)
+            result = self.run_in(None, "copan.storage.*,mount.log", TMPDIR=directory)
+            self.expect(result, 0, "stspi-conformance: TMPDIR is ", why, "the tests work below /tmp")
+            self.assertEqual(os.listdir(directory), [])
+
+    def test_temporary_directory_where_no_program_runs(self):
+        if os.geteuid() != 0 or subprocess.run(["unshare", "-m", "true"], capture_output=True).returncode != 0:
+            self.skipTest("needs root and mount namespaces")
+        script = "mount -t tmpfs -o noexec tmpfs %s && exec %s %s --filter 'claim.*'" % (self.temporary, PATHS.suite, PATHS.plugin)
+        result = subprocess.run(["unshare", "-m", "sh", "-c", script], env=self.environment(), text=True, capture_output=True)
+        self.expect(result, 2, "lies where no programs are run, as some tests do: set TMPDIR to another place")
+
+    def test_closed_standard_descriptors(self):
+        result = subprocess.run(["sh", "-c", "exec %s %s --filter 'claim.*,load-process.*,registration.*' <&- 2>&-" % (PATHS.suite, PATHS.plugin)],
+                                env=self.environment(), text=True, capture_output=True, timeout=300)
+        self.expect(result, 0, "The plug-in conforms.")
 
     # ---- reports ----
 

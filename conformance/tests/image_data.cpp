@@ -5,6 +5,7 @@
 #include "conformance/calls/entry_points.h"
 #include "conformance/calls/image_calls.h"
 #include "conformance/report/test_case.h"
+#include "conformance/watch/address_space.h"
 #include "conformance/watch/expect.h"
 
 namespace conformance {
@@ -180,7 +181,11 @@ void null_source(const Copy &copy) {
     expect_read(take_image_call("stsimg_read_image"), 0, 8);
 }
 
-void length_beyond_32_bits(const Copy &copy) { copies(copy, 0x100000010, 16, 16); }
+void length_beyond_32_bits(const Copy &copy) {
+    constexpr uint64_t length = 0x100000010;
+    need_address_space(length + (1 << 20));
+    copies(copy, length, 16, 16);
+}
 
 void negative_length(const Copy &copy) {
     for (const uint64_t length :
