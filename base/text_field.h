@@ -6,8 +6,10 @@
 #include <string>
 
 // Copies text into a field: whole when it fits, otherwise cut at the field's size less one, always terminated. Bytes
-// behind the terminator stay as they were. A null text counts as empty.
+// behind the terminator stay as they were. A null text counts as empty. A field of size 0 stays as it is.
 inline void copy_text(char *field, size_t size, const char *text) {
+    if (size == 0)
+        return;
     if (text == nullptr)
         text = "";
     const size_t length = strnlen(text, size - 1);
@@ -17,6 +19,8 @@ inline void copy_text(char *field, size_t size, const char *text) {
 
 // As copy_text, behind the text that the field holds already.
 inline void append_text(char *field, size_t size, const char *text) {
+    if (size == 0)
+        return;
     const size_t used = strnlen(field, size - 1);
     copy_text(field + used, size - used, text);
 }

@@ -55,6 +55,14 @@ TEST(CopyText, FieldOfOneByteHoldsATerminator) {
     EXPECT_EQ(field[1], '!');
 }
 
+TEST(CopyText, FieldOfNoBytesStays) {
+    Field target;
+    copy_text(target.field, 0, "abc");
+    append_text(target.field, 0, "abc");
+    EXPECT_EQ(target.bytes(), "!!!!!!!!");
+    EXPECT_TRUE(target.guards_stand());
+}
+
 TEST(AppendText, StandsBehindTheTextInTheField) {
     Field target;
     copy_text(target.field, "ab");
