@@ -1,10 +1,10 @@
 #include "copan/copan_config_reader.h"
 
-#include <iostream>
 #include <memory>
 
 #include "sim/name_lists.h"
 #include "sim/readline.h"
+#include "sim/standard_output.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ CopanReading read_copan_configuration(FILE *file, const std::string &server_name
             continue;
         const size_t equals = line.find('=');
         if (equals == std::string::npos) {
-            std::cout << "'=' not found" << std::endl;
+            print_line("'=' not found");
             return CopanReading::stopped;
         }
         const std::string key = line.substr(0, equals);

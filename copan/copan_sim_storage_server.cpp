@@ -1,26 +1,25 @@
 #include "copan/copan_sim_storage_server.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
-#include <iostream>
+#include <memory>
 
 #include "copan/copan_config_reader.h"
 #include "copan/copan_lsu.h"
 #include "sim/config_file.h"
+#include "sim/make_directory.h"
 #include "sim/session_log.h"
+#include "sim/standard_output.h"
 #include "sim/sts_exception.h"
 
 namespace {
 
 constexpr size_t path_size = 1024;
-constexpr mode_t directory_mode = 0700;
-
-bool make_directory(const std::string &path) { return mkdir(path.c_str(), directory_mode) == 0 || errno == EEXIST; }
-
-// Never deleted, see CopanLSU.
-LSU *new_copan_lsu(const std::string &name) { return new CopanLSU(name); }
+std::vector<std::unique_ptr<CopanLSU>> new_copan_lsus(const std::vector<std::string> &names) {
+    std::vector<std::unique_ptr<CopanLSU>> lsus;
+    lsus.reserve(names.size());
+    for (const std::string &name : names)
+        lsus.push_back(std::make_unique<CopanLSU>(name));
+    return lsus;
+}
 
 }  // namespace
 
@@ -31,7 +30,7 @@ CopanSimStorageServer::CopanSimStorageServer(std::string storage_server_name) {
         return;
     const size_t colon = storage_server_name.find(':');
     if (colon == std::string::npos) {
-        std::cout << "Error in server_name" << std::endl;
+        print_line("Error in server_name");
         return;
     }
     m_config_name = storage_server_name.substr(0, colon);
@@ -41,10 +40,12 @@ CopanSimStorageServer::CopanSimStorageServer(std::string storage_server_name) {
         return;
     std::vector<std::string> volumes;
     const CopanReading reading = read_copan_configuration(file.get(), m_server_name, volumes, m_storage_dir);
-    for (const std::string &volume : volumes)
-        m_lsus.push_back(new_copan_lsu(volume));
     if (reading == CopanReading::not_found)
         throw STSException("StorageServer not found");
+    std::vector<std::unique_ptr<CopanLSU>> lsus = new_copan_lsus(volumes);
+    m_lsus.reserve(lsus.size());
+    for (std::unique_ptr<CopanLSU> &lsu : lsus)
+        m_lsus.push_back(lsu.release());  // never deleted, see CopanLSU
 }
 
 std::string *CopanSimStorageServer::getInfo() { return &m_server_name; }
@@ -61,22 +62,26 @@ LSU *CopanSimStorageServer::getLSU(std::string name) {
 }
 
 char *CopanSimStorageServer::generate_path(std::string name) {
-    const std::string path = m_storage_dir + "/" + name;
-    if (!make_directory(m_storage_dir)) {
+    // Before any directory is made, so that memory that runs out changes nothing.
+    std::unique_ptr<char[]> path(new char[path_size]);
+    if (make_directory(m_storage_dir.c_str()) != 0) {
         log_unmasked(m_sd, "m_storage_dir directory creation failed: ");
         log_unmasked(m_sd, m_storage_dir.c_str());
         return nullptr;
     }
-    if (path.size() >= path_size)
+    const size_t length = m_storage_dir.size() + 1 + name.size();
+    if (length >= path_size)
         return nullptr;
-    if (!make_directory(path)) {
+    m_storage_dir.copy(path.get(), m_storage_dir.size());
+    path[m_storage_dir.size()] = '/';
+    name.copy(path.get() + m_storage_dir.size() + 1, name.size());
+    path[length] = '\0';
+    if (make_directory(path.get()) != 0) {
         log_unmasked(m_sd, "vol directory creation failed: ");
         log_unmasked(m_sd, m_storage_dir.c_str());  // not the volume's: readers of the log look for this one
         return nullptr;
     }
-    auto *result = new char[path_size];
-    std::memcpy(result, path.c_str(), path.size() + 1);
-    return result;
+    return path.release();
 }
 
 void CopanSimStorageServer::set_session(const sts_session_def_v7_t *session) { m_sd = session; }

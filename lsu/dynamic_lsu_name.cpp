@@ -1,13 +1,16 @@
 #include "lsu/dynamic_lsu_name.h"
 
-bool isDynamicLSUName(const char *name) { return Name(name).find(':') != Name::npos; }
+#include <cstring>
+#include <utility>
+
+bool isDynamicLSUName(const char *name) { return std::strchr(name, ':') != nullptr; }
 
 int parseDynamicLSUName(const char *name, Name &left, Name &right) {
-    const Name whole(name);
-    const size_t colon = whole.find(':');
-    if (colon == 0)
+    const char *colon = std::strchr(name, ':');
+    if (colon == name)
         return -1;
-    left = whole.substring(0, colon);
-    right = whole.substring(colon + 1);  // without a colon npos + 1 is 0: the whole name again
+    Name left_part = colon != nullptr ? Name(name, static_cast<size_t>(colon - name)) : Name(name);
+    right = Name(colon != nullptr ? colon + 1 : name);
+    left = std::move(left_part);
     return 0;
 }

@@ -1,14 +1,6 @@
 // Which server names are simulated.
 #pragma once
 
-// The prefix of every disk-array server, and what the plug-in registers under.
-constexpr char plugin_prefix[] = "Kelvarpool:";
-
-// Whether the configuration file of the name's prefix opens for reading; false for a null or empty name.
+// Whether the configuration file of the name's prefix opens for reading; false for a null or empty name. Throws
+// std::bad_alloc when there is no memory to open it.
 bool isPluginSimulated(const char *server_name);
-
-// Whether a name is a disk array's: begins with plugin_prefix.
-bool is_disk_array_name(const char *server_name);
-
-// The text behind the name's first ':', or the whole name without one; points into server_name.
-const char *host_part(const char *server_name);

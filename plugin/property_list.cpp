@@ -17,10 +17,10 @@ std::vector<String> split(const String &text) {
         const size_t end = text.find(';', start);
         if (end == String::npos)
             break;
-        items.push_back(text.substring(start, end - start));
+        items.emplace_back(text.c_str() + start, end - start);
         start = end + 1;
     }
-    items.push_back(text.substring(start));
+    items.emplace_back(text.c_str() + start, text.length() - start);
     return items;
 }
 
@@ -31,22 +31,20 @@ STSPropertyList::STSPropertyList(const String &text) {
     // A binding goes to the front of the map: from the last item to the first, the map ends in the order of the text.
     for (auto item = items.rbegin(); item != items.rend(); ++item) {
         const size_t equals = item->find('=');
-        const String value = equals == String::npos ? *item : item->substring(equals + 1);
+        const String value = equals == String::npos ? *item : String(item->substring(equals + 1));
         add(item->substring(0, equals), value);
     }
 }
 
-STSPropertyList::~STSPropertyList() { delete m_map; }
-
 STSPropertyList::Map &STSPropertyList::map() {
     if (m_map == nullptr)
-        m_map = new Map(initial_slots);
+        m_map = std::make_unique<Map>(initial_slots);
     return *m_map;
 }
 
 int STSPropertyList::add(const String &key, const String &value) { return map().bind(key, value); }
 
-int STSPropertyList::find(const String &key, String &value) {
+int STSPropertyList::find(const String &key, String &value) const {
     return m_map != nullptr && m_map->find(key, value) == 0 ? 0 : -1;
 }
 

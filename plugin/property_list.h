@@ -1,17 +1,17 @@
 // A dictionary of texts with a one-line text form: key=value items joined by ";".
 #pragma once
 
-#include <ace/Map_Manager.h>
-#include <ace/RW_Thread_Mutex.h>
-#include <ace/SString.h>
+#include <memory>
+
+#include "sim/name_map.h"
 
 // Keys and values are kept as given: no trimming, no quoting, so neither can hold a ";". A key occurs once; its first
 // binding stays. Additions, look-ups and destruction lock the list; to_string and iterator do not.
 class STSPropertyList {
 public:
-    using String = ACE_String_Base<char>;
-    using Map = ACE_Map_Manager<String, String, ACE_RW_Thread_Mutex>;
-    using Iterator = ACE_Map_Iterator<String, String, ACE_RW_Thread_Mutex>;
+    using String = Name;
+    using Map = NameMap<String>;
+    using Iterator = Map::iterator;
 
     // An empty list.
     STSPropertyList() = default;
@@ -20,15 +20,15 @@ public:
     // value. Of a repeated key the last item stays, in its place.
     explicit STSPropertyList(const String &text);
 
-    ~STSPropertyList();
     STSPropertyList(const STSPropertyList &) = delete;
     STSPropertyList &operator=(const STSPropertyList &) = delete;
 
-    // Returns 0, 1 when the key is present (its value stays), or -1 when it cannot be bound.
+    // Returns 0, 1 when the key is present (its value stays), or -1 when the lock cannot be taken. Throws std::bad_alloc,
+    // with the list as it was.
     int add(const String &key, const String &value);
 
     // Returns 0 and sets value, or -1 for an absent key, with value untouched.
-    int find(const String &key, String &value);
+    int find(const String &key, String &value) const;
 
     // The text form: additions come out most recent first, a list read from text in the order of the text.
     String to_string() const;
@@ -39,5 +39,5 @@ public:
 private:
     Map &map();
 
-    Map *m_map = nullptr;  // made by the first binding
+    std::unique_ptr<Map> m_map;  // made by the first binding
 };

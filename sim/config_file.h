@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 
 struct FileCloser {
     void operator()(FILE *file) const { std::fclose(file); }
@@ -11,10 +12,8 @@ struct FileCloser {
 using File = std::unique_ptr<FILE, FileCloser>;
 
 // A server name up to its first ':'; the whole name without one.
-std::string configuration_name(const std::string &server_name);
+std::string configuration_name(std::string_view server_name);
 
-// "/etc/quillmere/NAME.sim".
-std::string configuration_path(const std::string &configuration_name);
-
-// Opens a configuration file with fopen, which a test or a host program may replace. Null when that fails; errno tells.
-File open_configuration(const std::string &configuration_name, const char *mode);
+// Opens "/etc/quillmere/NAME.sim" with fopen, which a test or a host program may replace. Null when that fails; errno
+// tells. Throws std::bad_alloc when there is no memory for the stream.
+File open_configuration(std::string_view configuration_name, const char *mode);

@@ -1,12 +1,14 @@
 #include "sim/config_reader.h"
 
 #include <algorithm>
-#include <iostream>
 #include <memory>
+#include <string>
 
+#include "sim/array_size.h"
 #include "sim/name_lists.h"
 #include "sim/parse_size.h"
 #include "sim/readline.h"
+#include "sim/standard_output.h"
 
 namespace {
 
@@ -20,10 +22,12 @@ constexpr size_t enclosure_threshold = 4;
 // ask for gigabytes at thirty sections.
 constexpr size_t generous_limit = 20480;
 
+// Room for one section more than the used ones.
 template <class Table>
-void grow(Table &table, size_t used) {
-    if (table.size() < generous_limit || used >= table.size())
-        resize(table, 2 * table.size());
+void grow(Table &table, size_t used, size_t threshold) {
+    const bool is_full = used >= table.size();
+    if (is_full || (used + 1 > threshold && table.size() < generous_limit))
+        resize(table, std::max<size_t>(1, 2 * table.size()));
 }
 
 // Appends the names of a list value.
@@ -31,15 +35,13 @@ void append(NameList &names, const char *value) {
     const std::unique_ptr<NameList> added(tokenize(value, ","));
     const size_t old_size = names.size();
     const size_t new_size = old_size + added->size();
-    // Room is doubled, so that a section of many lines is read in time that grows with its length, not faster. Without
-    // memory the list stays as it is and each name that finds no place is reported.
+    // Room is doubled, so that a section of many lines is read in time that grows with its length, not faster.
     if (new_size > names.max_size())
-        names.max_size(std::max(new_size, 2 * names.max_size()));
-    if (new_size <= names.max_size())
-        names.size(new_size);
+        resize(names, std::max(new_size, 2 * names.max_size()));
+    resize(names, new_size);
     for (size_t i = 0; i < added->size(); ++i)
         if (names.set((*added)[i], old_size + i) != 0)
-            std::cout << "array out of bound" << std::endl;
+            print_line("array out of bound");
 }
 
 // The value without its last character, normally the ';': a NUL takes its place and the length stays.
@@ -50,22 +52,49 @@ Name text_value(const char *value) {
     return text;
 }
 
-}  // namespace
+class Reader {
+public:
+    Reader(DiskGroupTable &diskgroups, EnclosureTable &enclosures, const GlobalSettings &globals)
+        : m_diskgroups(diskgroups), m_enclosures(enclosures), m_globals(globals) {}
 
-ConfigReader::ConfigReader(DiskGroupTable &diskgroups, EnclosureTable &enclosures, const GlobalSettings &globals)
-    : m_diskgroups(diskgroups), m_enclosures(enclosures), m_globals(globals) {}
+    void read(FILE *file);
 
-void ConfigReader::read(FILE *file) {
+private:
+    enum class Section { none, diskgroup, enclosure };
+
+    void read_line(const std::string &line);
+    void open_diskgroup(const char *name);
+    void open_enclosure(const char *name);
+    bool set_attribute(const std::string &key, const char *value);
+    void set_hosts(const char *value);
+    void add_disks(const char *value);
+    bool add_volumes(const char *value);
+    void set_disk_size(const char *value);
+    void set_volume_size(const char *value);
+    void set_storage_dir(const char *value);
+    diskgroup_t &current_diskgroup() { return m_diskgroups[m_diskgroup_count - 1]; }
+    enclosure_t &current_enclosure() { return m_enclosures[m_enclosure_count - 1]; }
+
+    DiskGroupTable &m_diskgroups;
+    EnclosureTable &m_enclosures;
+    GlobalSettings m_globals;
+    Section m_section = Section::none;
+    size_t m_diskgroup_count = 0;
+    size_t m_enclosure_count = 0;
+    unsigned long m_line_number = 0;
+};
+
+void Reader::read(FILE *file) {
     char line[line_size];
     while (readline(line, line_size, file) != nullptr) {
         ++m_line_number;
         read_line(line);
     }
-    cut_table(m_diskgroups, m_diskgroup_count);
-    cut_table(m_enclosures, m_enclosure_count);
+    cut(m_diskgroups, m_diskgroup_count);
+    cut(m_enclosures, m_enclosure_count);
 }
 
-void ConfigReader::read_line(const std::string &line) {
+void Reader::read_line(const std::string &line) {
     const size_t equals = line.find('=');
     const bool is_attribute = equals != std::string::npos && equals != 0;
     // Without '=' the whole line is both key and value, so that a bare header still opens a section.
@@ -77,13 +106,11 @@ void ConfigReader::read_line(const std::string &line) {
     else if (key == "ENCLOSURE")
         open_enclosure(value);
     else if (is_attribute && !set_attribute(key, value))
-        std::cout << "Invalid line: " << std::to_string(m_line_number)
-                  << std::endl;  // decimal, whatever cout is set to
+        print_line("Invalid line: " + std::to_string(m_line_number));
 }
 
-void ConfigReader::open_diskgroup(const char *name) {
-    if (m_diskgroup_count + 1 > diskgroup_threshold)
-        grow(m_diskgroups, m_diskgroup_count);
+void Reader::open_diskgroup(const char *name) {
+    grow(m_diskgroups, m_diskgroup_count, diskgroup_threshold);
     diskgroup_t &group = m_diskgroups[m_diskgroup_count++];
     group.name = purified_name(name);
     group.disks = new NameList;
@@ -92,12 +119,11 @@ void ConfigReader::open_diskgroup(const char *name) {
     m_section = Section::diskgroup;
 }
 
-void ConfigReader::open_enclosure(const char *name) {
-    if (m_enclosure_count + 1 > enclosure_threshold) {
-        grow(m_enclosures, m_enclosure_count);
-        // The disk groups grow along: for a file whose enclosures become disk groups, the room is needed there.
-        grow(m_diskgroups, m_diskgroup_count);
-    }
+void Reader::open_enclosure(const char *name) {
+    grow(m_enclosures, m_enclosure_count, enclosure_threshold);
+    // The disk groups grow along: for a file whose enclosures become disk groups, the room is needed there.
+    if (m_enclosure_count + 1 > enclosure_threshold)
+        grow(m_diskgroups, m_diskgroup_count, 0);
     enclosure_t &enclosure = m_enclosures[m_enclosure_count++];
     enclosure.name = purified_name(name);
     enclosure.label = enclosure.name;
@@ -105,7 +131,7 @@ void ConfigReader::open_enclosure(const char *name) {
     m_section = Section::enclosure;
 }
 
-bool ConfigReader::set_attribute(const std::string &key, const char *value) {
+bool Reader::set_attribute(const std::string &key, const char *value) {
     if (key == "HOSTS")
         set_hosts(value);
     else if (key == "DISKS")
@@ -129,7 +155,7 @@ bool ConfigReader::set_attribute(const std::string &key, const char *value) {
     return true;
 }
 
-void ConfigReader::set_hosts(const char *value) {
+void Reader::set_hosts(const char *value) {
     std::unique_ptr<HostSet> hosts(tokenize_to_map(value, ","));
     if (m_section == Section::none)
         return;
@@ -138,14 +164,14 @@ void ConfigReader::set_hosts(const char *value) {
     target = hosts.release();
 }
 
-void ConfigReader::add_disks(const char *value) {
+void Reader::add_disks(const char *value) {
     if (m_section == Section::diskgroup)
         append(*current_diskgroup().disks, value);
     else if (m_section == Section::enclosure)
         append(*current_enclosure().disks, value);
 }
 
-bool ConfigReader::add_volumes(const char *value) {
+bool Reader::add_volumes(const char *value) {
     // Volumes belong to the last disk group opened, even while an enclosure is the current section.
     if (m_diskgroup_count == 0)
         return false;
@@ -153,21 +179,28 @@ bool ConfigReader::add_volumes(const char *value) {
     return true;
 }
 
-void ConfigReader::set_disk_size(const char *value) {
+void Reader::set_disk_size(const char *value) {
     if (m_section == Section::diskgroup)
         current_diskgroup().disk_size = parse_size(value);
     else if (m_section == Section::enclosure)
         current_enclosure().disk_size = parse_size(value);
 }
 
-void ConfigReader::set_volume_size(const char *value) {
+void Reader::set_volume_size(const char *value) {
     if (m_section == Section::diskgroup)
         current_diskgroup().volume_size = parse_size(value);
 }
 
-void ConfigReader::set_storage_dir(const char *value) {
+void Reader::set_storage_dir(const char *value) {
     if (m_section == Section::diskgroup)
         current_diskgroup().storage_dir = text_value(value);
     else if (m_section == Section::enclosure)
         current_enclosure().storage_dir = text_value(value);
+}
+
+}  // namespace
+
+void read_disk_array(FILE *file, DiskGroupTable &diskgroups, EnclosureTable &enclosures,
+                     const GlobalSettings &globals) {
+    Reader(diskgroups, enclosures, globals).read(file);
 }

@@ -1,5 +1,7 @@
 // OrvSimStorageServer::sync: the model written back as a configuration file.
+#include <cerrno>
 #include <cstdio>
+#include <string>
 
 #include "sim/config_file.h"
 #include "sim/name_lists.h"
@@ -7,38 +9,47 @@
 
 namespace {
 
-void write(FILE *file, const diskgroup_t &group) {
-    std::fprintf(file, "DISKGROUP = %s;\n", c_text(group.name));
+std::string line(const char *key, const std::string &value) { return key + (" = " + value) + ";\n"; }
+
+std::string section(const diskgroup_t &group) {
+    std::string text = line("DISKGROUP", c_text(group.name));
     if (name_count(group.disks) != 0)
-        std::fprintf(file, "\tDISKS = %s;\n", joined_names(group.disks).c_str());
+        text += line("\tDISKS", joined_names(group.disks));
     if (group.hosts != nullptr && group.hosts->current_size() != 0)
-        std::fprintf(file, "\tHOSTS = %s;\n", joined_names(group.hosts).c_str());
+        text += line("\tHOSTS", joined_names(group.hosts));
     if (name_count(group.volumes) != 0)
-        std::fprintf(file, "\tVOLUMES = %s;\n", joined_names(group.volumes).c_str());
-    if (!is_empty_text(group.storage_dir))
-        std::fprintf(file, "\tSTORAGE_DIR = %s;\n", c_text(group.storage_dir));
-    std::fprintf(file, "\n");
+        text += line("\tVOLUMES", joined_names(group.volumes));
+    if (*storage_dir_text(group) != '\0')
+        text += line("\tSTORAGE_DIR", storage_dir_text(group));
+    return text + "\n";
 }
 
 // Unlike a disk group, an enclosure always gets its two lines, empty ones too, and never its storage directory.
-void write(FILE *file, const enclosure_t &enclosure) {
-    std::fprintf(file, "ENCLOSURE = %s;\n", c_text(enclosure.name));
-    std::fprintf(file, "\tDISKS = %s;\n", joined_names(enclosure.disks).c_str());
-    std::fprintf(file, "\tHOSTS = %s;\n", joined_names(enclosure.hosts).c_str());
-    std::fprintf(file, "\n");
+std::string section(const enclosure_t &enclosure) {
+    return line("ENCLOSURE", c_text(enclosure.name)) + line("\tDISKS", joined_names(enclosure.disks)) +
+           line("\tHOSTS", joined_names(enclosure.hosts)) + "\n";
 }
 
 }  // namespace
 
 // Sizes, MOUNT_PATH and UDID_TOKEN are not written: reading the file again gives their defaults.
-void OrvSimStorageServer::sync() {
-    const File file = open_configuration(m_config_name, "w");
-    if (file == nullptr)
-        return;
+int OrvSimStorageServer::sync() const {
+    if (m_config_name.empty())
+        return 0;
+    std::string text;
     for (size_t i = 0; i < m_diskgroups.size(); ++i)
-        write(file.get(), m_diskgroups[i]);
+        text += section(m_diskgroups[i]);
     for (size_t i = 0; i < m_enclosures.size(); ++i)
-        write(file.get(), m_enclosures[i]);
+        text += section(m_enclosures[i]);
     if (!is_empty_text(m_mount_behavior))
-        std::fprintf(file.get(), "\tMOUNT_BEHAVIOR = %s;\n", c_text(m_mount_behavior));
+        text += line("\tMOUNT_BEHAVIOR", c_text(m_mount_behavior));
+
+    File file = open_configuration(m_config_name, "w");  // the text is whole before the old one is gone
+    if (file == nullptr)
+        return errno;
+    const bool is_written = std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+    const int write_error = errno;
+    if (std::fclose(file.release()) != 0)
+        return is_written ? errno : write_error;
+    return is_written ? 0 : write_error;
 }

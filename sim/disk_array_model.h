@@ -2,21 +2,23 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "sim/name_types.h"
 
 // A record is copied shallowly: the table that holds it owns what its pointers point to, and releases it with
-// release_lists. A pointer is null where the file gave no such list.
+// release_lists. A pointer to a list is null where the file gave no such list.
 
 // One disk group: a pool of disks with its volumes and the hosts that may use it.
 struct diskgroup_t {
     Name name;
     NameList *disks = nullptr;  // in file order
     HostSet *hosts = nullptr;
-    NameList *volumes = nullptr;  // in file order
-    uint64_t disk_size = 0;       // bytes, of each disk
-    uint64_t volume_size = 0;     // bytes, of each volume
-    Name storage_dir;             // read through c_text
+    NameList *volumes = nullptr;                       // in file order
+    uint64_t disk_size = 0;                            // bytes, of each disk
+    uint64_t volume_size = 0;                          // bytes, of each volume
+    Name storage_dir;                                  // of the file; read through storage_dir_text
+    const std::string *default_storage_dir = nullptr;  // set by the first mount of a group without storage_dir
 };
 
 // One enclosure: disks and hosts, without volumes.
@@ -32,16 +34,16 @@ struct enclosure_t {
 using DiskGroupTable = ACE_Array<diskgroup_t>;
 using EnclosureTable = ACE_Array<enclosure_t>;
 
-// Deletes the record's lists and clears the pointers.
+// Deletes what the record points to and clears the pointers.
 void release_lists(diskgroup_t &group);
 void release_lists(enclosure_t &enclosure);
 
+// The directory that holds the group's storage: the file's, or the default that a mount has set; "" before that.
+const char *storage_dir_text(const diskgroup_t &group);
+
+// Sets the default directory of a group that has none. Threads may do so at once: the first one's stays. Throws
+// std::bad_alloc, with nothing set.
+void set_default_storage_dir(diskgroup_t &group, const std::string &path);
+
 // The number of names; 0 for a null list.
 size_t name_count(const NameList *names);
-
-// Cuts a table to its first count slots and gives the memory of the others back. The lists of the slots that go must
-// have been released before.
-template <class Table>
-void cut_table(Table &table, size_t count) {
-    copy_exactly(table, count, table);
-}

@@ -3,16 +3,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
+#include "sim/make_directory.h"
 #include "sim/orv_sim_storage_server.h"
 #include "sim/session_log.h"
 #include "stspi/sts_status.h"
 
 namespace {
-
-constexpr mode_t directory_mode = 0700;
 
 struct Outcome {
     const char *behavior;
@@ -37,34 +37,40 @@ int failed_outcome(const char *behavior) {
 
 std::string text_or_empty(const char *text) { return text != nullptr ? text : ""; }
 
-// Makes one directory. Returns 0, also when something of that name is there already, or errno.
-int make_directory(const char *path) { return mkdir(path, directory_mode) == 0 || errno == EEXIST ? 0 : errno; }
-
-// Makes the directories above path, from the top. Returns 0 or errno.
-int make_parents(const std::string &path) {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
-        if (const int error = make_directory(path.substr(0, slash).c_str()))
-            return error;
-    return 0;
+// Makes the directories above path, from the top. Returns 0 or errno. The path is cut at each slash and put together
+// again, so that no memory is needed once something has been made.
+int make_parents(std::string &path) {
+    int error = 0;
+    for (size_t slash = path.find('/', 1); slash != std::string::npos && error == 0;
+         slash = path.find('/', slash + 1)) {
+        path[slash] = '\0';
+        error = make_directory(path.c_str());
+        path[slash] = '/';
+    }
+    return error;
 }
 
-// Turns path into a link to target, in place of any file or link that stands there. Returns 0, or errno with a line
-// about the failure in message. A directory at path is not replaced: unlink refuses it.
-int replace_by_link(const char *target, const char *path, std::string &message) {
+// Returns the errno of a call, with a message about it sent.
+int failed(const char *call, const sts_session_def_v7_t *session) {
+    const int error = errno;
+    char message[64];
+    std::snprintf(message, sizeof message, "%s failed: errno %d\n", call, error);
+    log_unmasked(session, message);
+    return error;
+}
+
+// Turns path into a link to target, in place of any file or link that stands there. Returns 0, or errno with a message
+// sent. A directory at path is not replaced: unlink refuses it.
+int replace_by_link(const char *target, const char *path, const sts_session_def_v7_t *session) {
     if (symlink(target, path) == 0)
         return 0;
     if (errno == EEXIST) {
-        if (unlink(path) != 0) {
-            const int error = errno;
-            message = "unlink failed: errno " + std::to_string(error) + "\n";
-            return error;
-        }
+        if (unlink(path) != 0)
+            return failed("unlink", session);
         if (symlink(target, path) == 0)
             return 0;
     }
-    const int error = errno;
-    message = "symlink failed: errno " + std::to_string(error) + "\n";
-    return error;
+    return failed("symlink", session);
 }
 
 }  // namespace
@@ -78,26 +84,26 @@ int OrvSimStorageServer::mountLSU(const char *group_name, const char *volume, in
 }
 
 int OrvSimStorageServer::mount_volume(const char *group_name, const char *volume, const char *mount_point) {
-    diskgroup_t *group = getPoolLSUInfo(group_name);
+    diskgroup_t *group = find_group(group_name);
     if (group == nullptr) {
         log_unmasked(m_sd, ("Unknown Diskgroup: " + text_or_empty(group_name) + "\n").c_str());
         return -1;
     }
-    // The default stays with the group for the life of the array, also when this mount fails.
-    if (is_empty_text(group->storage_dir)) {
-        group->storage_dir = "/tmp/";
-        group->storage_dir += group_name;
-    }
-    const std::string storage_dir = c_text(group->storage_dir);
-    if (const int error = make_directory(storage_dir.c_str()))
-        return error;
+    // All texts are made before anything else, so that memory that runs out leaves no half of a mount.
+    const bool has_storage_dir = *storage_dir_text(*group) != '\0';
+    const std::string storage_dir = has_storage_dir ? storage_dir_text(*group) : "/tmp/" + text_or_empty(group_name);
     const std::string volume_dir = storage_dir + "/" + text_or_empty(volume);
-    if (const int error = make_directory(volume_dir.c_str()))
-        return error;
-
     std::string link = text_or_empty(mount_point);
     if (!link.empty() && link.back() == '/')
         link.pop_back();
+    // The default stays with the group for the life of the array, also when this mount fails.
+    if (!has_storage_dir)
+        set_default_storage_dir(*group, storage_dir);
+
+    if (const int error = make_directory(storage_dir.c_str()))
+        return error;
+    if (const int error = make_directory(volume_dir.c_str()))
+        return error;
     struct stat present;
     if (stat(link.c_str(), &present) != 0) {
         if (const int error = make_parents(link)) {
@@ -105,9 +111,9 @@ int OrvSimStorageServer::mount_volume(const char *group_name, const char *volume
             return error;
         }
     }
-    std::string message;
-    const int error = replace_by_link(volume_dir.c_str(), link.c_str(), message);
-    if (error != 0)
-        log_unmasked(m_sd, message.c_str());
-    return error;
+    return replace_by_link(volume_dir.c_str(), link.c_str(), m_sd);
+}
+
+diskgroup_t *OrvSimStorageServer::find_group(const char *name) {
+    return const_cast<diskgroup_t *>(getPoolLSUInfo(name));  // an element of our own table
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "sim/array_size.h"
 #include "sim/ascii.h"
 
 namespace {
@@ -84,12 +85,12 @@ std::string joined_names(const NameList *names) {
     return text;
 }
 
-std::string joined_names(HostSet *hosts) {
+std::string joined_names(const HostSet *hosts) {
     std::string text;
     if (hosts == nullptr)
         return text;
     const char *separator = "";
-    for (auto entry = hosts->begin(); entry != hosts->end(); ++entry) {
+    for (HostSet::const_iterator entry(*hosts); entry.done() == 0; ++entry) {
         text += separator;
         text += c_text((*entry).ext_id_);
         separator = ",";

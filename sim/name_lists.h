@@ -30,4 +30,4 @@ HostSet *tokenize_to_map(const char *text, const char *separators);
 
 // The names joined with ',': a list in its own order, a set most recently added first. "" for a null pointer.
 std::string joined_names(const NameList *names);
-std::string joined_names(HostSet *hosts);
+std::string joined_names(const HostSet *hosts);

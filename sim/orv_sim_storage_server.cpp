@@ -1,13 +1,12 @@
 #include "sim/orv_sim_storage_server.h"
 
-#include <ace/OS_NS_string.h>
 #include <ace/OS_NS_sys_utsname.h>
 
-#include <cstring>
-#include <iostream>
-
+#include "base/text_field.h"
+#include "sim/array_size.h"
 #include "sim/config_file.h"
 #include "sim/config_reader.h"
+#include "sim/standard_output.h"
 
 namespace {
 
@@ -25,7 +24,7 @@ OrvSimStorageServer::OrvSimStorageServer(const std::string &server_name) : m_mou
     if (server_name.empty())
         return;
     if (server_name.find(':') == std::string::npos) {
-        std::cout << "Error in server_name" << std::endl;
+        print_line("Error in server_name");
         return;
     }
     m_config_name = configuration_name(server_name);
@@ -44,12 +43,12 @@ void OrvSimStorageServer::read_configuration() {
     if (file == nullptr)
         return;
     if (!set_server_name()) {
-        std::cout << "Error getting hostname" << std::endl;
+        print_line("Error getting hostname");
         return;
     }
     resize(m_diskgroups, initial_diskgroups);
     resize(m_enclosures, initial_enclosures);
-    ConfigReader(m_diskgroups, m_enclosures, {m_mount_path, m_mount_behavior, m_udid_token}).read(file.get());
+    read_disk_array(file.get(), m_diskgroups, m_enclosures, {m_mount_path, m_mount_behavior, m_udid_token});
     adjustForPlugin();
 }
 
@@ -57,8 +56,8 @@ bool OrvSimStorageServer::set_server_name() {
     ACE_utsname system;
     if (ACE_OS::uname(&system) != 0)
         return false;
-    ACE_OS::strsncpy(m_server_name, system.nodename, sizeof m_server_name);
-    std::strncat(m_server_name, domain_suffix, sizeof m_server_name - std::strlen(m_server_name) - 1);
+    copy_text(m_server_name, system.nodename);
+    append_text(m_server_name, sizeof m_server_name, domain_suffix);
     return true;
 }
 
@@ -81,4 +80,4 @@ const char *OrvSimStorageServer::get_server_name() const { return m_server_name;
 
 void OrvSimStorageServer::set_session(const sts_session_def_v7_t *session) { m_sd = session; }
 
-void *OrvSimStorageServer::getStorageElementList(const HostSet *, int16_t, bool) { return nullptr; }
+void *OrvSimStorageServer::getStorageElementList(const HostSet *, int16_t, bool) const { return nullptr; }

@@ -43,11 +43,13 @@ public:
     static void set_session(const sts_session_def_v7_t *session);
 
     // Always null.
-    void *getStorageElementList(const HostSet *hosts, int16_t count, bool any);
+    void *getStorageElementList(const HostSet *hosts, int16_t count, bool any) const;
 
     // Writes the model back into its configuration file, in place. Sizes, MOUNT_PATH, UDID_TOKEN and the storage
-    // directories of enclosures are not written. Does nothing when the file cannot be opened.
-    void sync();
+    // directories of enclosures are not written. An array without a configuration name has no file: nothing is written.
+    // Returns 0, or the errno of the call that failed: opening, with the file as it was, or a write or closing, with a
+    // part of the text in the file.
+    int sync() const;
 
     // For the configuration name "Kelvarpool" alone: replaces the disk groups by copies of the enclosures, whose disks
     // become volumes too.
@@ -55,32 +57,34 @@ public:
 
     // The pools that hosts may use: those that list any of them (match_any), or all of them. An empty host list finds
     // none. Returns a new array that the caller deletes, with only the names filled, each once, last found first.
-    DiskGroupTable *getPoolLSUList(const NameList *hosts, bool match_any);
+    DiskGroupTable *getPoolLSUList(const NameList *hosts, bool match_any) const;
 
     // The first disk group of that name, owned by the array, or null, also for a null name.
-    diskgroup_t *getPoolLSUInfo(const char *name);
+    const diskgroup_t *getPoolLSUInfo(const char *name) const;
 
     // The first disk that has the given name or unique device identifier, as a new record that the caller deletes, or
     // null, also for a null name. The second argument is ignored.
-    DynamicLSUInfo *getDynamicLSUInfo(const char *name, const char *pool);
+    DynamicLSUInfo *getDynamicLSUInfo(const char *name, const char *pool) const;
 
     // The unique device identifier of a disk: "#UDID#TOKEN#NAME#", or the name itself without a UDID_TOKEN. Builds it
     // in a string that all threads share.
-    Name getUDID(Name name);
+    Name getUDID(Name name) const;
 
     // The name as a string.
-    Name getStorageElement(const char *name);
+    Name getStorageElement(const char *name) const;
 
     // Mounts a volume of a disk group: makes the group's and the volume's directory and turns mount_point into a link
-    // to the latter; or fails as MOUNT_BEHAVIOR says.
+    // to the latter; or fails as MOUNT_BEHAVIOR says. Threads may mount at once; no lock is taken.
     //   mode, host   ignored
-    // Returns 0, a mount outcome (STS_E_*), -1 for an unknown group, or the errno of the call that failed.
+    // Returns 0, a mount outcome (STS_E_*), -1 for an unknown group, or the errno of the call that failed. Throws
+    // std::bad_alloc before anything is made.
     int mountLSU(const char *group_name, const char *volume, int mode, const char *host, const char *mount_point);
 
 private:
     void read_configuration();
     void release_model();
     bool set_server_name();
+    diskgroup_t *find_group(const char *name);
     int mount_volume(const char *group_name, const char *volume, const char *mount_point);
 
     std::string m_config_name;

@@ -2,23 +2,23 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "sim/array_size.h"
 #include "sim/orv_sim_storage_server.h"
 
 namespace {
 
-bool any_host_in(const NameList &hosts, HostSet &set) {
+bool any_host_in(const NameList &hosts, const HostSet &set) {
     for (size_t i = 0; i < hosts.size(); ++i)
         if (set.find(hosts[i]) == 0)
             return true;
     return false;
 }
 
-bool all_hosts_in(const NameList &hosts, HostSet &set) {
+bool all_hosts_in(const NameList &hosts, const HostSet &set) {
     for (size_t i = 0; i < hosts.size(); ++i)
         if (set.find(hosts[i]) != 0)
             return false;
@@ -66,7 +66,7 @@ bool disk_of_udid(std::string_view udid, std::string_view token, std::string_vie
 
 }  // namespace
 
-DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool match_any) {
+DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool match_any) const {
     NamesSeen seen(m_diskgroups.size());
     std::vector<const Name *> selected;
     selected.reserve(m_diskgroups.size());
@@ -79,14 +79,14 @@ DiskGroupTable *OrvSimStorageServer::getPoolLSUList(const NameList *hosts, bool 
             selected.push_back(&group.name);
     }
     auto pools = std::make_unique<DiskGroupTable>();
-    if (pools->size(selected.size()) == 0)
-        // Last found comes first, on purpose.
-        for (size_t i = 0; i < selected.size(); ++i)
-            (*pools)[i].name = *selected[selected.size() - 1 - i];
+    resize(*pools, selected.size());
+    // Last found comes first, on purpose.
+    for (size_t i = 0; i < selected.size(); ++i)
+        (*pools)[i].name = *selected[selected.size() - 1 - i];
     return pools.release();
 }
 
-diskgroup_t *OrvSimStorageServer::getPoolLSUInfo(const char *name) {
+const diskgroup_t *OrvSimStorageServer::getPoolLSUInfo(const char *name) const {
     if (name == nullptr)
         return nullptr;
     const std::string_view wanted = name;
@@ -96,7 +96,7 @@ diskgroup_t *OrvSimStorageServer::getPoolLSUInfo(const char *name) {
     return nullptr;
 }
 
-DynamicLSUInfo *OrvSimStorageServer::getDynamicLSUInfo(const char *name, const char *) {
+DynamicLSUInfo *OrvSimStorageServer::getDynamicLSUInfo(const char *name, const char *) const {
     if (name == nullptr)
         return nullptr;
     const std::string_view wanted = name;
@@ -120,13 +120,12 @@ DynamicLSUInfo *OrvSimStorageServer::getDynamicLSUInfo(const char *name, const c
     return nullptr;
 }
 
-Name OrvSimStorageServer::getUDID(Name name) {
+Name OrvSimStorageServer::getUDID(Name name) const {
     // Deliberately one string for the whole process, without a lock: threads that ask at the same moment may see each
-    // other's text. Its room is taken once and never given back, so that they do not free it under each other.
+    // other's text. It has room for everything that a file's line and an LSU's name can hold, so that it never moves
+    // while it is shared; only a longer name, which no entry point hands in, would make it grow.
     constexpr size_t room = 65536;
-    static Name udid(std::string(room, ' ').c_str());  // ACE's constructor for room alone crashes when there is none
-    if (udid.c_str() == nullptr)
-        throw std::bad_alloc();
+    static Name udid(std::string(room, ' ').c_str());
     udid.fast_clear();
     if (is_empty_text(m_udid_token)) {
         udid += name;
@@ -140,4 +139,4 @@ Name OrvSimStorageServer::getUDID(Name name) {
     return Name(udid);
 }
 
-Name OrvSimStorageServer::getStorageElement(const char *name) { return Name(name); }
+Name OrvSimStorageServer::getStorageElement(const char *name) const { return Name(name); }

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "sim/name_types.h"
-#include "tests/support/failing_allocator.h"
 
 namespace {
 
@@ -150,17 +149,6 @@ TEST(PropertyList, LockThatCannotBeTakenFailsTheCall) {
     EXPECT_EQ(written(list), "a=1");  // writing takes no lock
     mutex.release();
     EXPECT_EQ(list.add("b", "2"), 0);
-}
-
-TEST(PropertyList, WithoutMemoryNothingIsBoundAndTheReportIsAcesOwn) {
-    const size_t map_of_256 = 256 * sizeof(STSPropertyList::Map::ENTRY);
-    const FailingAllocator no_memory(map_of_256, 1 << 30);
-    testing::internal::CaptureStderr();
-    STSPropertyList list(Name("a=1"));
-    EXPECT_EQ(list.add("b", "2"), -1);
-    EXPECT_EQ(written(list), "");
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("ACE_Map_Manager"));
-    EXPECT_GT(no_memory.refused(), 0);
 }
 
 }  // namespace

@@ -14,11 +14,6 @@ TEST(ConfigurationName, WithoutColonIsTheWholeName) { EXPECT_EQ(configuration_na
 
 TEST(ConfigurationName, MayBeEmpty) { EXPECT_EQ(configuration_name(":x"), ""); }
 
-TEST(ConfigurationPath, LiesBelowTheOneDirectory) {
-    EXPECT_EQ(configuration_path("lab1"), "/etc/quillmere/lab1.sim");
-    EXPECT_EQ(configuration_path(""), "/etc/quillmere/.sim");
-}
-
 TEST(OpenConfiguration, MissingFileGivesNullAndErrno) {
     const ConfigDirectory directory;
     EXPECT_EQ(open_configuration("lab1", "r"), nullptr);

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "sim/name_lists.h"
-#include "tests/support/failing_allocator.h"
 #include "tests/unit/sim/config_reading.h"
 
 namespace {
@@ -231,19 +230,6 @@ TEST(ConfigReaderDisks, MoreThan512OnOneOrSeveralLinesAreKept) {
         text += "e;\n";
     }
     EXPECT_EQ(ConfigReading(text).diskgroups[0].disks->size(), 753U);
-}
-
-TEST(ConfigReaderDisks, WithoutMemoryEachNameIsReportedAndReadingGoesOn) {
-    // The list of five names cannot be made; all else can.
-    const FailingAllocator no_memory(5 * sizeof(Name), 5 * sizeof(Name));
-    const ConfigReading reading("DISKGROUP=d;\nDISKS=a,b,c,d,e;\nUDID_TOKEN=t;\n");
-    EXPECT_GT(no_memory.refused(), 0);
-    std::string expected;
-    for (int i = 0; i < 5; ++i)
-        expected += "array out of bound\n";
-    EXPECT_EQ(reading.output, expected);
-    EXPECT_EQ(reading.diskgroups[0].disks->size(), 0U);
-    EXPECT_STREQ(c_text(reading.udid_token), "t");
 }
 
 TEST(ConfigReaderVolumes, SecondLineIsAppended) {

@@ -12,6 +12,9 @@
 class ConfigReading {
 public:
     ConfigReading() = default;
+    // With tables of these sizes to begin with.
+    ConfigReading(size_t diskgroup_slots, size_t enclosure_slots)
+        : diskgroups(diskgroup_slots), enclosures(enclosure_slots) {}
     explicit ConfigReading(const std::string &text) {
         const File file(fmemopen(const_cast<char *>(text.data()), text.size(), "r"));
         read(file.get());
@@ -27,7 +30,7 @@ public:
 
     void read(FILE *file) {
         const CapturedOutput captured;
-        ConfigReader(diskgroups, enclosures, {mount_path, mount_behavior, udid_token}).read(file);
+        read_disk_array(file, diskgroups, enclosures, {mount_path, mount_behavior, udid_token});
         output = captured.text();
     }
 

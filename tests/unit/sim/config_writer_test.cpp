@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <filesystem>
 
 #include "tests/unit/sim/disk_array_test.h"
@@ -104,9 +105,35 @@ TEST(Sync, FileThatCannotBeOpenedIsLeftAlone) {
     const std::string path = array.directory().path("lab1");
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
-    array->sync();
+    EXPECT_EQ(array->sync(), EISDIR);
     EXPECT_TRUE(std::filesystem::is_empty(path));
     EXPECT_NE(array->getPoolLSUInfo("dg1"), nullptr);
+}
+
+TEST(Sync, WriteOrCloseThatFailsIsTold) {
+    // Short enough to stay in the stream until it is closed, or long enough to be written before.
+    for (const size_t pools : {1U, 10000U}) {
+        std::string text;
+        for (size_t i = 0; i < pools; ++i)
+            text += "DISKGROUP=dg" + std::to_string(i) + ";\n";
+        DiskArray array(text);
+        EXPECT_EQ(array->sync(), 0);
+        const std::string path = array.directory().path("lab1");
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink("/dev/full", path);
+        EXPECT_EQ(array->sync(), ENOSPC) << pools;
+    }
+}
+
+TEST(Sync, ArrayWithoutAConfigurationNameWritesNothing) {
+    const ConfigDirectory directory;
+    const CapturedOutput output;
+    for (const char *name : {"", "lab1"}) {
+        const OrvSimStorageServer array(name);
+        EXPECT_EQ(array.sync(), 0);
+    }
+    const std::filesystem::path path = directory.path("x");
+    EXPECT_TRUE(std::filesystem::is_empty(path.parent_path()));
 }
 
 TEST(Sync, ListsLongerThanALineAreWrittenWhole) {

@@ -1,8 +1,11 @@
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <thread>
+#include <vector>
 
 #include "stspi/sts_status.h"
 #include "tests/support/log_recorder.h"
@@ -103,7 +106,7 @@ TEST_F(MountLsu, GroupWithoutStorageDirGetsOneBelowTmp) {
     const std::string mount_point = m_directory / "mnt/a/";
     EXPECT_EQ(mounting->mountLSU(group.c_str(), "vol1", 1, "localhost", mount_point.c_str()), 0);
     EXPECT_EQ(fs::read_symlink(m_directory / "mnt/a"), "/tmp/" + group + "/vol1");
-    EXPECT_STREQ(c_text(mounting->getPoolLSUInfo(group.c_str())->storage_dir), ("/tmp/" + group).c_str());
+    EXPECT_STREQ(storage_dir_text(*mounting->getPoolLSUInfo(group.c_str())), ("/tmp/" + group).c_str());
     EXPECT_THAT(mounting.saved(), testing::HasSubstr("\tSTORAGE_DIR = /tmp/" + group + ";\n"));
     fs::remove(m_directory / "mnt/a");
     // The group's directory may be the test's own (same name): leave that to its owner.
@@ -117,7 +120,31 @@ TEST_F(MountLsu, DefaultStorageDirStaysSetWhenTheMountFails) {
     DiskArray mounting("DISKGROUP=" + group + ";\nSTORAGE_DIR=;\n");
     const FailingCall failing("symlink", EIO);
     EXPECT_EQ(mounting->mountLSU(group.c_str(), "v", 1, "localhost", (m_directory / "mnt").c_str()), EIO);
-    EXPECT_STREQ(c_text(mounting->getPoolLSUInfo(group.c_str())->storage_dir), ("/tmp/" + group).c_str());
+    EXPECT_STREQ(storage_dir_text(*mounting->getPoolLSUInfo(group.c_str())), ("/tmp/" + group).c_str());
+    fs::remove("/tmp/" + group + "/v");
+    fs::remove("/tmp/" + group);
+}
+
+// With the thread sanitizer, also a witness that nothing is shared without care.
+TEST_F(MountLsu, FirstMountsOfManyThreadsAgreeOnTheDefaultStorageDir) {
+    const std::string group = fs::path(m_directory.path()).filename().string() + "y";
+    for (int round = 0; round < 20; ++round) {
+        DiskArray mounting("DISKGROUP=" + group + ";\n");
+        std::atomic<int> waiting{4};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 4; ++thread)
+            threads.emplace_back([&, thread] {
+                const std::string mount_point = m_directory / ("mnt" + std::to_string(thread));
+                for (--waiting; waiting != 0;) {
+                }
+                EXPECT_EQ(mounting->mountLSU(group.c_str(), "v", 1, "localhost", mount_point.c_str()), 0);
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+        EXPECT_STREQ(storage_dir_text(*mounting->getPoolLSUInfo(group.c_str())), ("/tmp/" + group).c_str());
+    }
+    for (int thread = 0; thread < 4; ++thread)
+        EXPECT_EQ(fs::read_symlink(m_directory / ("mnt" + std::to_string(thread))), "/tmp/" + group + "/v");
     fs::remove("/tmp/" + group + "/v");
     fs::remove("/tmp/" + group);
 }

@@ -5,8 +5,6 @@
 #include <array>
 #include <memory>
 
-#include "tests/support/failing_allocator.h"
-
 namespace {
 
 using testing::ElementsAre;
@@ -214,15 +212,6 @@ TEST(TokenizeToMap, TextOf1023BytesIsWhole) {
     const std::vector<std::string> names = tokenized_to_map(text);
     EXPECT_EQ(names.size(), 128U);
     EXPECT_EQ(names.front(), "the_end");
-}
-
-TEST(TokenizeToMap, WithoutMemoryTheSetIsEmptyAndTheReportIsAcesOwn) {
-    const FailingAllocator no_memory(16 * sizeof(HostSet::ENTRY), 64 * sizeof(HostSet::ENTRY));
-    testing::internal::CaptureStderr();
-    const std::unique_ptr<HostSet> names(tokenize_to_map("a,b", ","));
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("ACE_Map_Manager"));
-    EXPECT_GT(no_memory.refused(), 0);
-    EXPECT_EQ(names->current_size(), 0U);
 }
 
 // ---- joined_names ------------------------------------------------------------------------------------------------

@@ -111,6 +111,21 @@ TEST(TableGrowth, TenThousandSectionsOfEachKindStayBelowTheLimitAndTheRoomIsGive
     }
 }
 
+TEST(TableGrowth, TablesOfAnySizeTakeEverySection) {
+    for (const size_t size : {0U, 1U, 2U, 3U}) {
+        std::string text;
+        for (int i = 0; i < 12; ++i)
+            text += "DISKGROUP=g" + std::to_string(i) + ";\nENCLOSURE=e" + std::to_string(i) + ";\n";
+        ConfigReading reading(size, size);
+        const File file(fmemopen(text.data(), text.size(), "r"));
+        reading.read(file.get());
+        ASSERT_EQ(reading.diskgroups.size(), 12U) << size;
+        ASSERT_EQ(reading.enclosures.size(), 12U) << size;
+        EXPECT_STREQ(c_text(reading.diskgroups[11].name), "g11");
+        EXPECT_STREQ(c_text(reading.enclosures[11].name), "e11");
+    }
+}
+
 TEST(TableGrowth, SectionsKeepTheirContentWhileTheTablesGrow) {
     std::string text;
     for (int i = 0; i < 3000; ++i) {

@@ -1,0 +1,45 @@
+// Maps whose keys are names.
+#pragma once
+
+#include <ace/Map_Manager.h>
+#include <ace/RW_Thread_Mutex.h>
+
+#include <utility>
+
+#include "sim/name.h"
+
+// An ACE map under a reader/writer lock. What was bound last comes first in iteration. Unlike ACE's own it throws
+// std::bad_alloc, with the map as it was, when there is no memory.
+template <class Value>
+class NameMap : public ACE_Map_Manager<Name, Value, ACE_RW_Thread_Mutex> {
+    using Base = ACE_Map_Manager<Name, Value, ACE_RW_Thread_Mutex>;
+
+public:
+    // slots: at least 1, since ACE aborts on a map without any.
+    explicit NameMap(size_t slots) : Base(slots, throwing_allocator()) {}
+
+    // Returns 0, 1 when the key is present (its value stays), or -1 when the lock cannot be taken.
+    int bind(const Name &key, const Value &value) {
+        ACE_WRITE_GUARD_RETURN(ACE_RW_Thread_Mutex, guard, this->lock_, -1);
+        ACE_UINT32 slot = 0;
+        if (this->find_and_return_index(key, slot) == 0)
+            return 1;
+        if (this->free_list_.next() == this->free_list_id())
+            grow();
+        return this->shared_bind(key, value);
+    }
+
+private:
+    // ACE's growth loses the new slots when memory runs out while it copies the old ones.
+    void grow() {
+        NameMap larger(this->new_size());
+        for (ACE_UINT32 slot = this->occupied_list_.prev(); slot != this->occupied_list_id();
+             slot = this->search_structure_[slot].prev())
+            larger.shared_bind(this->search_structure_[slot].ext_id_, this->search_structure_[slot].int_id_);
+        std::swap(this->search_structure_, larger.search_structure_);
+        std::swap(this->total_size_, larger.total_size_);
+        std::swap(this->cur_size_, larger.cur_size_);
+        std::swap(this->free_list_, larger.free_list_);
+        std::swap(this->occupied_list_, larger.occupied_list_);
+    }
+};
