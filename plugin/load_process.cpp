@@ -1,21 +1,15 @@
-#include <ace/Log_Msg.h>
-#include <ace/Process.h>
+#include <ace/Tokenizer_T.h>
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <string>
+#include <vector>
 
 #include "stspi/stspi.h"
 
 namespace {
-
-constexpr size_t command_line_size = 1024;  // more for a longer command: a cut one could do harm
-constexpr size_t environment_size = 16384;
-constexpr size_t environment_count = 512;
-constexpr size_t argument_count = 128;
 
 template <class Call>
 auto retried(Call call) {
@@ -25,51 +19,88 @@ auto retried(Call call) {
     return result;
 }
 
-// The child's end: either becomes the program or tells through the pipe that it could not.
-[[noreturn]] void run_program(char *const *arguments, int report) {
+// Through which a child tells that it could not become the program. Both ends close on exec, and neither blocks: children
+// that other threads fork meanwhile may keep the write end open for as long as they like.
+class ReportPipe {
+public:
+    ReportPipe() {
+        if (pipe2(m_ends, O_CLOEXEC | O_NONBLOCK) != 0)
+            m_ends[0] = m_ends[1] = -1;
+    }
+    ~ReportPipe() {
+        if (!is_open())
+            return;
+        close(m_ends[0]);
+        close(m_ends[1]);
+    }
+    ReportPipe(const ReportPipe &) = delete;
+    ReportPipe &operator=(const ReportPipe &) = delete;
+
+    bool is_open() const { return m_ends[0] != -1; }
+
+    void send(int error) const {
+        retried([&] { return write(m_ends[1], &error, sizeof error); });
+    }
+
+    bool holds_a_report() const {
+        int error = 0;
+        return retried([&] { return read(m_ends[0], &error, sizeof error); }) > 0;
+    }
+
+private:
+    int m_ends[2];
+};
+
+// The child's end: either becomes the program or reports that it could not.
+[[noreturn]] void run_program(char *const *arguments, const ReportPipe &report) {
     execvp(arguments[0], arguments);
-    const int error = errno;
-    retried([&] { return write(report, &error, sizeof error); });
+    report.send(errno);
     _exit(127);
 }
 
-// Whether the program runs: the write end of the pipe closes on exec, so nothing arrives when it does.
-bool was_started(int report) {
-    int error = 0;
-    return retried([&] { return read(report, &error, sizeof error); }) == 0;
-}
+// A command line and the words in it. ACE's options for processes split it in the same way, but end the process when there
+// is no memory for their buffers.
+class CommandLine {
+public:
+    CommandLine(const char *program, const char *argument) {
+        m_text.insert(m_text.end(), program, program + std::strlen(program));
+        m_text.insert(m_text.end(), argument, argument + std::strlen(argument) + 1);
+        ACE_Tokenizer_T<char> words(m_text.data());
+        words.delimiter_replace(' ', '\0');
+        words.preserve_designators('"', '"');
+        words.preserve_designators('\'', '\'');
+        while (char *word = words.next())
+            m_words.push_back(word);
+        m_words.push_back(nullptr);
+    }
+
+    bool is_blank() const { return m_words.front() == nullptr; }
+
+    // Ends with a null pointer.
+    char *const *words() const { return m_words.data(); }
+
+private:
+    std::vector<char> m_text;
+    std::vector<char *> m_words;
+};
 
 }  // namespace
 
 int32_t load_process(const char *program, const char *argument) {
     if (program == nullptr || argument == nullptr)
         return 0;
-    const std::string command = std::string(program) + argument;
-    if (command.find_first_not_of(' ') == std::string::npos)  // ACE crashes on a command line without a word
+    const CommandLine command(program, argument);
+    if (command.is_blank())
         return 0;
-
-    const auto words = static_cast<size_t>(std::count(command.begin(), command.end(), ' ')) + 1;
-    ACE_Process_Options options(true, std::max(command_line_size, command.size() + 1), environment_size,
-                                environment_count, std::max(argument_count, words + 1));
-    options.command_line("%s", command.c_str());
-    // Forked only, and executed here: ACE's own way cannot tell a missing program from one that exits with status 2.
-    options.creation_flags(ACE_Process_Options::NO_EXEC);
-    // Otherwise ACE copies the first word, of any length, into a buffer of a path's size. Nothing uses this name.
-    options.process_name("load_process");
-    char *const *arguments = options.command_line_argv();
-
-    int report[2];
-    if (pipe2(report, O_CLOEXEC) != 0)
+    const ReportPipe report;
+    if (!report.is_open())
         return 0;
-    ACE_Log_Msg::instance();  // before the fork: made in the child of a threaded process it could find a lock held
-    ACE_Process process;
-    const pid_t child = process.spawn(options);
+    const pid_t child = fork();
     if (child == 0)
-        run_program(arguments, report[1]);
-    close(report[1]);
-    const bool started = child != -1 && was_started(report[0]);
-    close(report[0]);
-    if (child != -1)
-        retried([&] { return process.wait(); });
-    return started ? static_cast<int32_t>(process.exit_code()) : 0;
+        run_program(command.words(), report);
+    if (child == -1)
+        return 0;
+    int status = 0;
+    retried([&] { return waitpid(child, &status, 0); });
+    return report.holds_a_report() ? 0 : status;
 }

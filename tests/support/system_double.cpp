@@ -7,12 +7,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace {
 
 const char *failing_name = "";
 int failing_error = 0;
 int calls_to_skip = 0;
+std::function<void()> after_pipe;
 
 bool fails(const char *name) {
     if (std::strcmp(name, failing_name) != 0 || calls_to_skip-- > 0)
@@ -22,6 +24,10 @@ bool fails(const char *name) {
 }
 
 }  // namespace
+
+AfterPipe::AfterPipe(std::function<void()> action) { after_pipe = std::move(action); }
+
+AfterPipe::~AfterPipe() { after_pipe = nullptr; }
 
 FailingCall::FailingCall(const char *name, int error, int skipped) {
     failing_name = name;
@@ -40,4 +46,11 @@ FailingCall::~FailingCall() { failing_name = ""; }
 FORWARDED(uname, (struct utsname * system), (system))
 FORWARDED(symlink, (const char *target, const char *path), (target, path))
 FORWARDED(fork, (), ())
-FORWARDED(pipe2, (int *ends, int flags), (ends, flags))
+
+extern "C" __attribute__((visibility("default"))) int pipe2(int *ends, int flags) noexcept {
+    static const auto next = reinterpret_cast<int (*)(int *, int)>(dlsym(RTLD_NEXT, "pipe2"));
+    const int result = fails("pipe2") ? -1 : next(ends, flags);
+    if (result == 0 && after_pipe != nullptr)
+        after_pipe();
+    return result;
+}

@@ -3,6 +3,17 @@
 // A program that links this file defines the calls itself; each forwards to the C library's unless it is told to fail.
 #pragma once
 
+#include <functional>
+
+// While it lives, something else happens right after each pipe2 that succeeds, as if on another thread.
+class AfterPipe {
+public:
+    explicit AfterPipe(std::function<void()> action);
+    ~AfterPipe();
+    AfterPipe(const AfterPipe &) = delete;
+    AfterPipe &operator=(const AfterPipe &) = delete;
+};
+
 // While it lives, one system call fails.
 class FailingCall {
 public:

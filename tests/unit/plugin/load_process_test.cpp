@@ -164,6 +164,17 @@ TEST_F(LoadProcess, FiveHundredArgumentsArrive) {
     EXPECT_EQ(arguments(), expected);
 }
 
+TEST_F(LoadProcess, QuotedWordsThatTouchAllArrive) {
+    std::string text = " ";
+    std::string expected;
+    for (int i = 0; i < 200; ++i) {
+        text += (i % 2 == 0 ? "\"" : "'") + std::to_string(i) + (i % 2 == 0 ? "\"" : "'");
+        expected += std::to_string(i) + "\n";
+    }
+    EXPECT_EQ(load_process(argument_writer().c_str(), text.c_str()), 0);
+    EXPECT_EQ(arguments(), expected);
+}
+
 // ---- what a host process may be doing ----------------------------------------------------------------------------
 
 size_t interruptions = 0;
@@ -191,6 +202,26 @@ TEST_F(LoadProcess, IgnoredChildSignalDoesNoHarm) {
     EXPECT_EQ(load_process("/bin/false", ""), 0);  // the system has thrown the status away
     EXPECT_EQ(load_process((m_directory / "missing").c_str(), ""), 0);
     sigaction(SIGCHLD, &previous, nullptr);
+    expect_no_child();
+}
+
+TEST_F(LoadProcess, ForeignChildThatHoldsThePipeIsNotWaitedFor) {
+    pid_t foreign = -1;
+    {
+        // Another thread's child, made between the pipe and the fork, and never executing anything.
+        const AfterPipe after([&] {
+            foreign = fork();
+            if (foreign != 0)
+                return;
+            alarm(60);  // a call that does wait for it fails below, and does not last for ever
+            for (;;)
+                pause();
+        });
+        EXPECT_EQ(load_process("/bin/false", ""), 256);
+    }
+    EXPECT_EQ(waitpid(foreign, nullptr, WNOHANG), 0);  // it still lives
+    kill(foreign, SIGKILL);
+    waitpid(foreign, nullptr, 0);
     expect_no_child();
 }
 
