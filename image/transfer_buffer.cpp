@@ -3,7 +3,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <new>
 
 namespace {
 
@@ -17,11 +17,13 @@ TransferBuffer::TransferBuffer(uint64_t length)
     if (static_cast<int32_t>(length) < 0)
         return;
     if (!m_is_mapped) {
-        m_data = std::malloc(m_size);
+        m_data = ::operator new(m_size);
         return;
     }
     void *mapped = mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    m_data = mapped != MAP_FAILED ? mapped : nullptr;
+    if (mapped == MAP_FAILED)
+        throw std::bad_alloc();
+    m_data = mapped;
 }
 
 TransferBuffer::~TransferBuffer() {
@@ -30,5 +32,5 @@ TransferBuffer::~TransferBuffer() {
     if (m_is_mapped)
         munmap(m_data, m_size);
     else
-        std::free(m_data);
+        ::operator delete(m_data);
 }

@@ -7,12 +7,13 @@
 // length gets all its room too, as address space that costs memory only where the library writes to it.
 class TransferBuffer {
 public:
+    // Throws std::bad_alloc when there is no room.
     explicit TransferBuffer(uint64_t length);
     ~TransferBuffer();
     TransferBuffer(const TransferBuffer &) = delete;
     TransferBuffer &operator=(const TransferBuffer &) = delete;
 
-    // Null when the low 32 bits of the length are a negative number, or when there is no room.
+    // Null when the low 32 bits of the length are a negative number.
     void *data() const { return m_data; }
 
 private:

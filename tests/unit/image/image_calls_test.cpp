@@ -206,9 +206,8 @@ public:
 };
 
 TEST_P(ImageCall, PathLongerThan1023BytesIsCut) {
-    LongPathServer server;
     ServerHandle handle;
-    handle.sts_object = &server;
+    handle.sts_object = std::make_unique<LongPathServer>();
     const stsp_lsu_v7_t lsu{&handle, "vol1"};
     EXPECT_EQ(GetParam().call(&lsu), 0);
     expect_call(std::string(1023, 'q'), "");
