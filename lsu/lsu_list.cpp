@@ -1,25 +1,12 @@
+#include <memory>
+#include <utility>
+
 #include "base/text_field.h"
+#include "plugin/lsu_list_handle.h"
 #include "plugin/message_log.h"
 #include "plugin/server_handle.h"
 #include "plugin/trace_object.h"
 #include "stspi/stspi.h"
-
-namespace {
-
-enum ListKind : uint32_t { copan_list = 0, dynamic_list = 2, pool_list = 3 };
-
-}  // namespace
-
-// What stands behind the framework's list handle. Only the pointer of the list's kind is set, none after a failed
-// opening. Nothing it points to is the list's own.
-struct LsuListHandle {
-    uint32_t kind = copan_list;
-    uint32_t cursor = 0;
-    ServerHandle *server = nullptr;
-    const DiskGroupTable *pool_list = nullptr;
-    const NameList *dynamic_names = nullptr;
-    const std::vector<LSU *> *copan_lsus = nullptr;
-};
 
 namespace {
 
@@ -65,21 +52,12 @@ int32_t next_name(const LsuListHandle &list, char *out_name) {
     }
 }
 
-// The pools of the handle's hosts, as an array of the handle. Closing a list releases nothing but the list, so the arrays
-// of lists closed since the last opening go now.
-const DiskGroupTable *open_pool_array(ServerHandle &handle) {
-    handle.parked_pools.clear();
-    handle.open_pools.emplace_back(handle.disk_array->getPoolLSUList(handle.host_list, handle.host_flag != 0));
-    return handle.open_pools.back().get();
-}
-
-void park_pool_array(ServerHandle &handle, const DiskGroupTable *pools) {
-    for (auto array = handle.open_pools.begin(); array != handle.open_pools.end(); ++array)
-        if (array->get() == pools) {
-            handle.parked_pools.push_back(std::move(*array));
-            handle.open_pools.erase(array);
-            return;
-        }
+// A list that goes with its server when nobody closes it.
+std::unique_ptr<LsuListHandle> new_list(ServerHandle &server) {
+    auto list = std::make_unique<LsuListHandle>();
+    list->server = &server;
+    list->place = server.open_lists.enter(list.get());
+    return list;
 }
 
 }  // namespace
@@ -88,14 +66,13 @@ int32_t stspi_open_lsu_list(sts_server_handle_t handle, const void *, sts_lsu_li
     if (handle == nullptr || out_list == nullptr)
         return STS_E_INVALID_PARAMETER;
     const TraceObject trace(handle->session, "stspi_open_lsu_list");
-    LsuListHandle &list = *(*out_list = new LsuListHandle);
-    list.server = handle;
+    LsuListHandle &list = *(*out_list = new_list(*handle).release());
     if (handle->disk_array != nullptr) {
         if (handle->handle_kind != multi_host) {
             log_error(handle->session, "For ZEPH plugins list of hosts is expected for getPoolLSUList");
             return STS_E_INVALID_PARAMETER;
         }
-        list.pool_list = open_pool_array(*handle);
+        list.pool_list.reset(handle->disk_array->getPoolLSUList(handle->host_list.get(), handle->host_flag != 0));
         list.kind = pool_list;
     } else if (handle->sts_object != nullptr) {
         list.copan_lsus = handle->sts_object->getLSUList();
@@ -117,6 +94,7 @@ int32_t stspi_open_dynamic_lsu_list(const stsp_lsu_v7_t *lsu, sts_lsu_list_handl
     const diskgroup_t *group = lsu->server->disk_array->getPoolLSUInfo(FieldText(lsu->lsu_name).c_str());
     if (group == nullptr)
         return STS_E_NO_SERVER;
+    list.place = lsu->server->open_lists.enter(&list);
     list.server = lsu->server;
     list.dynamic_names = group->volumes;
     list.kind = dynamic_list;
@@ -137,8 +115,8 @@ int32_t stspi_close_lsu_list(sts_lsu_list_handle_t list) {
     if (list == nullptr)
         return STS_E_INVALID_PARAMETER;
     const TraceObject trace(list->server != nullptr ? list->server->session : nullptr, "stspi_close_lsu_list");
-    if (list->server != nullptr && list->pool_list != nullptr)
-        park_pool_array(*list->server, list->pool_list);
+    if (list->place != nullptr)
+        OpenLists::leave(list->place, std::move(list->pool_list));
     delete list;
     return 0;
 }

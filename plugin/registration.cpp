@@ -1,5 +1,5 @@
 #include "base/text_field.h"
-#include "plugin/claim.h"
+#include "plugin/server_name.h"
 #include "stspi/stsimg.h"
 #include "stspi/stspi.h"
 

@@ -1,24 +1,27 @@
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "base/text_field.h"
 #include "plugin/claim.h"
 #include "plugin/message_log.h"
 #include "plugin/server_factory.h"
 #include "plugin/server_handle.h"
+#include "plugin/server_name.h"
 #include "plugin/trace_object.h"
+#include "sim/array_size.h"
 #include "sim/sts_exception.h"
 #include "stspi/stspi.h"
 
 namespace {
 
-NameList *copy_host_names(const sts_host_t *hosts, int32_t host_count) {
+std::unique_ptr<NameList> copy_host_names(const sts_host_t *hosts, int32_t host_count) {
     const auto count = static_cast<size_t>(std::max(0, host_count));
     auto names = std::make_unique<NameList>();
     resize(*names, count);
     for (size_t i = 0; i < count; ++i)
         (*names)[i] = FieldText(hosts[i].name).c_str();
-    return names.release();
+    return names;
 }
 
 }  // namespace
@@ -42,8 +45,9 @@ int32_t stspi_create_server(const sts_session_def_v7_t *session, const char *ser
         return STS_E_INTERNAL;
     }
     // The host name stays empty and the class's session as it was: both are stspi_open_server's to set.
-    handle.host_list = copy_host_names(hosts, host_count);
-    handle.disk_array = new OrvSimStorageServer(server_name);
+    std::unique_ptr<NameList> host_list = copy_host_names(hosts, host_count);
+    handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
+    handle.host_list = std::move(host_list);
     return 0;
 }
 
@@ -73,7 +77,7 @@ int32_t stspi_open_target_server(sts_server_handle_t source, const char *target_
         return STS_E_INTERNAL;
     }
     try {
-        handle->sts_object = generateSTSObject(target_name);
+        handle->sts_object.reset(generateSTSObject(target_name));
     } catch (const STSException &exception) {
         log_error(session, target_name);
         log_error(session, exception.toString());

@@ -6,6 +6,7 @@
 #include "plugin/message_log.h"
 #include "plugin/server_factory.h"
 #include "plugin/server_handle.h"
+#include "plugin/server_name.h"
 #include "plugin/trace_object.h"
 #include "sim/sts_exception.h"
 #include "stspi/stspi.h"

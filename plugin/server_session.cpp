@@ -4,6 +4,7 @@
 #include "plugin/message_log.h"
 #include "plugin/server_factory.h"
 #include "plugin/server_handle.h"
+#include "plugin/server_name.h"
 #include "plugin/trace_object.h"
 #include "sim/sts_exception.h"
 #include "stspi/stspi.h"
@@ -13,7 +14,7 @@ namespace {
 int32_t open_copan_array(ServerHandle &handle, const char *server_name) {
     log_trace(handle.session, "STS-DYNAMIC ");
     try {
-        handle.sts_object = generateSTSObject(server_name);
+        handle.sts_object.reset(generateSTSObject(server_name));
     } catch (const STSException &exception) {
         log_error(handle.session, server_name);
         log_error(handle.session, exception.toString());
@@ -24,13 +25,6 @@ int32_t open_copan_array(ServerHandle &handle, const char *server_name) {
 }
 
 }  // namespace
-
-ServerHandle *new_server_handle(const sts_session_def_v7_t *session) {
-    auto *handle = new ServerHandle();
-    handle->session = session;
-    handle->host_flag = 1;
-    return handle;
-}
 
 int32_t stspi_open_server(const sts_session_def_v7_t *session, const char *server_name, const void *, const void *,
                           sts_server_handle_t *out_handle) {
@@ -52,7 +46,7 @@ int32_t stspi_open_server(const sts_session_def_v7_t *session, const char *serve
     if (!is_disk_array_name(server_name))
         return open_copan_array(handle, server_name);
     log_trace(session, "KELVARPOOL ");
-    handle.disk_array = new OrvSimStorageServer(server_name);
+    handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
     OrvSimStorageServer::set_session(session);
     return 0;
 }
@@ -61,9 +55,6 @@ int32_t stspi_close_server(sts_server_handle_t handle) {
     if (handle == nullptr)
         return STS_E_INVALID_PARAMETER;
     { const TraceObject trace(handle->session, "stspi_close_server"); }
-    delete handle->disk_array;
-    delete handle->sts_object;
-    delete handle->host_list;
     delete handle;
     return 0;
 }

@@ -17,8 +17,13 @@ TraceObject::TraceObject(const sts_session_def_v7_t *session, const char *functi
 }
 
 TraceObject::~TraceObject() {
-    if (m_session != nullptr)
+    if (m_session == nullptr)
+        return;
+    try {
         send("---- Leaving ");
+    } catch (...) {  // sent on the way out of other exceptions too, where a second one would end the process
+        return;
+    }
 }
 
 void TraceObject::send(const char *opening) const {

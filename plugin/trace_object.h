@@ -4,7 +4,8 @@
 #include "stspi/sts_types.h"
 
 // Sends "++++ Entering NAME\n" when it is made and "---- Leaving NAME\n" when it goes, on every way out of the scope,
-// exceptions included. With a null session it does nothing.
+// exceptions included. With a null session it does nothing. What the log function throws passes on from the entering line
+// and is dropped on the leaving line.
 class TraceObject {
 public:
     // The session must outlive the object; the name is copied, at most 1024 bytes of it.

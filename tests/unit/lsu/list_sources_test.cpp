@@ -1,5 +1,6 @@
 // What a list is made of, and lists that no opening makes.
 #include "plugin/server_handle.h"
+#include "sim/array_size.h"
 #include "tests/unit/lsu/lsu_test.h"
 
 namespace {
@@ -80,10 +81,6 @@ protected:
         configure_array(pool("p1", "d1,d2"));
         configure_copan("STORAGE_SERVER=arr1;\nVOLUMES=v;\n");
     }
-    ~DamagedList() override {
-        if (m_list != nullptr)
-            stspi_close_lsu_list(m_list);
-    }
     sts_lsu_list_handle_t m_list = nullptr;
     char m_name[STS_LSU_NAME_SIZE] = "untouched";
 };
@@ -117,6 +114,7 @@ TEST_F(DamagedList, UnknownKindIsInvalid) {
     EXPECT_STREQ(m_name, "untouched");
     head_of(m_list).kind = 0;
     EXPECT_EQ(stspi_list_lsu(m_list, m_name), 0);
+    EXPECT_EQ(stspi_close_lsu_list(m_list), 0);
 }
 
 TEST_F(DamagedList, DynamicListWithoutItsServerIsInvalidUntilItsEnd) {
@@ -131,6 +129,7 @@ TEST_F(DamagedList, DynamicListWithoutItsServerIsInvalidUntilItsEnd) {
     EXPECT_EQ(head_of(m_list).cursor, 0U);
     head_of(m_list).cursor = 2;  // the end is looked for first
     EXPECT_EQ(stspi_list_lsu(m_list, m_name), 2060013);
+    EXPECT_EQ(stspi_close_lsu_list(m_list), 0);
     EXPECT_THAT(m_log.messages(), testing::IsEmpty());  // nobody to trace to
 }
 

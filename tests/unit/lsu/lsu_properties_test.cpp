@@ -67,8 +67,7 @@ TEST_F(GetLsuProp, PoolWhoseDisksAndVolumesDiffer) {
     // Only a disk array of another configuration name keeps its disk groups, so the handle gets one by hand.
     m_config.write("lab1", "DISKGROUP=dg1;\nHOSTS=h1,h2;\nDISKS=d1,d2,d3,d4;\nVOLUMES=v1,v2;\nDISK_SIZE=100;\n");
     ServerHandle handle;
-    OrvSimStorageServer array("lab1:x");
-    handle.disk_array = &array;
+    handle.disk_array = std::make_unique<OrvSimStorageServer>("lab1:x");
     stsp_lsu_v7_t lsu{&handle, "dg1"};
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), 0);
     EXPECT_STREQ(m_info.property_text, "VolumeCount=2;StorelCount=4;Hosts=h2,h1");
@@ -237,7 +236,7 @@ TEST_F(GetLsuProp, DirectoryIsNoPoolNameAndNoDynamicName) {
 TEST_F(GetLsuProp, DirectoryIsAnsweredEvenWhenAGroupHasThatName) {
     configure_array(pool("p1", "d1"));
     const OpenedServer server(m_log.session(), "Kelvarpool:nodeA");
-    server.handle()->disk_array->getPoolLSUInfo("p1")->name = m_directory.path().c_str();
+    const_cast<diskgroup_t *>(server.handle()->disk_array->getPoolLSUInfo("p1"))->name = m_directory.path().c_str();
     EXPECT_EQ(get(server, m_directory.path()), 0);
     EXPECT_EQ(m_info.lsu_class, 1U);
 }
@@ -362,17 +361,17 @@ private:
 };
 
 TEST_F(GetLsuProp, CopanLsuOrServerWithoutANameIsNotFound) {
-    NamelessServer server(m_directory.path());
+    auto *const server = new NamelessServer(m_directory.path());
     ServerHandle handle;
-    handle.sts_object = &server;
+    handle.sts_object.reset(server);
     const stsp_lsu_v7_t lsu{&handle, "any"};
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), STS_E_NOT_FOUND);
-    server.lsu.has_name = true;
+    server->lsu.has_name = true;
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), STS_E_NOT_FOUND);
-    server.lsu.has_name = false;
-    server.has_name = true;
+    server->lsu.has_name = false;
+    server->has_name = true;
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), STS_E_NOT_FOUND);
-    server.lsu.has_name = true;
+    server->lsu.has_name = true;
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), 0);
     EXPECT_STREQ(m_info.lsu_name, "model");
     EXPECT_STREQ(m_info.server_name, "server");
@@ -380,10 +379,9 @@ TEST_F(GetLsuProp, CopanLsuOrServerWithoutANameIsNotFound) {
 
 TEST_F(GetLsuProp, CopiedVersionOfALongPathIsWhatFitsTheName) {
     const std::string path = "/" + std::string(1100, 'p');
-    NamelessServer server(path);
     ServerHandle handle;
     handle.session = m_log.session();
-    handle.sts_object = &server;
+    handle.sts_object = std::make_unique<NamelessServer>(path);
     const stsp_lsu_v7_t lsu{&handle, "any"};
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), STS_E_SYSTEM);
     const std::string copied = path.substr(0, 1023);
@@ -392,10 +390,9 @@ TEST_F(GetLsuProp, CopiedVersionOfALongPathIsWhatFitsTheName) {
 }
 
 TEST_F(GetLsuProp, EmptyGeneratedPathIsMinusTwo) {
-    NamelessServer server("");
     ServerHandle handle;
     handle.session = m_log.session();
-    handle.sts_object = &server;
+    handle.sts_object = std::make_unique<NamelessServer>("");
     const stsp_lsu_v7_t lsu{&handle, "any"};
     EXPECT_EQ(stspi_get_lsu_prop_byname(&lsu, &m_info), -2);
     EXPECT_THAT(messages(), ElementsAre(trace("The generated mount path is: "), trace(""), trace("Copied version: "),

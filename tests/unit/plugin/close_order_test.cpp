@@ -37,33 +37,18 @@ private:
     Gone &m_gone;
 };
 
-// The memory of the host names; notes each one that is given back.
+// The memory of the host list; notes when it is given back.
 class NotingAllocator : public ACE_New_Allocator {
 public:
-    explicit NotingAllocator(Gone &gone) : m_gone(gone), m_previous(ACE_Allocator::instance(this)) {}
-    ~NotingAllocator() override { ACE_Allocator::instance(m_previous); }
+    explicit NotingAllocator(Gone &gone) : m_gone(gone) {}
 
-    void *malloc(size_t size) override {
-        return is_name(size) ? m_names.emplace_back(ACE_New_Allocator::malloc(size)) : ACE_New_Allocator::malloc(size);
-    }
     void free(void *memory) override {
-        for (void *&name : m_names)
-            if (memory != nullptr && name == memory) {
-                m_gone.emplace_back("host name");
-                name = nullptr;
-            }
+        m_gone.emplace_back("host list");
         ACE_New_Allocator::free(memory);
     }
 
-    static constexpr size_t name_length = 1234;
-
 private:
-    // Of a length that nothing else has.
-    static bool is_name(size_t size) { return size == name_length + 1; }
-
     Gone &m_gone;
-    std::vector<void *> m_names;
-    ACE_Allocator *m_previous;
 };
 
 TEST(CloseServerOrder, DiskArrayThenServerObjectThenHostNames) {
@@ -71,15 +56,11 @@ TEST(CloseServerOrder, DiskArrayThenServerObjectThenHostNames) {
     NotingAllocator allocator(gone);
     // No call makes a handle with all three.
     ServerHandle *handle = new_server_handle(nullptr);
-    handle->disk_array = new NotingDiskArray(gone);
-    handle->sts_object = new NotingServer(gone);
-    handle->host_list = new NameList;
-    resize(*handle->host_list, 2);
-    for (size_t i = 0; i < 2; ++i)
-        (*handle->host_list)[i] = std::string(NotingAllocator::name_length, 'h').c_str();
-    gone.clear();
+    handle->disk_array = std::make_unique<NotingDiskArray>(gone);
+    handle->sts_object = std::make_unique<NotingServer>(gone);
+    handle->host_list = std::make_unique<NameList>(2, &allocator);
     EXPECT_EQ(stspi_close_server(handle), 0);
-    EXPECT_THAT(gone, ElementsAre("disk array", "server object", "host name", "host name"));
+    EXPECT_THAT(gone, ElementsAre("disk array", "server object", "host list"));
 }
 
 }  // namespace

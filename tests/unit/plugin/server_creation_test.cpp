@@ -31,7 +31,7 @@ TEST_F(CreateServer, HostsMakeAMultiHostHandle) {
     EXPECT_EQ(server.status(), 0);
     const ServerHandle &handle = *server.handle();
     EXPECT_EQ(handle.handle_kind, 1U);
-    EXPECT_EQ(joined_names(handle.host_list), "h1,h2,h3");
+    EXPECT_EQ(joined_names(handle.host_list.get()), "h1,h2,h3");
     EXPECT_NE(handle.disk_array, nullptr);
     EXPECT_EQ(handle.sts_object, nullptr);
     EXPECT_STREQ(handle.host_name, "");
@@ -75,7 +75,7 @@ TEST_F(CreateServer, HostNamesAreCopied) {
     sts_server_handle_t handle = nullptr;
     ASSERT_EQ(stspi_create_server(nullptr, "Kelvarpool:nodeA", nullptr, nullptr, hosts.data(), 2, &handle), 0);
     hosts = host_records({"x", "y"});
-    EXPECT_EQ(joined_names(handle->host_list), "h1,h2");
+    EXPECT_EQ(joined_names(handle->host_list.get()), "h1,h2");
     EXPECT_EQ(stspi_close_server(handle), 0);
 }
 

@@ -171,9 +171,8 @@ public:
 };
 
 TEST_P(GetServerProp, ServerWithoutANameIsNotFound) {
-    NamelessServer server;
     ServerHandle handle;
-    handle.sts_object = &server;
+    handle.sts_object = std::make_unique<NamelessServer>();
     EXPECT_EQ(stspi_get_server_prop(&handle, &m_info), STS_E_NOT_FOUND);
     expect_bits(common_bits);
     expect_type();

@@ -235,7 +235,7 @@ private:
 TEST_F(CloseServer, TraceLinesComeBeforeTheServerObjectGoes) {
     std::vector<Message> when_gone;
     ServerHandle *handle = new_server_handle(m_log.session());
-    handle->sts_object = new NotingServer(when_gone, m_log);
+    handle->sts_object = std::make_unique<NotingServer>(when_gone, m_log);
     EXPECT_EQ(stspi_close_server(handle), 0);
     EXPECT_THAT(when_gone, ElementsAre(entering("stspi_close_server"), leaving("stspi_close_server")));
 }

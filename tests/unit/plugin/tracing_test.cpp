@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <stdexcept>
 
 #include "plugin/message_log.h"
 #include "plugin/trace_object.h"
@@ -200,6 +201,42 @@ TEST(EntryPointTracing, WithoutLogFunctionOrSessionTheStatusIsTheSame) {
     EXPECT_EQ(OpenedServer(log.session(), "copan:arr1").status(), STS_E_INTERNAL);
     EXPECT_EQ(OpenedServer(nullptr, "copan:arr1").status(), STS_E_INTERNAL);
     EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+// A log function that throws at one message.
+std::string bad_message;
+void throw_at_bad_message(uint64_t, const char *text, int32_t) {
+    if (text == bad_message)
+        throw std::runtime_error("no room in the log");
+}
+
+TEST(EntryPointTracing, WhatALogFunctionThrowsOnTheLeavingLineIsDropped) {
+    const ConfigDirectory config;
+    config.write("copan", "STORAGE_SERVER=arr1;\n");
+    LogRecorder log;
+    log.session()->log_function = throw_at_bad_message;
+    bad_message = "---- Leaving stspi_open_server\n";
+    sts_server_handle_t handle = nullptr;
+    EXPECT_EQ(stspi_open_server(log.session(), "copan:arr1", nullptr, nullptr, &handle), 0);
+    bad_message = "---- Leaving stspi_close_server\n";
+    EXPECT_EQ(stspi_close_server(handle), 0);
+}
+
+TEST(EntryPointTracing, WhatALogFunctionThrowsOnTheEnteringLinePassesBeforeAnythingIsDone) {
+    const ConfigDirectory config;
+    config.write("copan", "STORAGE_SERVER=arr1;\n");
+    LogRecorder log;
+    log.session()->log_function = throw_at_bad_message;
+    bad_message = "++++ Entering stspi_open_server\n";
+    sts_server_handle_t handle = nullptr;
+    EXPECT_THROW(stspi_open_server(log.session(), "copan:arr1", nullptr, nullptr, &handle), std::runtime_error);
+    EXPECT_EQ(handle, nullptr);
+    bad_message = "++++ Entering stspi_close_server\n";
+    const OpenedServer server(log.session(), "copan:arr1");
+    EXPECT_THROW(stspi_close_server(server.handle()), std::runtime_error);
+    bad_message = "";
+    sts_server_info_t info{};
+    EXPECT_EQ(stspi_get_server_prop(server.handle(), &info), 0);  // still open
 }
 
 TEST(EntryPointTracing, AnotherExceptionPassesBehindTheLeavingLine) {
