@@ -16,6 +16,7 @@
 #include "conformance/report/report_json.h"
 #include "conformance/report/report_junit.h"
 #include "conformance/report/report_text.h"
+#include "conformance/run/kept_directory.h"
 #include "conformance/run/options.h"
 #include "conformance/run/real_config.h"
 #include "conformance/run/runner.h"
@@ -87,6 +88,10 @@ int run(const Options &options) {
     settings.directory = directory.path();
     settings.time_limit = std::chrono::seconds(options.timeout_seconds);
     settings.real_config = options.real_config;
+    if (!options.keep.empty()) {
+        settings.keep = std::filesystem::absolute(options.keep).string();
+        make_empty_directory(settings.keep);
+    }
     if (const std::string reason = why_not_testable(settings); !reason.empty())
         throw std::runtime_error(reason);
 
@@ -97,6 +102,9 @@ int run(const Options &options) {
         [&](const TestResult &result) {
             if (options.verbose || result.outcome != Outcome::pass)
                 put(result_text(result, "stspi-conformance", options.plugin));
+            if (!settings.keep.empty() && is_failure(result.outcome))
+                keep_finding(kept_directory(settings.keep, result.test->id, result.round),
+                             result_text(result, "stspi-conformance", options.plugin));
         },
         [] { return stop_signal != 0; });
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -9,6 +9,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "conformance/watch/written_configuration.h"
 #include "redirect/config_redirect.h"
 
 namespace conformance {
@@ -54,11 +55,13 @@ void write_config(const std::string &name, const std::string &text) {
         done += static_cast<size_t>(count);
     }
     close(file);
+    remember_configuration(name + ".sim", text);
 }
 
 void remove_config(const std::string &name) {
     unlink(config_path(name).c_str());
     written().erase(name);
+    forget_configuration(name + ".sim");
 }
 
 std::string work_directory() { return working_directory; }

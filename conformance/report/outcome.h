@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "conformance/report/configuration_text.h"
+
 namespace conformance {
 
 enum class Outcome { pass, warn, skip, fail, crash, timeout };
@@ -25,6 +27,8 @@ struct Finding {
     // What people are shown of lists that are too long to be read; empty when they are not.
     std::string expected_excerpt;
     std::string got_excerpt;
+    unsigned times = 1;                // so often was the same found, whatever the addresses in called
+    ConfigurationTexts configuration;  // the files as they were then
 
     const std::string &shown_expected() const { return expected_excerpt.empty() ? expected : expected_excerpt; }
     const std::string &shown_got() const { return got_excerpt.empty() ? got : got_excerpt; }
@@ -37,9 +41,10 @@ struct TestResult {
     unsigned round = 1;
     Outcome outcome = Outcome::pass;
     double seconds = 0;
-    std::string reason;             // of a skip, a crash, a time-out
-    std::vector<Finding> findings;  // of a failure or a warning
-    std::string error_output;       // the tail of what the test's process wrote to standard error
+    std::string reason;                // of a skip, a crash, a time-out
+    std::vector<Finding> findings;     // of a failure or a warning
+    ConfigurationTexts configuration;  // as a crash or a time-out left the files
+    std::string error_output;          // the tail of what the test's process wrote to standard error
 };
 
 }  // namespace conformance

@@ -17,13 +17,19 @@ std::string json_text(const std::vector<TestResult> &results, const std::string 
     for (const TestResult &result : results) {
         counts[outcome_name(result.outcome)] = counts[outcome_name(result.outcome)].get<unsigned>() + 1;
         ordered_json findings = ordered_json::array();
-        for (const Finding &finding : result.findings)
+        for (const Finding &finding : result.findings) {
+            ordered_json files = ordered_json::object();
+            for (const auto &[file_name, text] : finding.configuration)
+                files[file_name] = text;
             findings.push_back({{"warning", finding.warning},
                                 {"called", finding.called},
                                 {"checked", finding.what},
                                 {"expected", finding.expected},
                                 {"got", finding.got},
-                                {"detail", finding.detail}});
+                                {"detail", finding.detail},
+                                {"times", finding.times},
+                                {"configuration", files}});
+        }
         tests.push_back({{"id", result.test->id},
                          {"demand", result.test->demand},
                          {"round", result.round},

@@ -37,9 +37,17 @@ std::string escaped(const std::string &text) {
 
 std::string details(const TestResult &result) {
     std::string out = result.reason;
-    for (const Finding &finding : result.findings)
-        out += fmt::format("{}called {}: {}: expected {}, got {}\n{}", out.empty() ? "" : "\n", finding.called,
-                           finding.what, finding.shown_expected(), finding.shown_got(), finding.detail);
+    ConfigurationTexts files;
+    for (const Finding &finding : result.findings) {
+        out += fmt::format("{}called {}: {}: expected {}, got {}{}\n{}", out.empty() ? "" : "\n", finding.called,
+                           finding.what, finding.shown_expected(), finding.shown_got(),
+                           finding.times > 1 ? fmt::format(" ({} times)", finding.times) : "", finding.detail);
+        if (!(finding.configuration == files))
+            out += "\nfiles:\n" + shown_configuration(finding.configuration);
+        files = finding.configuration;
+    }
+    if (!result.configuration.empty())
+        out += "\nfiles:\n" + shown_configuration(result.configuration);
     if (!result.error_output.empty())
         out += "\nstandard error:\n" + result.error_output;
     return out;

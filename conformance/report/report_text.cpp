@@ -23,8 +23,11 @@ std::string indented(const std::string &text, const std::string &margin) {
     return out;
 }
 
-std::string finding_text(const Finding &finding) {
+std::string finding_text(const Finding &finding, const Finding *previous) {
     std::string out;
+    // Where it is the same as the finding's above, it stands there.
+    if (!finding.configuration.empty() && (previous == nullptr || !(finding.configuration == previous->configuration)))
+        out += "    files\n" + indented(shown_configuration(finding.configuration), "      ");
     if (!finding.called.empty())
         out += fmt::format("    called    {}\n", finding.called);
     out += fmt::format("    {:<9} {}\n", finding.warning ? "choice" : "checked", finding.what);
@@ -32,6 +35,8 @@ std::string finding_text(const Finding &finding) {
     out += fmt::format("    got       {}\n", finding.shown_got());
     if (!finding.detail.empty())
         out += indented(finding.detail, "      ");
+    if (finding.times > 1)
+        out += fmt::format("    times     {}\n", finding.times);
     return out;
 }
 
@@ -56,8 +61,13 @@ std::string result_text(const TestResult &result, const std::string &program, co
     out += fmt::format("    demands   {}\n", result.test->demand);
     if (!result.reason.empty())
         out += fmt::format("    came      {}\n", result.reason);
-    for (const Finding &finding : result.findings)
-        out += finding_text(finding);
+    if (!result.configuration.empty())
+        out += "    files\n" + indented(shown_configuration(result.configuration), "      ");
+    const Finding *previous = nullptr;
+    for (const Finding &finding : result.findings) {
+        out += finding_text(finding, previous);
+        previous = &finding;
+    }
     if (!result.error_output.empty())
         out += "    standard error\n" + indented(result.error_output, "      ");
     return out + fmt::format("    alone     {} {} --filter {}\n", program, plugin, result.test->id);

@@ -29,6 +29,9 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
         ->capture_default_str();
     app.add_option("--junit", options.junit_file, "Write the results as JUnit XML to this file");
     app.add_option("--json", options.json_file, "Write the results as JSON to this file");
+    app.add_option(
+        "--keep", options.keep,
+        "Keep the directories of failing tests, with what was found, in this directory, which must be empty");
     app.add_flag("-v,--verbose", options.verbose, "Print the tests that pass, too");
     app.add_flag("--real-config", options.real_config,
                  "Put the tests' configuration files into /etc/quillmere (root only, one test at a time; refused when "

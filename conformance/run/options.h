@@ -10,6 +10,7 @@ struct Options {
     std::string filter;
     std::string junit_file;
     std::string json_file;
+    std::string keep;
     unsigned jobs = 1;
     unsigned repeat = 1;
     unsigned timeout_seconds = 30;

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
@@ -13,6 +15,7 @@
 #include "conformance/calls/configuration.h"
 #include "conformance/calls/entry_points.h"
 #include "conformance/calls/image_calls.h"
+#include "conformance/run/kept_directory.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/leak_check.h"
 #include "conformance/watch/resource_registry.h"
@@ -33,6 +36,9 @@ void write_report(int report, const std::string &skip_reason) {
     for (const Finding &finding : findings()) {
         if (out["findings"].size() == most_findings)
             break;
+        auto files = nlohmann::json::array();
+        for (const auto &[file_name, file_text] : finding.configuration)
+            files.push_back({file_name, file_text});
         out["findings"].push_back({{"warning", finding.warning},
                                    {"called", finding.called},
                                    {"what", finding.what},
@@ -40,7 +46,9 @@ void write_report(int report, const std::string &skip_reason) {
                                    {"got", finding.got},
                                    {"detail", finding.detail},
                                    {"expected_excerpt", finding.expected_excerpt},
-                                   {"got_excerpt", finding.got_excerpt}});
+                                   {"got_excerpt", finding.got_excerpt},
+                                   {"times", finding.times},
+                                   {"configuration", files}});
     }
     const std::string text = out.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
     if (pwrite(report, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
@@ -63,8 +71,12 @@ std::string run_body(const TestCase &test) {
     return {};
 }
 
-void run_test(const TestCase &test, const TestSettings &settings, const std::string &directory, int journal,
-              int report) {
+bool has_failed() {
+    return std::any_of(findings().begin(), findings().end(), [](const Finding &finding) { return !finding.warning; });
+}
+
+void run_test(const TestCase &test, const TestSettings &settings, const std::string &directory, const std::string &kept,
+              int journal, int report) {
     if (chdir((directory + "/work").c_str()) != 0)
         throw std::runtime_error("the test's directory is gone");
     set_work_directory(directory + "/work");
@@ -78,6 +90,8 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
         skip_reason = run_body(test);
         // Written twice: a crash in what follows does not lose what was found so far.
         write_report(report, skip_reason);
+        if (!kept.empty() && skip_reason.empty() && has_failed())
+            keep_directory(directory, kept);
         note_stage("undoing what the test made");
         undo_resources();
         const std::string rest = take_output();
@@ -91,6 +105,20 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
         leaks.expect_nothing_left();
     }
     write_report(report, skip_reason);
+}
+
+// The configuration files that a test left.
+ConfigurationTexts files_in(const std::string &directory) {
+    ConfigurationTexts files;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(directory, error)) {
+        std::ifstream file(entry.path());
+        std::ostringstream text;
+        text << file.rdbuf();
+        files.push_back({entry.path().filename().string(), text.str()});
+    }
+    std::sort(files.begin(), files.end(), [](const auto &a, const auto &b) { return a.file_name < b.file_name; });
+    return files;
 }
 
 void make_directory(const std::string &path) {
@@ -109,7 +137,11 @@ TestProcess::TestProcess(const TestCase &test, unsigned round, const TestSetting
     make_directory(directory_);
     make_directory(directory_ + "/etc");
     make_directory(directory_ + "/work");
-    const auto work = [&](int report) { run_test(test, settings, directory_, configurations_.descriptor(), report); };
+    if (!settings.keep.empty())
+        kept_ = kept_directory(settings.keep, test.id, round);
+    const auto work = [&](int report) {
+        run_test(test, settings, directory_, kept_, configurations_.descriptor(), report);
+    };
     child_ = std::make_unique<ChildProcess>(work, settings.time_limit * (test.is_long ? 4 : 1));
 }
 
@@ -131,8 +163,18 @@ TestResult TestProcess::result() const {
     bool failed = false;
     if (report.is_object()) {
         for (const auto &one : report["findings"]) {
-            result.findings.push_back({one["warning"], one["called"], one["what"], one["expected"], one["got"],
-                                       one["detail"], one["expected_excerpt"], one["got_excerpt"]});
+            result.findings.push_back({one["warning"],
+                                       one["called"],
+                                       one["what"],
+                                       one["expected"],
+                                       one["got"],
+                                       one["detail"],
+                                       one["expected_excerpt"],
+                                       one["got_excerpt"],
+                                       one["times"],
+                                       {}});
+            for (const auto &file : one["configuration"])
+                result.findings.back().configuration.push_back({file[0], file[1]});
             failed = failed || !result.findings.back().warning;
         }
         result.reason = report["skip"];
@@ -141,6 +183,8 @@ TestResult TestProcess::result() const {
         result.outcome = child_->timed_out() ? Outcome::timeout : child_->crashed() ? Outcome::crash : Outcome::fail;
         result.reason = child_->end_text();
         result.error_output = child_->error_output();
+        if (result.findings.empty())
+            result.configuration = files_in(directory_ + "/etc");
     } else if (failed) {
         result.outcome = Outcome::fail;
         result.error_output = child_->error_output();
@@ -149,6 +193,9 @@ TestResult TestProcess::result() const {
     } else if (!result.findings.empty()) {
         result.outcome = Outcome::warn;
     }
+    // A process that died could not keep its directory on its own.
+    if (!kept_.empty() && is_failure(result.outcome))
+        keep_directory(directory_, kept_);
     return result;
 }
 

@@ -16,6 +16,7 @@ struct TestSettings {
     std::string directory;  // below it each test gets its own
     std::chrono::milliseconds time_limit{30000};
     bool real_config = false;
+    std::string keep;  // where directories of failing tests are kept, absolute; "" for nowhere
 };
 
 class TestProcess {
@@ -34,6 +35,7 @@ private:
     const TestCase &test_;
     unsigned round_;
     std::string directory_;
+    std::string kept_;            // "" when nothing is kept
     UnnamedFile configurations_;  // paths of the configuration files made
     std::unique_ptr<ChildProcess> child_;
 };

@@ -9,6 +9,7 @@ import re
 import resource
 import shutil
 import signal
+import stat
 import subprocess
 import sys
 import tempfile
@@ -147,6 +148,46 @@ class Runner(unittest.TestCase):
                     "alone     stspi-conformance %s --filter lsu-list.pool.reverse-order" % PATHS.broken, "does not conform")
         self.assertIn("0 expected  64 67*33 00 a5", result.stdout)
         self.assertRegex(result.stdout, r"\d+ of 1024 bytes differ")
+
+    def test_finding_shows_the_files(self):
+        result = self.run_suite(PATHS.broken, "--filter", "lsu-list.pool.reverse-order", STSPI_BROKEN="list.file-order")
+        self.expect(result, 1, "    files\n      Kelvarpool.sim:\n        ENCLOSURE = dg1;\n            HOSTS = h;\n        ENCLOSURE = dg2;\n")
+        self.assertEqual(result.stdout.count("Kelvarpool.sim:"), 1, "the same files stand there once")
+        many = self.run_suite(PATHS.broken, "--filter", "lsu-list.pool.many", STSPI_BROKEN="list.file-order")
+        self.expect(many, 1, "        ENCLOSURE = pool0;\n", "        ... (4000 lines)\n")
+        crash = self.run_suite(PATHS.broken, "--filter", "claim.contents-do-not-matter", STSPI_BROKEN="claim.crashes")
+        self.expect(crash, 1, "    files\n      lab.sim:\n        =;;;\n        FOO = 1;\n        no equals sign\n")
+
+    def test_equal_findings_stand_there_once(self):
+        result = self.run_suite(PATHS.broken, "--filter", "claim.file-decides,hostile.all-null.claim", STSPI_BROKEN="claim.everything")
+        self.expect(result, 1, "    called    stspi_claim(\"lab:x\")\n    checked   status\n    expected  STS_E_NOT_CLAIMED (2060009)\n    got       0\n")
+        self.assertEqual(len(re.findall(r"called    stspi_claim\(0", result.stdout)), 1)
+        self.assertIn("    times     10\n", result.stdout)
+
+    def test_slots_by_name_and_modes_in_octal(self):
+        slots = self.run_suite(PATHS.broken, "--filter", "tables.first.slots", STSPI_BROKEN="table.slots-swapped")
+        self.expect(slots, 1, "checked   slot 30 of STSSanDiskEntryPoints\n    expected  stspi_open_target_server\n    got       stspi_open_image\n")
+        modes = self.run_suite(PATHS.broken, "--filter", "mount.success", STSPI_BROKEN="mount.directories-0755")
+        self.expect(modes, 1, "    expected  0700\n    got       0755\n")
+
+    def test_directories_of_failing_tests_are_kept(self):
+        kept = os.path.join(self.scratch, "kept")
+        tests = ["--filter", "mount.success,mount.log,ioctl.refused,claim.contents-do-not-matter", "--keep", kept]
+        result = self.run_suite(PATHS.broken, *tests, STSPI_BROKEN="mount.directories-0755")
+        self.expect(result, 1)
+        self.assertEqual(os.listdir(kept), ["mount.success"])
+        test = os.path.join(kept, "mount.success")
+        self.assertIn("STORAGE_DIR = ", pathlib.Path(test, "etc", "Kelvarpool.sim").read_text())
+        self.assertEqual(stat.S_IMODE(os.stat(os.path.join(test, "work", "s1", "d1")).st_mode), 0o755)
+        self.assertTrue(os.path.islink(os.path.join(test, "work", "mnt", "a", "b")))
+        self.assertIn("got       0755", pathlib.Path(test, "finding.txt").read_text())
+        again = self.run_suite(PATHS.broken, *tests, STSPI_BROKEN="mount.directories-0755")
+        self.expect(again, 2, "kept is not empty, and nothing in it is to be replaced")
+        kept += "-after-crash"
+        tests[-1] = kept
+        self.expect(self.run_suite(PATHS.broken, *tests, STSPI_BROKEN="claim.crashes"), 1)
+        self.assertIn("FOO = 1;", pathlib.Path(kept, "claim.contents-do-not-matter", "etc", "lab.sim").read_text())
+        self.assertIn("SIGABRT", pathlib.Path(kept, "claim.contents-do-not-matter", "finding.txt").read_text())
 
     def test_wrong_log_is_shown_whole(self):
         result = self.run_suite(PATHS.broken, "--filter", "server-open.disk-array.log", STSPI_BROKEN="open.disk-array-blank-lost")

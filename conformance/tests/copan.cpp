@@ -227,7 +227,7 @@ CONFORMANCE_TEST(
     for (const char *name : {"cop", "cop/vol1"}) {
         struct stat status {};
         expect_number("stat", stat(in_work(name).c_str(), &status), 0);
-        expect_number(std::string("mode of ") + name, status.st_mode & 07777, 0700);
+        expect_mode(std::string("mode of ") + name, status.st_mode & 07777, 0700);
     }
     expect_status(plugin().open_image_list(lsu(handle, "vol1"), 0, nullptr), 0);
 }

@@ -49,7 +49,7 @@ void expect_directory_mode(const std::string &path) {
     struct stat status;
     require_true(lstat(path.c_str(), &status) == 0, path, "a directory", "nothing");
     expect_true(S_ISDIR(status.st_mode), path, "a directory", "something else");
-    expect_number("mode of " + path, status.st_mode & 07777, 0700);
+    expect_mode("mode of " + path, status.st_mode & 07777, 0700);
 }
 
 void make_file(const std::string &path) {
@@ -364,7 +364,7 @@ CONFORMANCE_TEST("mount.existing-directories",
     expect_status(mount(open_server(new_session(), "Kelvarpool:nodeA"), "enc1:d1", in_work("m")), 0);
     struct stat status;
     stat(in_work("s1/d1").c_str(), &status);
-    expect_number("mode of the volume's directory", status.st_mode & 0777, 0755);
+    expect_mode("mode of the volume's directory", status.st_mode & 0777, 0755);
 }
 
 CONFORMANCE_TEST("mount.storage-fails",

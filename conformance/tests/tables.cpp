@@ -13,14 +13,24 @@ namespace conformance {
 
 namespace {
 
+// The exported function or table that an address is, "null" for none.
+std::string name_of(const void *address) {
+    if (address == nullptr)
+        return "null";
+    for (const std::string &name : exported_names())
+        if (plugin().library().symbol(name) == address)
+            return name;
+    const std::string object = PluginLibrary::object_of(address);
+    return fmt::format("an address that is none of the exports, in {}", object.empty() ? "no library" : object);
+}
+
 void expect_slots(const char *table_name, const std::vector<SlotName> &slots) {
     const auto *table = static_cast<sts_entry_point_t *>(plugin().address(table_name));
     for (const SlotName &slot : slots) {
         const auto *got = reinterpret_cast<void *>(table[slot.slot]);
         const auto *expected = slot.entry_point == nullptr ? nullptr : plugin().address(slot.entry_point);
         expect_true(got == expected, fmt::format("slot {} of {}", slot.slot, table_name),
-                    slot.entry_point == nullptr ? "null" : slot.entry_point,
-                    got == nullptr ? "null" : fmt::format("another address, {}", got));
+                    slot.entry_point == nullptr ? "null" : slot.entry_point, name_of(got));
     }
 }
 

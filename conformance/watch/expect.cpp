@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <regex>
 #include <utility>
 
 #include "conformance/report/hex_diff.h"
 #include "conformance/watch/call_note.h"
+#include "conformance/watch/written_configuration.h"
 #include "stspi/sts_status.h"
 
 namespace conformance {
@@ -34,6 +36,18 @@ std::string excerpt(const std::vector<std::string> &texts, size_t difference) {
     return out + (begin >= end || end == texts.size() ? "" : ", ...");
 }
 
+// Addresses differ from call to call and say nothing.
+std::string without_addresses(const std::string &text) {
+    static const std::regex address("0x[0-9a-f]{7,}");
+    return std::regex_replace(text, address, "0x...");
+}
+
+bool is_same(const Finding &a, const Finding &b) {
+    return a.warning == b.warning && a.what == b.what && a.expected == b.expected && a.got == b.got &&
+           a.detail == b.detail && a.configuration == b.configuration &&
+           without_addresses(a.called) == without_addresses(b.called);
+}
+
 }  // namespace
 
 void skip_test(const std::string &reason) { throw SkipTest{reason}; }
@@ -45,17 +59,40 @@ std::vector<Finding> &findings() {
 
 void add_finding(Finding finding) {
     static std::mutex mutex;
+    finding.configuration = written_configuration();
     const std::lock_guard lock(mutex);
-    findings().push_back(std::move(finding));
+    const auto same = std::find_if(findings().begin(), findings().end(),
+                                   [&](const Finding &earlier) { return is_same(earlier, finding); });
+    if (same != findings().end())
+        ++same->times;
+    else
+        findings().push_back(std::move(finding));
 }
 
 void add_finding(const std::string &what, const std::string &expected, const std::string &got,
                  const std::string &detail) {
-    add_finding({false, last_call(), what, expected, got, detail, {}, {}});
+    add_finding_of(last_call(), what, expected, got, detail);
+}
+
+void add_finding_of(const std::string &call, const std::string &what, const std::string &expected,
+                    const std::string &got, const std::string &detail) {
+    Finding finding;
+    finding.called = call;
+    finding.what = what;
+    finding.expected = expected;
+    finding.got = got;
+    finding.detail = detail;
+    add_finding(std::move(finding));
 }
 
 void warn(const std::string &what, const std::string &usual, const std::string &got) {
-    findings().push_back({true, last_call(), what, usual, got, {}, {}, {}});
+    Finding finding;
+    finding.warning = true;
+    finding.called = last_call();
+    finding.what = what;
+    finding.expected = usual;
+    finding.got = got;
+    add_finding(std::move(finding));
 }
 
 std::string status_text(int32_t status) {
@@ -90,6 +127,10 @@ void require_true(bool holds, const std::string &what, const std::string &expect
         throw StopTest{};
 }
 
+bool expect_mode(const std::string &what, mode_t got, mode_t expected) {
+    return expect_true(got == expected, what, fmt::format("{:04o}", expected), fmt::format("{:04o}", got));
+}
+
 bool expect_text(const std::string &what, const std::string &got, const std::string &expected) {
     return expect_true(got == expected, what, quoted(expected), quoted(got));
 }
@@ -106,7 +147,11 @@ bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected) {
     if (got == expected)
         return true;
-    Finding finding{false, last_call(), what, joined(expected), joined(got), {}, {}, {}};
+    Finding finding;
+    finding.called = last_call();
+    finding.what = what;
+    finding.expected = joined(expected);
+    finding.got = joined(got);
     if (finding.expected.size() > longest_list || finding.got.size() > longest_list) {
         const size_t both = std::min(got.size(), expected.size());
         const auto length = static_cast<std::ptrdiff_t>(both);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fmt/format.h>
+#include <sys/types.h>
 
 #include <cstdint>
 #include <exception>
@@ -25,11 +26,16 @@ struct SkipTest {
 // The findings of this process's test so far.
 std::vector<Finding> &findings();
 
+// With the configuration files as they are now. A finding that is there already, but for addresses in the call, only counts.
 void add_finding(Finding finding);
 
 // Adds a finding about the last call.
 void add_finding(const std::string &what, const std::string &expected, const std::string &got,
                  const std::string &detail = {});
+
+// Adds a finding about an earlier call, "" for none in particular.
+void add_finding_of(const std::string &call, const std::string &what, const std::string &expected,
+                    const std::string &got, const std::string &detail = {});
 
 // The interface leaves a choice, and this plug-in's may surprise.
 void warn(const std::string &what, const std::string &usual, const std::string &got);
@@ -52,6 +58,9 @@ bool expect_texts(const std::string &what, const std::vector<std::string> &got,
 // The interface leaves a choice: the usual list passes, one of the permitted others with a warning.
 bool expect_usual_texts(const std::string &what, const std::vector<std::string> &got,
                         const std::vector<std::string> &usual, const std::vector<std::vector<std::string>> &permitted);
+
+// Access modes, in octal.
+bool expect_mode(const std::string &what, mode_t got, mode_t expected);
 
 template <typename Got, typename Expected>
 bool expect_number(const std::string &what, Got got, Expected expected) {

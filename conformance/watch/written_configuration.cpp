@@ -1,0 +1,39 @@
+#include "conformance/watch/written_configuration.h"
+
+#include <map>
+#include <mutex>
+
+namespace conformance {
+
+namespace {
+
+constexpr size_t longest_text = 1 << 20;
+
+std::mutex mutex;
+
+std::map<std::string, std::string> &files() {
+    static std::map<std::string, std::string> texts;
+    return texts;
+}
+
+}  // namespace
+
+void remember_configuration(const std::string &file_name, const std::string &text) {
+    const std::lock_guard lock(mutex);
+    files()[file_name] = text.substr(0, longest_text);
+}
+
+void forget_configuration(const std::string &file_name) {
+    const std::lock_guard lock(mutex);
+    files().erase(file_name);
+}
+
+ConfigurationTexts written_configuration() {
+    const std::lock_guard lock(mutex);
+    ConfigurationTexts texts;
+    for (const auto &[file_name, text] : files())
+        texts.push_back({file_name, text});
+    return texts;
+}
+
+}  // namespace conformance
