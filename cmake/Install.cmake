@@ -16,6 +16,8 @@ install_manual(${PROJECT_SOURCE_DIR}/man/sim.5 plugin)
 
 install(TARGETS simhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/simhost.1 tools)
+install_manual(${PROJECT_SOURCE_DIR}/man/stspi-journal.5 tools)
+install(FILES docs/journal.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/stspi COMPONENT tools)
 install(FILES simhost/completion/simhost.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME simhost COMPONENT tools)
 if(STSPI_BUILD_CONFORMANCE)

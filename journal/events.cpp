@@ -23,8 +23,8 @@ bool Events::next(Event &event) {
         return false;
     const RecordHead &head = event.record.head;
     if (head.kind == RecordKind::process && (head.flags & RECORD_FORKED) != 0 && processes_.count(head.pid) == 0) {
-        const unsigned parent = process_number(static_cast<uint32_t>(head.status));
-        handles_.fork(parent, process_number(head.pid));
+        event.parent = process_number(static_cast<uint32_t>(head.status));
+        handles_.fork(event.parent, process_number(head.pid));
     }
     Thread &thread = thread_of(head);
     event.process = thread.process;

@@ -16,6 +16,7 @@ namespace journal {
 struct Event {
     RecordView record;
     unsigned process = 0;                // from 1, in the order of their first records
+    unsigned parent = 0;                 // of the record of a process that is born of a fork: the process it comes from
     unsigned thread = 0;                 // from 1 in its process, likewise
     uint64_t call = 0;                   // from 1 in its thread; 0 outside of a call
     bool entered = false;                // the call's entering record is there

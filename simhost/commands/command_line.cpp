@@ -7,6 +7,7 @@
 #include "base/escaped_text.h"
 #include "base/nearest_word.h"
 #include "simhost/commands/help_formatter.h"
+#include "simhost/commands/journal_commands.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/server.h"
 #include "simhost/report/quantities.h"
@@ -143,6 +144,7 @@ void add_commands(CLI::App &app, CommandLine &line) {
     add_init_command(app, line);
     add_check_command(app, line);
     add_show_command(app, line);
+    add_journal_commands(app, line);
     app.footer(
         "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
         "cannot be used, 3 all is well but for warnings (with --strict).\n"

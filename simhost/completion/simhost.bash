@@ -34,7 +34,7 @@ _simhost() {
     word=$(_simhost_commands "$help")
     if [[ -n $word ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$word" -- "$current")
-    elif grep -q -E '^  (FILE|PLUGIN|PATH) ' <<<"$help"; then
+    elif grep -q -E '^  (FILE|PLUGIN|PATH|A) ' <<<"$help"; then
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
     fi
 }
