@@ -137,12 +137,12 @@ void add_journal_diff_command(CLI::App &app, CommandLine &line) {
     command->add_option("--most", options->most, "Differing calls that are told at most (100)")->type_name("N");
     add_json_option(*command, line.output);
     command->footer(
-        "Threads that made the same calls belong together, the others in their order; calls\n"
-        "are aligned within their thread. Times, ids and addresses are not compared, handles\n"
-        "by the order in which their thread meets them.\n"
+        "Threads that made the same calls belong together, the others in their order;\n"
+        "calls are aligned within their thread. Times, ids and addresses are not\n"
+        "compared, handles by the order in which their thread meets them.\n"
         "\n"
-        "Exit status: 0 all calls are the same, 1 some differ, 2 a file is no journal, has no\n"
-        "masks or cannot be read.");
+        "Exit status: 0 all calls are the same, 1 some differ, 2 a file is no journal,\n"
+        "holds no masks or cannot be read.");
     command->callback([options, &line] {
         line.command = "journal diff";
         line.action = [options](Workbench &bench) { compare(*options, bench.report); };

@@ -86,7 +86,7 @@ void add_journal_stats_command(CLI::App &app, CommandLine &line) {
     command->add_option("FILE", *file, "Journal to read")->required();
     add_json_option(*command, line.output);
     command->footer(
-        "A latency pN is the shortest time that N of 100 calls did not exceed. It is exact.\n"
+        "A latency pN is the shortest time that N of 100 calls did not exceed, exactly.\n"
         "\n"
         "Exit status: 0 told, 2 the file is no journal or cannot be read.");
     command->callback([file, &line] {
