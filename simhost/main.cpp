@@ -1,8 +1,12 @@
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "simhost/commands/command_line.h"
+#include "simhost/commands/completion.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/host/standard_descriptors.h"
 #include "simhost/report/failure.h"
@@ -25,6 +29,7 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
         status = ExitStatus::bad;
     } catch (const Interrupted &failure) {
         report.error(failure.what());
+        report.ends_by(failure.signal);
         signal = failure.signal;
         status = ExitStatus::bad;
     } catch (const std::exception &failure) {
@@ -37,6 +42,15 @@ ExitStatus carry_out(const CommandLine &line, int &signal) {
     return status;
 }
 
+// For the completion scripts. Whatever the plug-in and its host have to say is nothing for somebody who is typing.
+int print_completion(const CLI::App &app, const std::vector<std::string> &words) {
+    if (std::freopen("/dev/null", "w", stderr) == nullptr)
+        return static_cast<int>(ExitStatus::bad);
+    const std::string text = completion_text(complete(app, words));
+    std::fputs(text.c_str(), stdout);
+    return static_cast<int>(ExitStatus::good);
+}
+
 }  // namespace
 
 // What CLI11 or the C++ library throws here ends the program: there is nobody left to tell.
@@ -47,6 +61,8 @@ int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
     CLI::App app("Drives a storage-server plug-in the way a backup framework does.", "simhost");
     app.set_version_flag("--version", "simhost " SIMHOST_VERSION, "Show the version and end");
     add_commands(app, line);
+    if (argc > 1 && std::strcmp(argv[1], "--complete") == 0)
+        return print_completion(app, {argv + 2, argv + argc});
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &failure) {

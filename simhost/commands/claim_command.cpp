@@ -3,6 +3,7 @@
 
 #include "base/escaped_text.h"
 #include "simhost/commands/command_line.h"
+#include "simhost/host/server.h"
 #include "simhost/report/text_table.h"
 
 namespace {
@@ -11,17 +12,24 @@ void claim(const std::vector<std::string> &names, const HostOptions &host_option
     Host host(host_options, bench.report, bench.captured);
     TextTable table({"SERVER", "CLAIMED"});
     bench.report.result()["servers"] = Json::array();
+    std::vector<std::string> reasons;
     size_t foreign = 0;
     for (const std::string &name : names) {
-        const int32_t status =
-            host.call("stspi_claim", in_quotes(name), [&](Call &) { return host.entry().claim(name.c_str()); },
-                      {0, STS_E_NOT_CLAIMED});
-        foreign += status == 0 ? 0 : 1;
-        table.add({printable(name), status == 0 ? "yes" : "no"});
-        bench.report.result()["servers"].push_back({{"server", name}, {"claimed", status == 0}});
+        const bool claimed = is_claimed(host, name);
+        const std::string reason = claim_reason(host, name, claimed);
+        table.add({printable(name), claimed ? "yes" : "no"});
+        Json server = {{"server", name}, {"claimed", claimed}};
+        if (!reason.empty()) {
+            server["reason"] = reason;
+            reasons.push_back(fmt::format("{}: {}", printable(name), reason));
+        }
+        bench.report.result()["servers"].push_back(std::move(server));
+        foreign += claimed ? 0 : 1;
     }
     host.terminate();
     bench.report.lines(table.lines());
+    for (const std::string &reason : reasons)
+        bench.report.warn(reason);
     if (foreign > 0)
         throw BadAnswer(fmt::format("{} of {} names not claimed: the .sim file of a claimed server lies in {}", foreign,
                                     names.size(), host.config_directory()));

@@ -44,8 +44,10 @@ void add_host_options(CLI::App &command, HostOptions &options) {
                     "(default: $STSIMAGE_ROOT, or the library's own)")
         ->type_name("DIR");
     command
-        .add_option("-c,--config-dir", options.config_dir, "Directory with the .sim files (default: /etc/quillmere)")
+        .add_option("-c,--config-dir", options.config_dir,
+                    "Directory with the .sim files (default: $SIMHOST_CONFIG_DIR, or /etc/quillmere)")
         ->type_name("DIR")
+        ->envname("SIMHOST_CONFIG_DIR")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
 }
 
@@ -79,8 +81,9 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
     command
         .add_option("-s,--server", options.server,
                     "Server to open, PREFIX:HOST; PREFIX.sim describes it. \"Kelvarpool:...\" is a disk array, any "
-                    "other a Copan array")
+                    "other a Copan array (default: $SIMHOST_SERVER)")
         ->type_name("NAME")
+        ->envname("SIMHOST_SERVER")
         ->required();
     command
         .add_option("--hosts", options.hosts,
@@ -106,12 +109,10 @@ void add_image_commands(CLI::App &app, CommandLine &line) {
 
 }  // namespace
 
-namespace {
-
 std::string unknown_word(const CLI::App &command, const std::string &word) {
     std::vector<std::string> known;
     const char *what = "unexpected argument";
-    if (word.front() == '-') {
+    if (word.rfind('-', 0) == 0) {
         what = "unknown option";
         for (const CLI::Option *option : command.get_options())
             for (const std::string &name : option->get_lnames())
@@ -126,8 +127,6 @@ std::string unknown_word(const CLI::App &command, const std::string &word) {
                        nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest));
 }
 
-}  // namespace
-
 void add_commands(CLI::App &app, CommandLine &line) {
     app.set_help_flag("-h,--help", "Show this help and end");
     app.formatter(std::make_shared<HelpFormatter>());
@@ -139,16 +138,18 @@ void add_commands(CLI::App &app, CommandLine &line) {
     add_volumes_command(app, line);
     add_lsu_command(app, line);
     add_mount_command(app, line);
+    add_umount_command(app, line);
     add_image_commands(app, line);
     add_probe_command(app, line);
     add_init_command(app, line);
     add_check_command(app, line);
     add_show_command(app, line);
     add_journal_commands(app, line);
+    add_help_command(app, line);
     app.footer(
         "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
         "cannot be used, 3 all is well but for warnings (with --strict).\n"
-        "\"simhost COMMAND --help\" tells the options of a command.");
+        "\"simhost help COMMAND\" tells the options of a command.");
 }
 
 std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure) {
@@ -164,5 +165,5 @@ std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure
         text = unknown_word(*command, unknown.front());
     else if (!command->get_subcommands(nullptr).empty())
         text = "a command is missing";
-    return fmt::format("simhost: {}\nRun \"{} --help\" for more information.\n", text, words);
+    return fmt::format("simhost: {}\nRun \"{} --help\" for more information.\n", visible(text), words);
 }

@@ -49,6 +49,7 @@ void add_server_options(CLI::App &command, ServerOptions &options);
 
 void add_check_command(CLI::App &app, CommandLine &line);
 void add_claim_command(CLI::App &app, CommandLine &line);
+void add_help_command(CLI::App &app, CommandLine &line);
 void add_image_copy_command(CLI::App &app, CommandLine &line);
 void add_image_get_command(CLI::App &app, CommandLine &line);
 void add_image_ls_command(CLI::App &app, CommandLine &line);
@@ -63,10 +64,14 @@ void add_probe_command(CLI::App &app, CommandLine &line);
 void add_run_command(CLI::App &app, CommandLine &line);
 void add_server_command(CLI::App &app, CommandLine &line);
 void add_show_command(CLI::App &app, CommandLine &line);
+void add_umount_command(CLI::App &app, CommandLine &line);
 void add_volumes_command(CLI::App &app, CommandLine &line);
 
 // Adds all commands and their help.
 void add_commands(CLI::App &app, CommandLine &line);
+
+// That a command does not know a word that was given, and what is like it.
+std::string unknown_word(const CLI::App &command, const std::string &word);
 
 // What to tell about arguments that could not be read: the mistake, and where to look.
 std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure);

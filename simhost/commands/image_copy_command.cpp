@@ -40,11 +40,11 @@ void copy(ImageStore &source_store, ImageStore &target_store, const CopyOptions 
     const std::string hash = hash_of(target_store, options.target, size, options.chunk_bytes);
     if (hash != wanted)
         throw BadAnswer(fmt::format("the copy differs from its source: xxh128 {} instead of {}", hash, wanted));
-    report.line("{} -> {}  {} bytes in {}, {}, xxh128 {}", printable(options.source), printable(options.target), size,
-                format_duration(seconds), format_rate(size, seconds), hash);
+    report.line("{} -> {}  {} in {}, {}, xxh128 {}", printable(options.source), printable(options.target),
+                bytes_in_words(size), format_duration(seconds), format_rate(size, seconds), hash);
     report.result()["source"] = {{"lsu", source_store.lsu_name()}, {"name", options.source}};
     report.result()["target"] = {{"lsu", target_store.lsu_name()}, {"name", options.target}};
-    report.result()["bytes"] = size;
+    report.result()["size_bytes"] = size;
     report.result()["seconds"] = seconds;
     report.result()["xxh128"] = hash;
 }

@@ -28,11 +28,11 @@ void get(ImageStore &store, DataSink &sink, const GetOptions &options, Report &r
     if (read.bytes != size)
         throw BadAnswer(fmt::format("the image's properties tell {} bytes, {} could be read", size, read.bytes));
     sink.finish();
-    report.line("{}  {} bytes in {}, {}, xxh128 {}", printable(options.name), read.bytes, format_duration(read.seconds),
-                format_rate(read.bytes, read.seconds), read.hash);
+    report.line("{}  {} in {}, {}, xxh128 {}", printable(options.name), bytes_in_words(read.bytes),
+                format_duration(read.seconds), format_rate(read.bytes, read.seconds), read.hash);
     report.result()["name"] = options.name;
     report.result()["file"] = sink.name();
-    report.result()["bytes"] = read.bytes;
+    report.result()["size_bytes"] = read.bytes;
     report.result()["seconds"] = read.seconds;
     report.result()["xxh128"] = read.hash;
 }

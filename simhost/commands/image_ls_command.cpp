@@ -5,6 +5,7 @@
 
 #include "base/escaped_text.h"
 #include "simhost/commands/image_options.h"
+#include "simhost/report/quantities.h"
 #include "simhost/report/text_table.h"
 
 namespace {
@@ -19,7 +20,7 @@ void list_images(ImageStore &store, Report &report) {
     for (const std::string &name : names)
         try {
             const sts_image_info_t info = store.info(name);
-            table.add({printable(name), std::to_string(info.size_bytes), format_time(info.creation_time)});
+            table.add({printable(name), bytes_in_table(info.size_bytes), format_time(info.creation_time)});
             report.result()["images"].push_back(image_to_json(store.lsu_name(), info));
         } catch (const BadAnswer &failure) {
             // One damaged image must not hide the others.

@@ -23,10 +23,10 @@ void put(ImageStore &store, DataSource &source, const PutOptions &options, Repor
     OpenImage image(store, options.name, OpenImage::How::create);
     const Transfer written = write_image(image, source, options.chunk_bytes);
     image.close();
-    report.line("{}  {} bytes in {}, {}, xxh128 {}", printable(options.name), written.bytes,
+    report.line("{}  {} in {}, {}, xxh128 {}", printable(options.name), bytes_in_words(written.bytes),
                 format_duration(written.seconds), format_rate(written.bytes, written.seconds), written.hash);
     report.result()["name"] = options.name;
-    report.result()["bytes"] = written.bytes;
+    report.result()["size_bytes"] = written.bytes;
     report.result()["seconds"] = written.seconds;
     report.result()["xxh128"] = written.hash;
 }

@@ -18,7 +18,7 @@ struct StatOptions {
 void stat_image(ImageStore &store, const StatOptions &options, Report &report) {
     const sts_image_info_t info = store.info(options.name);
     report.line("{:<10}{}", "image", printable(field_text(info.name)));
-    report.line("{:<10}{} bytes ({})", "size", info.size_bytes, format_bytes(info.size_bytes));
+    report.line("{:<10}{}", "size", bytes_in_words(info.size_bytes));
     report.line("{:<10}{}", "created", format_time(info.creation_time));
     report.result()["image"] = image_to_json(store.lsu_name(), info);
     if (!options.hash)

@@ -18,7 +18,7 @@ struct LsuOptions {
 std::string or_dash(const std::string &text) { return text.empty() ? "-" : printable(text); }
 
 void tell_size(Report &report, const char *label, uint64_t bytes) {
-    report.line("{:<15}{} bytes ({})", label, bytes, format_bytes(bytes));
+    report.line("{:<15}{}", label, bytes_in_words(bytes));
 }
 
 void lsu(Server &server, const LsuOptions &options, Report &report) {

@@ -79,7 +79,7 @@ void add_mount_command(CLI::App &app, CommandLine &line) {
     add_output_options(*command, line.output);
     command->footer(
         "The mount stays: a link, the volume's directory and the directories above them.\n"
-        "Remove the link to undo it.");
+        "\"simhost umount\" removes the link.");
     command->callback([options, &line] {
         line.command = "mount";
         line.action = [options, &line](Workbench &bench) { mount(*options, line.host, bench); };

@@ -11,10 +11,10 @@
 namespace {
 
 TextTable list_pools(Server &server, const std::vector<std::string> &names, LsuDescriptions &descriptions) {
-    TextTable table({"POOL", ">CAPACITY", ">DISKS", ">VOLUMES", "HOSTS"});
+    TextTable table({"POOL", ">CAPACITY IN BYTES", ">DISKS", ">VOLUMES", "HOSTS"});
     for (const std::string &name : names)
         if (const auto info = descriptions.of(server, name))
-            table.add({printable(name), format_bytes(info->capacity_bytes), lsu_property(*info, "StorelCount"),
+            table.add({printable(name), bytes_in_table(info->capacity_bytes), lsu_property(*info, "StorelCount"),
                        lsu_property(*info, "VolumeCount"), printable(lsu_property(*info, "Hosts"))});
         else
             table.add({name.empty() ? "\"\"" : printable(name), "?", "?", "?", "?"});
@@ -22,11 +22,11 @@ TextTable list_pools(Server &server, const std::vector<std::string> &names, LsuD
 }
 
 TextTable list_lsus(Server &server, const std::vector<std::string> &names, LsuDescriptions &descriptions) {
-    TextTable table({"LSU", ">CAPACITY", ">USED", ">BLOCK SIZE"});
+    TextTable table({"LSU", ">CAPACITY IN BYTES", ">USED", ">BLOCK SIZE"});
     for (const std::string &name : names)
         if (const auto info = descriptions.of(server, name))
-            table.add({printable(name), format_bytes(info->capacity_bytes), format_bytes(info->used_bytes),
-                       format_bytes(info->block_size_bytes)});
+            table.add({printable(name), bytes_in_table(info->capacity_bytes), bytes_in_table(info->used_bytes),
+                       bytes_in_table(info->block_size_bytes)});
         else
             table.add({name.empty() ? "\"\"" : printable(name), "?", "?", "?"});
     return table;

@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 
 #include "base/escaped_text.h"
 #include "base/private_directory.h"
+#include "base/text_field.h"
 #include "simhost/commands/command_line.h"
+#include "simhost/commands/kept_things.h"
 #include "simhost/host/directory_cleanup.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/mount_point.h"
@@ -59,6 +62,18 @@ std::string choose(const std::vector<std::string> &names, const std::string &wan
         throw BadAnswer(fmt::format("the plug-in lists no {} {} (see {}); it lists: {}", what, in_quotes(wanted),
                                     option, joined(names)));
     return wanted;
+}
+
+// The listed identifier of a disk that was named instead of its volume. Gives other names back as they are.
+std::string listed_volume(Server &server, const std::string &pool, const std::vector<std::string> &volumes,
+                          const std::string &wanted) {
+    if (wanted.empty() || std::find(volumes.begin(), volumes.end(), wanted) != volumes.end())
+        return wanted;
+    const auto is_wanted = [&](const std::string &volume) {
+        return field_text(server.lsu_info(pool + ':' + volume).lsu_name) == wanted;
+    };
+    const auto found = std::find_if(volumes.begin(), volumes.end(), is_wanted);
+    return found == volumes.end() ? wanted : *found;
 }
 
 void refuse_foreign_options(const RunOptions &options, ServerKind kind) {
@@ -116,9 +131,9 @@ void demand_known(ImageStore &store, const std::string &image, uint64_t size) {
 }
 
 void tell_transfer(Report &report, const char *label, const char *key, const Transfer &transfer) {
-    report.line("{:<15}{} bytes in {}, {}, xxh128 {}", label, transfer.bytes, format_duration(transfer.seconds),
-                format_rate(transfer.bytes, transfer.seconds), transfer.hash);
-    report.result()[key] = {{"bytes", transfer.bytes}, {"seconds", transfer.seconds}, {"xxh128", transfer.hash}};
+    report.line("{:<15}{} in {}, {}, xxh128 {}", label, bytes_in_words(transfer.bytes),
+                format_duration(transfer.seconds), format_rate(transfer.bytes, transfer.seconds), transfer.hash);
+    report.result()[key] = {{"size_bytes", transfer.bytes}, {"seconds", transfer.seconds}, {"xxh128", transfer.hash}};
 }
 
 struct Outcome {
@@ -151,8 +166,9 @@ Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &o
                          const std::string &private_directory, Report &report) {
     const std::string pool = choose(server.list_lsus(), options.pool, "pool", "--pool", server.why_no_lsus());
     server.lsu_info(pool);
-    const std::string volume = choose(server.list_volumes(pool), options.volume, "volume", "--volume",
-                                      fmt::format("the pool {} has no disks", in_quotes(pool)));
+    const std::vector<std::string> volumes = server.list_volumes(pool);
+    const std::string volume = choose(volumes, listed_volume(server, pool, volumes, options.volume), "volume",
+                                      "--volume", fmt::format("the pool {} has no disks", in_quotes(pool)));
     MountPoint mount_point(options.mount_point.empty() ? private_directory + "/volume" : options.mount_point);
     const std::string lsu = pool + ':' + volume;
     server.mount(lsu, mount_point.path());
@@ -173,9 +189,15 @@ Outcome cycle_copan(Server &server, DataSource &source, const RunOptions &option
 }
 
 // Images of the cycle are for the cycle alone, unless a place for them was chosen.
+std::string image_root(const HostOptions &options, const std::string &private_directory) {
+    if (!options.image_root.empty())
+        return std::filesystem::absolute(options.image_root).string();
+    const char *chosen = std::getenv("STSIMAGE_ROOT");
+    return chosen == nullptr ? private_directory : chosen;
+}
+
 HostOptions with_private_image_root(HostOptions options, const std::string &private_directory) {
-    if (options.image_root.empty() && std::getenv("STSIMAGE_ROOT") == nullptr)
-        options.image_root = private_directory;
+    options.image_root = image_root(options, private_directory);
     return options;
 }
 
@@ -205,6 +227,7 @@ void run(const RunOptions &options, const HostOptions &host_options, Workbench &
     refuse_foreign_options(options, kind_of_server(host, options.server.server));
     demand_claim(host, options.server.server);
     Server server(host, options.server.server, options.server.hosts_or_default());
+    const KeptThings kept(bench.report, options.keep, image_root(host_options, private_directory.path()));
     const Outcome outcome = server.kind() == ServerKind::disk_array
                                 ? cycle_disk_array(server, source, options, private_directory.path(), bench.report)
                                 : cycle_copan(server, source, options, bench.report);

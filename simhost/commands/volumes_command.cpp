@@ -21,7 +21,7 @@ void volumes(Server &server, const VolumesOptions &options, Report &report) {
         throw UsageError(fmt::format("{} is a Copan array, which has no volumes; \"simhost pools\" lists its LSUs",
                                      in_quotes(server.name())));
     LsuDescriptions descriptions(report, "volumes");
-    TextTable table({"POOL", "VOLUME", "DISK", ">CAPACITY", ">USED"});
+    TextTable table({"POOL", "VOLUME", "DISK", ">CAPACITY IN BYTES", ">USED"});
     bool found = false;
     const std::vector<std::string> pools = options.pools.empty() ? server.list_lsus() : options.pools;
     for (const std::string &pool : pools)
@@ -30,7 +30,7 @@ void volumes(Server &server, const VolumesOptions &options, Report &report) {
             lsu.append(":").append(volume);
             if (const auto info = descriptions.of(server, lsu))
                 table.add({printable(pool), printable(volume), printable(field_text(info->lsu_name)),
-                           format_bytes(info->capacity_bytes), format_bytes(info->used_bytes)});
+                           bytes_in_table(info->capacity_bytes), bytes_in_table(info->used_bytes)});
             else
                 table.add({printable(pool), printable(volume), "?", "?", "?"});
             found = true;

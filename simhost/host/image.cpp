@@ -5,6 +5,7 @@
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "simhost/host/record_field.h"
+#include "simhost/report/quantities.h"
 
 namespace {
 
@@ -106,7 +107,7 @@ sts_image_info_t ImageStore::info(const std::string &name) {
     m_host.call("stspi_get_image_prop_byname", place(m_lsu_name, name), [&](Call &call) {
         const int32_t status = explained(call, m_host.entry().get_image_prop_byname(&m_lsu, &definition, &info));
         if (status == 0)
-            call.result = fmt::format("{} bytes", info.size_bytes);
+            call.result = bytes_in_words(info.size_bytes);
         return status;
     });
     return info;

@@ -22,8 +22,8 @@ private:
 };
 
 std::string outcome(const Transfer &transfer) {
-    return fmt::format("{} bytes, {}, xxh128 {}", transfer.bytes, format_rate(transfer.bytes, transfer.seconds),
-                       transfer.hash);
+    return fmt::format("{}, {}, xxh128 {}", bytes_in_words(transfer.bytes),
+                       format_rate(transfer.bytes, transfer.seconds), transfer.hash);
 }
 
 // The first place where the pieces differ, if any; a length that differs is a difference.
@@ -133,7 +133,7 @@ double copy_image(OpenImage &source, OpenImage &target, uint64_t bytes, uint64_t
             bar.update(offset);
         }
         seconds = watch.seconds();
-        call.result = fmt::format("{} bytes, {}", bytes, format_rate(bytes, seconds));
+        call.result = fmt::format("{}, {}", bytes_in_words(bytes), format_rate(bytes, seconds));
         return 0;
     };
     source.host().call("stspi_copy_extent", fmt::format("{} to {}", in_quotes(source.name()), in_quotes(target.name())),

@@ -17,7 +17,15 @@ std::string absolute_mount_point(const std::string &path) {
     std::string result = fs::absolute(path).string();
     while (result.size() > 1 && result.back() == '/')
         result.pop_back();
+    if (result == "/")
+        throw UsageError("/ cannot be a mount point: a mount makes a link, and puts it in place of what is there");
     return result;
+}
+
+std::string link_target_of(const std::string &path) {
+    std::error_code failure;
+    const fs::path target = fs::read_symlink(path, failure);
+    return failure ? std::string() : target.string();
 }
 
 MountPoint::MountPoint(const std::string &path) : m_path(absolute_mount_point(path)) {
@@ -31,8 +39,4 @@ MountPoint::~MountPoint() {
         unlink(m_path.c_str());
 }
 
-std::string MountPoint::target() const {
-    std::error_code failure;
-    const fs::path target = fs::read_symlink(m_path, failure);
-    return failure ? std::string() : target.string();
-}
+std::string MountPoint::target() const { return link_target_of(m_path); }

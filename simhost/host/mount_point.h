@@ -3,8 +3,11 @@
 
 #include <string>
 
-// The path made absolute, without a '/' at the end. Throws UsageError when it is empty.
+// The path made absolute, without a '/' at the end. Throws UsageError when it is empty or "/".
 std::string absolute_mount_point(const std::string &path);
+
+// Where the link at a path leads; empty when there is no link.
+std::string link_target_of(const std::string &path);
 
 class MountPoint {
 public:

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "simhost/host/install_paths.h"
+#include "simhost/host/shared_object.h"
 #include "simhost/report/failure.h"
 
 namespace {
@@ -14,13 +15,26 @@ namespace {
 // The loader takes a bare name for one to search for, even where a file of that name is at hand.
 std::string loadable(const std::string &path) {
     std::error_code failure;
-    return std::filesystem::exists(path, failure) ? std::filesystem::absolute(path).string() : path;
+    if (!std::filesystem::exists(path, failure))
+        return path;
+    demand_loadable(path);
+    return std::filesystem::absolute(path).string();
+}
+
+// What to do about a library that another one needs and that is not there.
+const char *hint(const std::string &loader_words) {
+    return loader_words.rfind("libstsimage.so:", 0) == 0
+               ? "; that is the image library: the framework's, or the package libstsimage-substitute (see "
+                 "--image-library)"
+               : "";
 }
 
 void *load(const std::string &path, const char *what) {
     void *library = dlopen(loadable(path).c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr)
-        throw UsageError(fmt::format("cannot load the {}: {}", what, dlerror()));
+    if (library == nullptr) {
+        const std::string words = dlerror();
+        throw UsageError(fmt::format("cannot load the {}: {}{}", what, words, hint(words)));
+    }
     return library;
 }
 

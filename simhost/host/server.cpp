@@ -7,11 +7,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "simhost/host/failed_file_call.h"
 #include "simhost/host/record_field.h"
+#include "simhost/report/quantities.h"
 
 namespace {
 
@@ -42,18 +45,32 @@ private:
 
 }  // namespace
 
+bool is_claimed(Host &host, const std::string &server_name) {
+    return host.call("stspi_claim", in_quotes(server_name),
+                     [&](Call &) { return host.entry().claim(server_name.c_str()); }, {0, STS_E_NOT_CLAIMED}) == 0;
+}
+
+std::string claim_reason(const Host &host, const std::string &server_name, bool is_claimed) {
+    const std::string file = host.configuration_file(server_name);
+    std::error_code failure;
+    if (std::filesystem::is_directory(file, failure))
+        return fmt::format("{} is a directory: the plug-in claims its name, and finds nothing in it", file);
+    if (!is_claimed && access(file.c_str(), R_OK) != 0)
+        return fmt::format("{} cannot be read: {}", file, std::strerror(errno));
+    return {};
+}
+
 void demand_claim(Host &host, const std::string &server_name) {
     demand_server_name(server_name);
-    const int32_t status =
-        host.call("stspi_claim", in_quotes(server_name),
-                  [&](Call &) { return host.entry().claim(server_name.c_str()); }, {0, STS_E_NOT_CLAIMED});
-    if (status == 0)
-        return;
-    const std::string file = host.configuration_file(server_name);
-    const bool is_readable = access(file.c_str(), R_OK) == 0;
-    throw BadAnswer(fmt::format("the plug-in does not claim {}{}", in_quotes(server_name),
-                                is_readable ? fmt::format(", although {} can be read", file)
-                                            : fmt::format(": {} cannot be read: {}", file, std::strerror(errno))));
+    const bool claimed = is_claimed(host, server_name);
+    const std::string reason = claim_reason(host, server_name, claimed);
+    if (claimed && !reason.empty())
+        throw BadAnswer(reason);
+    if (!claimed)
+        throw BadAnswer(fmt::format("the plug-in does not claim {}{}", in_quotes(server_name),
+                                    reason.empty()
+                                        ? fmt::format(", although {} can be read", host.configuration_file(server_name))
+                                        : ": " + reason));
 }
 
 ServerKind kind_of_server(const Host &host, const std::string &server_name) {
@@ -197,8 +214,8 @@ sts_lsu_info_v9_t Server::lsu_info(const std::string &name) {
     m_host.call("stspi_get_lsu_prop_byname", in_quotes(name), [&](Call &call) {
         const int32_t status = explained(call, m_host.entry().get_lsu_prop_byname(&record, &info), name);
         if (status == 0) {
-            call.result = fmt::format("class {}, capacity {} bytes, used {} bytes", info.lsu_class, info.capacity_bytes,
-                                      info.used_bytes);
+            call.result = fmt::format("class {}, capacity {}, used {}", info.lsu_class,
+                                      bytes_in_words(info.capacity_bytes), bytes_in_words(info.used_bytes));
             if (info.property_text[0] != '\0')
                 call.result += ", " + printable(field_text(info.property_text));
         }

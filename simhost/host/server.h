@@ -65,7 +65,13 @@ private:
     sts_server_handle_t m_handle = nullptr;
 };
 
-// Asks the plug-in whether the server is its own; throws BadAnswer when it is not, UsageError when the name lacks a part.
+// Whether the plug-in claims the server.
+bool is_claimed(Host &host, const std::string &server_name);
+// What is the matter with the file that describes the server: that it cannot be read, where the server is not claimed, or
+// that it is a directory, which the plug-in claims and finds nothing in. Empty when nothing is.
+std::string claim_reason(const Host &host, const std::string &server_name, bool is_claimed);
+
+// Asks the plug-in whether the server is its own; throws BadAnswer when it is not or only seems so, UsageError when the name lacks a part.
 void demand_claim(Host &host, const std::string &server_name);
 
 // Says in the call of an opening why it failed, if the status tells. Returns the status.

@@ -19,10 +19,14 @@ class ElfFile {
 public:
     ElfFile(const std::string &path, std::string bytes) : m_path(path), m_bytes(std::move(bytes)) {}
 
+    void demand(uint64_t offset, uint64_t length) const {
+        if (offset > m_bytes.size() || m_bytes.size() - offset < length)
+            refuse("it ends too early");
+    }
+
     template <class Record>
     Record at(uint64_t offset) const {
-        if (offset > m_bytes.size() || m_bytes.size() - offset < sizeof(Record))
-            refuse("it ends too early");
+        demand(offset, sizeof(Record));
         Record record;
         std::memcpy(&record, m_bytes.data() + offset, sizeof record);
         return record;
@@ -40,7 +44,7 @@ public:
                            strnlen(m_bytes.data() + place, std::min(strings.sh_size - offset, m_bytes.size() - place)));
     }
 
-    [[noreturn]] void refuse(const char *why) const {
+    [[noreturn]] void refuse(const std::string &why) const {
         throw UsageError(fmt::format("{} is no shared library: {}", printable(m_path), why));
     }
 
@@ -49,14 +53,51 @@ private:
     std::string m_bytes;
 };
 
+const char *machine_name(uint16_t machine) {
+    switch (machine) {
+        case EM_X86_64:
+            return "x86-64";
+        case EM_386:
+            return "32-bit x86";
+        case EM_AARCH64:
+            return "64-bit ARM";
+        case EM_ARM:
+            return "32-bit ARM";
+        case EM_PPC64:
+            return "64-bit PowerPC";
+        case EM_S390:
+            return "S/390";
+        case EM_RISCV:
+            return "RISC-V";
+        default:
+            return "another machine";
+    }
+}
+
+constexpr uint16_t own_machine =
+#if defined(__aarch64__)
+    EM_AARCH64;
+#else
+    EM_X86_64;
+#endif
+
+// What the loader looks at, and the parts that it maps: it takes the file for complete, and who touches a page that is not
+// there is killed.
 Elf64_Ehdr checked_header(const ElfFile &file) {
     if (!file.begins_with(ELFMAG))
         file.refuse("it is no ELF file");
     const auto header = file.at<Elf64_Ehdr>(0);
-    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_machine != EM_X86_64)
-        file.refuse("it is not for x86-64");
-    if (header.e_type != ET_DYN || header.e_shentsize != sizeof(Elf64_Shdr))
+    if (header.e_machine != own_machine)
+        file.refuse(fmt::format("it is for {}, this program is for {}", machine_name(header.e_machine),
+                                machine_name(own_machine)));
+    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB || header.e_type != ET_DYN ||
+        header.e_phentsize != sizeof(Elf64_Phdr))
         file.refuse("it is of another type");
+    for (uint64_t i = 0; i < header.e_phnum; ++i) {
+        const auto segment = file.at<Elf64_Phdr>(header.e_phoff + i * sizeof(Elf64_Phdr));
+        if (segment.p_type == PT_LOAD)
+            file.demand(segment.p_offset, segment.p_filesz);
+    }
     return header;
 }
 
@@ -81,17 +122,25 @@ void read_dynamic(const ElfFile &file, const Elf64_Shdr &dynamic, const Elf64_Sh
     }
 }
 
-}  // namespace
-
-SharedObject read_shared_object(const std::string &path) {
+ElfFile read_file(const std::string &path) {
     errno = 0;
     std::ifstream stream(path, std::ios::binary);
     std::ostringstream content;
     content << stream.rdbuf();
     if (errno != 0 && content.str().empty())
         throw UsageError(fmt::format("cannot read {}: {}", printable(path), std::strerror(errno)));
-    const ElfFile file(path, content.str());
+    return {path, content.str()};
+}
+
+}  // namespace
+
+void demand_loadable(const std::string &path) { checked_header(read_file(path)); }
+
+SharedObject read_shared_object(const std::string &path) {
+    const ElfFile file = read_file(path);
     const Elf64_Ehdr header = checked_header(file);
+    if (header.e_shentsize != sizeof(Elf64_Shdr))
+        file.refuse("it is of another type");
     const auto section = [&](uint64_t index) {
         return file.at<Elf64_Shdr>(header.e_shoff + index * sizeof(Elf64_Shdr));
     };

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "simhost/report/binary_size.h"
 #include "simhost/report/quantities.h"
 
 namespace {
@@ -27,12 +28,12 @@ std::string render_progress(const Progress &progress, size_t columns) {
     const std::string rate = format_rate(progress.done, progress.seconds);
     std::string line;
     if (!progress.total || *progress.total == 0) {
-        line = fmt::format("{}  {}  {}", progress.label, format_bytes(progress.done), rate);
+        line = fmt::format("{}  {}  {}", progress.label, binary_size(progress.done), rate);
     } else {
         // A file may grow while it is read.
         const double share = std::min(1.0, static_cast<double>(progress.done) / static_cast<double>(*progress.total));
-        std::string tail = fmt::format("{:3.0f}%  {} of {}  {}", share * 100, format_bytes(progress.done),
-                                       format_bytes(*progress.total), rate);
+        std::string tail = fmt::format("{:3.0f}%  {} of {}  {}", share * 100, binary_size(progress.done),
+                                       binary_size(*progress.total), rate);
         if (share > 0 && progress.seconds > 0)
             tail += fmt::format("  {} left", format_duration(progress.seconds / share - progress.seconds));
         const size_t text = progress.label.size() + tail.size() + 6;

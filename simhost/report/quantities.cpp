@@ -6,18 +6,14 @@
 #include <cmath>
 #include <stdexcept>
 
-std::string format_bytes(uint64_t bytes) {
-    if (bytes < 1000)
-        return fmt::format("{} B", bytes);
-    static constexpr const char *units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
-    size_t unit = 0;
-    double value = static_cast<double>(bytes) / 1000;
-    // 999.95 would be printed as 1000.0
-    while (value >= 999.95 && unit + 1 < std::size(units)) {
-        value /= 1000;
-        ++unit;
-    }
-    return fmt::format("{:.1f} {}", value, units[unit]);
+#include "simhost/report/binary_size.h"
+
+std::string bytes_in_words(uint64_t bytes) {
+    return bytes < 1024 ? binary_size(bytes) : fmt::format("{} bytes ({})", bytes, binary_size(bytes));
+}
+
+std::string bytes_in_table(uint64_t bytes) {
+    return bytes < 1024 ? std::to_string(bytes) : fmt::format("{} ({})", bytes, binary_size(bytes));
 }
 
 std::string format_duration(double seconds) {
@@ -36,7 +32,7 @@ std::string format_duration(double seconds) {
 std::string format_rate(uint64_t bytes, double seconds) {
     if (seconds <= 0)
         return "-";
-    return fmt::format("{:.1f} MB/s", static_cast<double>(bytes) / 1e6 / seconds);
+    return fmt::format("{:.1f} MiB/s", static_cast<double>(bytes) / (1 << 20) / seconds);
 }
 
 uint64_t parse_byte_count(const std::string &text) {

@@ -14,6 +14,9 @@
 
 namespace {
 
+// Grows when a member changes its name, type or meaning or goes; not when one is added.
+constexpr int document_version = 1;
+
 constexpr char red[] = "\033[31m";
 constexpr char green[] = "\033[32m";
 constexpr char yellow[] = "\033[33m";
@@ -139,12 +142,12 @@ void Report::write_call(FILE *stream, const Call &call) const {
 void Report::warn(const std::string &text) {
     m_warnings.push_back(text);
     if (!m_options.json)
-        put(stderr, "simhost: warning: {}\n", text);
+        put(stderr, "simhost: warning: {}\n", visible(text));
 }
 
 void Report::error(const std::string &text) {
     m_errors.push_back(text);
-    put(stderr, "simhost: {}\n", text);
+    put(stderr, "simhost: {}\n", visible(text));
 }
 
 bool Report::shows_progress() const { return m_options.progress && isatty(STDERR_FILENO) != 0; }
@@ -156,16 +159,19 @@ ExitStatus Report::finish(ExitStatus status) {
     if (status == ExitStatus::good && m_options.strict && (!m_warnings.empty() || m_warnings_told))
         status = ExitStatus::warnings;
     if (m_options.json) {
-        const Json document = {{"command", m_command},
-                               {"ok", status == ExitStatus::good},
-                               {"exit_status", static_cast<int>(status)},
-                               {"result", m_result},
-                               {"warnings", m_warnings},
-                               {"errors", m_errors},
-                               {"plugin_output", m_printed},
-                               {"calls", m_calls}};
-        // Texts of the interface are bytes without an encoding; JSON is UTF-8.
-        put(m_people, "{}\n", document.dump(2, ' ', false, Json::error_handler_t::replace));
+        Json document = {{"format_version", document_version},
+                         {"command", m_command},
+                         {"ok", status == ExitStatus::good},
+                         {"exit_status", m_signal == 0 ? static_cast<int>(status) : 128 + m_signal},
+                         {"result", m_result},
+                         {"warnings", m_warnings},
+                         {"errors", m_errors},
+                         {"plugin_output", m_printed},
+                         {"calls", m_calls}};
+        if (m_signal != 0)
+            document["signal"] = m_signal;
+        // Texts of the interface are bytes without an encoding; JSON is UTF-8, and ASCII is safe on a terminal, too.
+        put(m_people, "{}\n", document.dump(2, ' ', true, Json::error_handler_t::replace));
     }
     std::fflush(m_people);
     if (std::fflush(m_out) == 0 && std::ferror(m_out) == 0)

@@ -68,6 +68,8 @@ public:
     // The answer holds warnings: they count for --strict without being told once more.
     void warnings_told() { m_warnings_told = true; }
     void error(const std::string &text);
+    // The program is going to end by this signal.
+    void ends_by(int signal) { m_signal = signal; }
 
     // Progress bars are drawn on standard error when it is a terminal.
     bool shows_progress() const;
@@ -94,5 +96,6 @@ private:
     Json m_printed = Json::array();
     Json m_warnings = Json::array();
     bool m_warnings_told = false;
+    int m_signal = 0;
     Json m_errors = Json::array();
 };

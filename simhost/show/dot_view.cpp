@@ -5,7 +5,7 @@
 #include <unordered_map>
 
 #include "simhost/check/findings.h"
-#include "simhost/show/binary_size.h"
+#include "simhost/report/binary_size.h"
 #include "simhost/show/markup.h"
 #include "simhost/show/text_view.h"
 

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "simhost/check/findings.h"
-#include "simhost/show/binary_size.h"
+#include "simhost/report/binary_size.h"
 #include "simhost/show/markup.h"
 #include "simhost/show/page_style.h"
 #include "simhost/show/text_view.h"

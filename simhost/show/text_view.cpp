@@ -6,7 +6,7 @@
 
 #include "base/escaped_text.h"
 #include "simhost/check/findings.h"
-#include "simhost/show/binary_size.h"
+#include "simhost/report/binary_size.h"
 
 namespace {
 

@@ -177,7 +177,10 @@ static int32_t mount_lsu(const stsp_lsu_v7_t *lsu, const char *point, uint32_t, 
     return 0;
 }
 
-static int32_t unmount_lsu(void) { return 0; }
+static int32_t unmount_lsu(void) {
+    FAULT("unmount_lsu")
+    return 0;
+}
 
 static int32_t create_image(const stsp_lsu_v7_t *, const sts_image_definition_t *definition, uint32_t,
                             sts_image_handle_t *out) {

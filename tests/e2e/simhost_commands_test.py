@@ -61,10 +61,10 @@ class Server(SimhostTest):
 class Pools(SimhostTest):
     def test_lists_pools_in_the_plugins_order(self):
         done = self.good("pools", "--server", "Kelvarpool:mediaA", "--hosts", "mediaA,mediaB")
-        self.assertEqual(rows(done), [["POOL", "CAPACITY", "DISKS", "VOLUMES", "HOSTS"],
-                                      ["archive", "17.6", "TB", "1", "1", "mediaB"],
-                                      ["pool2", "4.4", "TB", "2", "2", "mediaA"],
-                                      ["pool1", "2.1", "TB", "4", "4", "mediaA,mediaB"]])
+        self.assertEqual(rows(done), [["POOL", "CAPACITY", "IN", "BYTES", "DISKS", "VOLUMES", "HOSTS"],
+                                      ["archive", str(16 * 2**40), "(16", "TiB)", "1", "1", "mediaB"],
+                                      ["pool2", str(4 * 2**40), "(4", "TiB)", "2", "2", "mediaA"],
+                                      ["pool1", str(2000 * 2**30), "(2.0", "TiB)", "4", "4", "mediaA,mediaB"]])
         document = self.document(self.good("pools", "--server", "Kelvarpool:mediaB", "--json"))
         self.assertEqual([pool["name"] for pool in document["result"]["pools"]], ["archive", "pool1"])
         self.assertEqual(document["result"]["pools"][1]["properties"]["Hosts"], "mediaA,mediaB")
@@ -266,7 +266,7 @@ class Image(SimhostTest):
     def test_what_is_put_comes_back(self):
         data = os.urandom(3_000_000)
         put = self.document(self.expect(0, self.image("put", "one", "--json", data=data)))
-        self.assertEqual(put["result"]["bytes"], 3_000_000)
+        self.assertEqual(put["result"]["size_bytes"], 3_000_000)
         got = self.expect(0, self.image("get", "one"))
         self.assertEqual(got.stdout, data)
         self.assertIn(put["result"]["xxh128"].encode(), got.stderr)

@@ -94,36 +94,5 @@ class Manual(SimhostTest):
         self.assertEqual(done.stderr, "")
 
 
-class Completion(SimhostTest):
-    def complete(self, *words):
-        script = (f'source "{SOURCE}/simhost/completion/simhost.bash"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); '
-                  '_simhost; printf "%s\\n" "${COMPREPLY[@]}"')
-        done = subprocess.run(["bash", "-c", script, "bash", SIMHOST, *words], capture_output=True, text=True,
-                              cwd=self.root, check=True)
-        self.assertEqual(done.stderr, "")
-        return set(done.stdout.split())
-
-    def test_commands(self):
-        self.assertEqual(self.complete(""), {command.split()[0] for command in commands()})
-        self.assertEqual(self.complete("pr"), {"probe"})
-        self.assertEqual(self.complete("image", ""),
-                         {command.split()[1] for command in commands() if command.startswith("image")})
-
-    def test_options(self):
-        for command in commands():
-            options = {option for entry in help_entries(command) for option in re.findall(r"--[a-z-]+", entry)}
-            self.assertEqual(self.complete(*command.split(), "--"), options | {"--help"})
-        self.assertEqual(self.complete("run", "--server", "x", "--vol"), {"--volume"})
-
-    def test_files_and_directories(self):
-        self.assertEqual(self.complete("run", "--config-dir", "con"), {"config"})
-        self.assertEqual(self.complete("run", "-c", "con"), {"config"})
-        (self.root / "config.so").write_text("")
-        self.assertEqual(self.complete("run", "-c", "con"), {"config"})
-        self.assertEqual(self.complete("run", "--plugin", "con"), {"config", "config.so"})
-        self.assertEqual(self.complete("probe", "con"), {"config", "config.so"})
-        self.assertEqual(self.complete("run", "--server", "con"), set())
-
-
 if __name__ == "__main__":
     main()

@@ -16,9 +16,9 @@ class OptionsWithLists(SimhostTest):
         file.write_bytes(b"12345")
         put = self.document(self.good("image put", "--json", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root",
                                       self.images, "--hosts", "mediaA,mediaB", "one", file))
-        self.assertEqual((put["result"]["name"], put["result"]["bytes"]), ("one", 5))
+        self.assertEqual((put["result"]["name"], put["result"]["size_bytes"]), ("one", 5))
         run = self.document(self.good("run", "--json", "--server", "Kelvarpool:x", "--hosts", "mediaA,mediaB", file))
-        self.assertEqual(run["result"]["written"]["bytes"], 5)
+        self.assertEqual(run["result"]["written"]["size_bytes"], 5)
 
     def test_hosts_may_be_given_again(self):
         done = self.good("pools", "--server", "Kelvarpool:x", "--hosts", "mediaA", "--hosts", "mediaB")

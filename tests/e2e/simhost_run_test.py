@@ -31,7 +31,7 @@ class DiskArrayCycle(SimhostTest):
             "stspi_delete_image", "stspi_unmount_lsu", "stspi_close_server", "stspi_terminate"])
         self.assertTrue(document["ok"])
         self.assertEqual(document["result"]["verdict"], "identical")
-        self.assertEqual(document["result"]["written"]["bytes"], 9)
+        self.assertEqual(document["result"]["written"]["size_bytes"], 9)
         self.assertEqual(document["result"]["read"]["xxh128"], document["result"]["written"]["xxh128"])
         terminate = document["calls"][-1]
         self.assertEqual((terminate["status"], terminate["status_name"], terminate["expected"]),
@@ -41,7 +41,7 @@ class DiskArrayCycle(SimhostTest):
         text = self.good("run", "--server", "Kelvarpool:mediaA", data=b"x").stdout.decode()
         self.assertRegex(text, r'(?m)^stspi_claim +success \(0\) +[0-9.]+ (us|ms)  "Kelvarpool:mediaA"$')
         self.assertRegex(text, r"(?m)^stspi_list_lsu x3 +STS_E_NO_MORE_ENTRIES \(2060013\) .*\n    = 2: pool2, pool1$")
-        self.assertRegex(text, r"(?m)^written +1 bytes in .*MB/s, xxh128 [0-9a-f]{32}$")
+        self.assertRegex(text, r"(?m)^written +1 byte in .*MiB/s, xxh128 [0-9a-f]{32}$")
         self.assertRegex(text, r"(?m)^verdict +what was read back is what was written$")
         self.assertNotIn("\033", text)
         self.assertNotIn("Entering", text)
@@ -96,13 +96,13 @@ class DiskArrayCycle(SimhostTest):
                 with self.subTest(size=size, chunk=chunk):
                     document = self.document(self.good("run", "--server", "Kelvarpool:mediaA", "--chunk", chunk,
                                                        "--json", data=data))
-                    self.assertEqual(document["result"]["read"]["bytes"], size)
+                    self.assertEqual(document["result"]["read"]["size_bytes"], size)
 
     def test_data_from_a_file(self):
         file = self.root / "data"
         file.write_bytes(b"abc" * 100_000)
         document = self.document(self.good("run", "--server", "Kelvarpool:mediaA", "--json", file))
-        self.assertEqual(document["result"]["read"]["bytes"], 300_000)
+        self.assertEqual(document["result"]["read"]["size_bytes"], 300_000)
 
     def test_a_hundred_megabytes_in_constant_memory(self):
         file = self.root / "data"
@@ -321,7 +321,7 @@ class Terminal(SimhostTest):
         file = self.root / "data"
         file.write_bytes(os.urandom(2_000_000))
         shown = self.on_terminal("--server", "Kelvarpool:mediaA", file)
-        self.assertRegex(shown, r"\rwrite  \[[#.]+\] +\d+%  .* of 2\.0 MB")
+        self.assertRegex(shown, r"\rwrite  \[[#.]+\] +\d+%  .* of 1\.9 MiB")
         self.assertRegex(shown, r"\rread   \[[#.]+\] +\d+%")
         self.assertIn("\r\033[K", shown)
 

@@ -41,7 +41,7 @@ class SimhostTest(unittest.TestCase):
 
     def environment(self, **changes):
         environment = dict(os.environ, TMPDIR=str(self.temporary), **changes)
-        for name in ("STSIMAGE_ROOT", "NO_COLOR", "FAKE_PLUGIN"):
+        for name in ("STSIMAGE_ROOT", "NO_COLOR", "FAKE_PLUGIN", "SIMHOST_SERVER", "SIMHOST_CONFIG_DIR"):
             if name not in changes:
                 environment.pop(name, None)
         return environment

@@ -54,3 +54,8 @@ TEST_F(MountPointTest, IsAbsoluteAndWithoutSlash) {
     EXPECT_EQ(MountPoint(path + "//").path(), path);
     EXPECT_EQ(MountPoint("no/such/place").path(), (fs::current_path() / "no/such/place").string());
 }
+
+TEST(AbsoluteMountPoint, IsNotTheRoot) {
+    for (const char *root : {"/", "//", "///"})
+        EXPECT_THROW(absolute_mount_point(root), UsageError) << root;
+}

@@ -4,7 +4,7 @@
 
 TEST(RenderProgress, ShowsABarWhenTheTotalIsKnown) {
     EXPECT_EQ(render_progress({"write", 50'000'000, 200'000'000, 2.0}, 80),
-              "write  [####...............]   25%  50.0 MB of 200.0 MB  25.0 MB/s  6.00 s left");
+              "write  [####............]   25%  47.7 MiB of 190.7 MiB  23.8 MiB/s  6.00 s left");
 }
 
 TEST(RenderProgress, IsFullAtTheEnd) {
@@ -17,8 +17,8 @@ TEST(RenderProgress, StaysFullWhenTheFileGrows) {
 }
 
 TEST(RenderProgress, ShowsWhatIsKnownWithoutATotal) {
-    EXPECT_EQ(render_progress({"write", 1'500'000, std::nullopt, 1.0}, 80), "write  1.5 MB  1.5 MB/s");
-    EXPECT_EQ(render_progress({"write", 0, 0, 0.0}, 80), "write  0 B  -");
+    EXPECT_EQ(render_progress({"write", 1'500'000, std::nullopt, 1.0}, 80), "write  1.4 MiB  1.4 MiB/s");
+    EXPECT_EQ(render_progress({"write", 0, 0, 0.0}, 80), "write  0 bytes  -");
 }
 
 TEST(RenderProgress, NeverFillsTheLastColumn) {

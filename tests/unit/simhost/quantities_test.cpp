@@ -4,17 +4,17 @@
 
 #include <stdexcept>
 
-TEST(FormatBytes, PicksTheUnitByPowersOfAThousand) {
-    EXPECT_EQ(format_bytes(0), "0 B");
-    EXPECT_EQ(format_bytes(999), "999 B");
-    EXPECT_EQ(format_bytes(1000), "1.0 kB");
-    EXPECT_EQ(format_bytes(314'572'800), "314.6 MB");
-    EXPECT_EQ(format_bytes(UINT64_MAX), "18.4 EB");
+TEST(BytesInWords, AreExactAndInPowersOf1024) {
+    EXPECT_EQ(bytes_in_words(0), "0 bytes");
+    EXPECT_EQ(bytes_in_words(1), "1 byte");
+    EXPECT_EQ(bytes_in_words(1023), "1023 bytes");
+    EXPECT_EQ(bytes_in_words(10'737'418'240), "10737418240 bytes (10 GiB)");
+    EXPECT_EQ(bytes_in_words(UINT64_MAX), "18446744073709551615 bytes (16.0 EiB)");
 }
 
-TEST(FormatBytes, NeverRoundsUpToAThousand) {
-    EXPECT_EQ(format_bytes(999'949), "999.9 kB");
-    EXPECT_EQ(format_bytes(999'960), "1.0 MB");
+TEST(BytesInTable, LeaveTheUnitToTheTitle) {
+    EXPECT_EQ(bytes_in_table(512), "512");
+    EXPECT_EQ(bytes_in_table(1'500), "1500 (1.5 KiB)");
 }
 
 TEST(FormatDuration, PicksTheUnit) {
@@ -34,7 +34,7 @@ TEST(FormatDuration, NeverRoundsUpToTheNextUnit) {
 }
 
 TEST(FormatRate, IsBytesPerSecond) {
-    EXPECT_EQ(format_rate(812'400'000, 2), "406.2 MB/s");
+    EXPECT_EQ(format_rate(812'400'000, 2), "387.4 MiB/s");
     EXPECT_EQ(format_rate(5, 0), "-");
 }
 

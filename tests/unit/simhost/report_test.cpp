@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 
 namespace {
@@ -88,6 +89,7 @@ TEST_F(ReportTest, IsOneDocumentInJson) {
     EXPECT_EQ(written(), "");
     EXPECT_EQ(it.finish(ExitStatus::good), ExitStatus::good);
     const Json document = Json::parse(written());
+    EXPECT_EQ(document["format_version"], 1);
     EXPECT_EQ(document["command"], "test");
     EXPECT_EQ(document["ok"], true);
     EXPECT_EQ(document["result"]["answer"], 42);
@@ -101,6 +103,33 @@ TEST_F(ReportTest, ReplacesBytesThatAreNoUtf8) {
     it.result()["name"] = "a\xff";
     it.finish(ExitStatus::good);
     EXPECT_EQ(Json::parse(written())["result"]["name"], "a\xef\xbf\xbd");
+}
+
+TEST_F(ReportTest, WritesADocumentThatIsSafeOnATerminal) {
+    Report it = report(true);
+    it.result()["name"] = "\xc2\x9b\xe2\x80\xae";
+    it.finish(ExitStatus::good);
+    EXPECT_NE(written().find(R"("name": "\u009b\u202e")"), std::string::npos) << written();
+}
+
+TEST_F(ReportTest, TellsTheStatusThatTheShellSeesOfASignal) {
+    Report it = report(true);
+    it.error("interrupted");
+    it.ends_by(SIGINT);
+    it.finish(ExitStatus::bad);
+    const Json document = Json::parse(written());
+    EXPECT_EQ(document["ok"], false);
+    EXPECT_EQ(document["exit_status"], 130);
+    EXPECT_EQ(document["signal"], SIGINT);
+}
+
+TEST_F(ReportTest, EscapesWhatErrorsAndWarningsBringAlong) {
+    testing::internal::CaptureStderr();
+    Report it = report(false);
+    it.error("cannot read \033]0;title\007: \"a\\x1b\"");
+    it.warn("\xc2\x9b");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "simhost: cannot read \\x1b]0;title\\x07: \"a\\x1b\"\nsimhost: warning: \\u009b\n");
 }
 
 TEST_F(ReportTest, StrictTurnsWarningsIntoStatus3ButNothingElse) {

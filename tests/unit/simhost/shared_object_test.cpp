@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -78,4 +79,40 @@ TEST(SharedObject, WrongByteInTheHeaderIsRefusedOrDoesNotMatter) {
     for (const size_t place : {offsetof(Elf64_Ehdr, e_ident), offsetof(Elf64_Ehdr, e_type),
                                offsetof(Elf64_Ehdr, e_machine), offsetof(Elf64_Ehdr, e_shoff) + 7})
         EXPECT_THAT(refused, Contains(place));
+}
+
+TEST(DemandLoadable, TellsAnotherMachine) {
+    TempDirectory directory;
+    const std::string path = directory.path() + "/other";
+    std::string other = content(library);
+    for (const auto &[machine, name] : {std::pair{EM_AARCH64, "64-bit ARM"}, std::pair{EM_386, "32-bit x86"}}) {
+        other[offsetof(Elf64_Ehdr, e_machine)] = static_cast<char>(machine);
+        std::ofstream(path, std::ios::binary) << other;
+        try {
+            demand_loadable(path);
+            ADD_FAILURE() << name;
+        } catch (const UsageError &failure) {
+            EXPECT_NE(
+                std::string(failure.what()).find(std::string("it is for ") + name + ", this program is for x86-64"),
+                std::string::npos)
+                << failure.what();
+        }
+    }
+}
+
+TEST(DemandLoadable, TellsAFileWhoseSegmentsAreCutOff) {
+    TempDirectory directory;
+    const std::string path = directory.path() + "/cut";
+    std::string whole = content(library);
+    // Without sections, as some tools leave a library: the loader does not need them.
+    Elf64_Ehdr header;
+    std::memcpy(&header, whole.data(), sizeof header);
+    header.e_shoff = 0;
+    header.e_shnum = 0;
+    header.e_shentsize = 0;
+    std::memcpy(whole.data(), &header, sizeof header);
+    std::ofstream(path, std::ios::binary) << whole;
+    EXPECT_NO_THROW(demand_loadable(path));
+    std::filesystem::resize_file(path, whole.size() / 2);
+    EXPECT_THROW(demand_loadable(path), UsageError);
 }

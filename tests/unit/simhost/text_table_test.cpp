@@ -13,3 +13,10 @@ TEST(TextTable, AlignsItsColumns) {
 }
 
 TEST(TextTable, WithoutRowsIsItsTitles) { EXPECT_THAT(TextTable({"A", ">B"}).lines(), ElementsAre("A  B")); }
+
+TEST(TextTable, CountsTheColumnsOfWideCharacters) {
+    TextTable table({"NAME", ">SIZE"});
+    table.add({"\xe6\xb1\xa0\xe6\xb0\xb4", "1"});  // two ideographs of two columns each
+    table.add({"gr\xc3\xbc\xc3\x9f", "22"});       // four letters in six bytes
+    EXPECT_THAT(table.lines(), ElementsAre("NAME  SIZE", "\xe6\xb1\xa0\xe6\xb0\xb4     1", "gr\xc3\xbc\xc3\x9f    22"));
+}

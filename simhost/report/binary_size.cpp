@@ -1,4 +1,4 @@
-#include "simhost/show/binary_size.h"
+#include "simhost/report/binary_size.h"
 
 #include <fmt/format.h>
 

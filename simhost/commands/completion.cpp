@@ -1,0 +1,161 @@
+#include "simhost/commands/completion.h"
+
+#include <algorithm>
+
+#include "base/escaped_text.h"
+#include "simhost/commands/completion_values.h"
+
+namespace {
+
+// How far a command line has come.
+struct Place {
+    const CLI::App *command;
+    const CLI::Option *awaiting = nullptr;  // the option whose value comes next
+    size_t positionals = 0;                 // given already
+    GivenWords given;
+};
+
+bool is_option(const std::string &word) { return word.size() > 1 && word.front() == '-'; }
+
+bool takes_value(const CLI::Option &option) { return option.get_items_expected_max() > 0; }
+
+const CLI::Option *option_named(const CLI::App &command, const std::string &name) {
+    for (const CLI::Option *option : command.get_options())
+        if (!option->get_positional() && option->check_name(name))
+            return option;
+    return nullptr;
+}
+
+const CLI::App *command_named(const CLI::App &command, const std::string &name) {
+    for (const CLI::App *candidate : command.get_subcommands(nullptr))
+        if (candidate->get_name() == name)
+            return candidate;
+    return nullptr;
+}
+
+std::string long_name(const CLI::Option &option) {
+    return option.get_lnames().empty() ? "" : "--" + option.get_lnames().front();
+}
+
+// The positional argument of that number; the last one may be given any number of times.
+const CLI::Option *positional(const CLI::App &command, size_t number) {
+    const CLI::Option *found = nullptr;
+    size_t count = 0;
+    for (const CLI::Option *option : command.get_options())
+        if (option->get_positional()) {
+            found = option;
+            if (count++ == number)
+                return option;
+        }
+    return found != nullptr && found->get_items_expected_max() > 1 ? found : nullptr;
+}
+
+void take(Place &place, const std::string &word) {
+    if (place.awaiting != nullptr) {
+        place.given.values[long_name(*place.awaiting)] = word;
+        place.awaiting = nullptr;
+        return;
+    }
+    if (is_option(word)) {
+        const size_t equals = word.find('=');
+        const CLI::Option *option = option_named(*place.command, word.substr(0, equals));
+        if (option != nullptr && takes_value(*option)) {
+            if (equals == std::string::npos)
+                place.awaiting = option;
+            else
+                place.given.values[long_name(*option)] = word.substr(equals + 1);
+        }
+        return;
+    }
+    if (const CLI::App *command = command_named(*place.command, word)) {
+        place.command = command;
+        place.given.command += (place.given.command.empty() ? "" : " ") + word;
+        return;
+    }
+    ++place.positionals;
+    place.given.words.push_back(word);
+}
+
+Completion value_of(const Place &place, const CLI::Option &option, const std::string &word) {
+    const std::string name = option.get_positional() ? option.get_name(true) : long_name(option);
+    const std::string type = option.get_positional() ? name : option.get_type_name();
+    Completion completion;
+    if (type == "DIR")
+        completion.others = Completion::Others::directories;
+    else if (type == "FILE" || type == "PATH" || type == "PLUGIN" || type == "A" || type == "B")
+        completion.others = Completion::Others::files;
+    else
+        for (std::string &value : values_for(place.given, name, word))
+            completion.candidates.push_back({std::move(value), ""});
+    return completion;
+}
+
+std::vector<Candidate> options_of(const CLI::App &command) {
+    std::vector<Candidate> candidates;
+    for (const CLI::Option *option : command.get_options())
+        if (!option->get_positional() && !long_name(*option).empty())
+            candidates.push_back({long_name(*option), option->get_description()});
+    return candidates;
+}
+
+std::vector<Candidate> commands_of(const CLI::App &command) {
+    std::vector<Candidate> candidates;
+    for (const CLI::App *subcommand : command.get_subcommands(nullptr))
+        candidates.push_back({subcommand->get_name(), subcommand->get_description()});
+    return candidates;
+}
+
+Completion completion_at(const CLI::App &app, const Place &place, const std::string &word) {
+    Completion completion;
+    const size_t equals = word.find('=');
+    if (place.awaiting != nullptr) {
+        completion = value_of(place, *place.awaiting, word);
+    } else if (is_option(word) && equals != std::string::npos) {
+        if (const CLI::Option *option = option_named(*place.command, word.substr(0, equals)))
+            completion = value_of(place, *option, word.substr(equals + 1));
+        for (Candidate &candidate : completion.candidates)
+            candidate.word.insert(0, word.substr(0, equals + 1));
+    } else if (word.rfind('-', 0) == 0) {
+        completion.candidates = options_of(*place.command);
+    } else if (place.given.command == "help") {
+        const CLI::App *command = &app;
+        for (const std::string &given : place.given.words)
+            if (command != nullptr)
+                command = command_named(*command, given);
+        if (command != nullptr)
+            completion.candidates = commands_of(*command);
+    } else if (!place.command->get_subcommands(nullptr).empty()) {
+        completion.candidates = commands_of(*place.command);
+    } else if (const CLI::Option *option = positional(*place.command, place.positionals)) {
+        completion = value_of(place, *option, word);
+    }
+    return completion;
+}
+
+}  // namespace
+
+Completion complete(const CLI::App &app, const std::vector<std::string> &words) {
+    if (words.empty())
+        return {};
+    Place place;
+    place.command = &app;
+    for (size_t i = 0; i + 1 < words.size(); ++i)
+        take(place, words[i]);
+    Completion completion = completion_at(app, place, words.back());
+    const auto does_not_begin_so = [&words](const Candidate &candidate) {
+        return candidate.word.compare(0, words.back().size(), words.back()) != 0;
+    };
+    std::vector<Candidate> &candidates = completion.candidates;
+    candidates.erase(std::remove_if(candidates.begin(), candidates.end(), does_not_begin_so), candidates.end());
+    return completion;
+}
+
+std::string completion_text(const Completion &completion) {
+    static constexpr const char *others[] = {"none", "files", "directories"};
+    std::string text = std::string(others[static_cast<size_t>(completion.others)]) + '\n';
+    for (const Candidate &candidate : completion.candidates)
+        // A name that cannot be typed is none to offer.
+        if (visible(candidate.word) == candidate.word)
+            text += candidate.word + (candidate.description.empty() ? "" : '\t' + candidate.description) + '\n';
+    return text;
+}
