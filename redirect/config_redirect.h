@@ -14,6 +14,9 @@ void set_config_directory(const std::string &directory);
 // The directory in force; "/etc/quillmere" when none was set.
 std::string config_directory();
 
+// is_new is asked before fopen opens a path for writing, and made told afterwards when it was new and has been made.
+void set_creation_observer(bool (*is_new)(const char *path), void (*made)(const char *path));
+
 // Gives "/etc/quillmere/FILE_NAME" the text as its content when it is opened for reading, whatever directory is in force,
 // until the texts are cleared. Not thread-safe against concurrent fopen calls either.
 void set_config_text(const std::string &file_name, const std::string &text);

@@ -4,7 +4,9 @@
 
 #include <deque>
 
+#include "conformance/watch/call_watch.h"
 #include "conformance/watch/expect.h"
+#include "conformance/watch/out_handle.h"
 #include "conformance/watch/resource_registry.h"
 
 namespace conformance {
@@ -168,7 +170,9 @@ int32_t EntryPoints::call(const char *entry_point, Arguments... arguments) {
     auto *function = reinterpret_cast<Function *>(address(entry_point));
     std::string shown;
     ((shown += (shown.empty() ? "" : ", ") + show(arguments)), ...);
-    const CallNote note(fmt::format("{}({})", entry_point, shown));
+    const std::string text = fmt::format("{}({})", entry_point, shown);
+    const CallNote note(text);
+    const CallWatch watch(text);
     return function(arguments...);
 }
 
@@ -209,23 +213,29 @@ int32_t EntryPoints::ioctl(const void *handle, int32_t command) {
 }
 
 int32_t EntryPoints::open_server(const sts_session_def_v7_t *session, const char *name, sts_server_handle_t *out) {
+    OutHandle stored(out);
     const int32_t status =
-        call<decltype(stspi_open_server)>("stspi_open_server", session, name, ignored_, ignored_, out);
+        call<decltype(stspi_open_server)>("stspi_open_server", session, name, ignored_, ignored_, stored.pointer());
+    stored.hand_over();
     registered(out);
     return status;
 }
 
 int32_t EntryPoints::create_server(const sts_session_def_v7_t *session, const char *name, const sts_host_t *hosts,
                                    int32_t count, sts_server_handle_t *out) {
+    OutHandle stored(out);
     const int32_t status = call<decltype(stspi_create_server)>("stspi_create_server", session, name, ignored_, ignored_,
-                                                               hosts, count, out);
+                                                               hosts, count, stored.pointer());
+    stored.hand_over();
     registered(out);
     return status;
 }
 
 int32_t EntryPoints::open_target_server(sts_server_handle_t source, const char *name, sts_server_handle_t *out) {
-    const int32_t status =
-        call<decltype(stspi_open_target_server)>("stspi_open_target_server", source, name, ignored_, ignored_, out);
+    OutHandle stored(out);
+    const int32_t status = call<decltype(stspi_open_target_server)>("stspi_open_target_server", source, name, ignored_,
+                                                                    ignored_, stored.pointer());
+    stored.hand_over();
     // After some failures the stored address is that of a freed handle.
     if (status == 0)
         registered(out);
@@ -238,13 +248,19 @@ int32_t EntryPoints::close_server(sts_server_handle_t handle) {
 }
 
 int32_t EntryPoints::open_lsu_list(sts_server_handle_t handle, sts_lsu_list_handle_t *out) {
-    const int32_t status = call<decltype(stspi_open_lsu_list)>("stspi_open_lsu_list", handle, ignored_, out);
+    OutHandle stored(out);
+    const int32_t status =
+        call<decltype(stspi_open_lsu_list)>("stspi_open_lsu_list", handle, ignored_, stored.pointer());
+    stored.hand_over();
     registered(out);
     return status;
 }
 
 int32_t EntryPoints::open_dynamic_lsu_list(const stsp_lsu_v7_t *lsu, sts_lsu_list_handle_t *out) {
-    const int32_t status = call<decltype(stspi_open_dynamic_lsu_list)>("stspi_open_dynamic_lsu_list", lsu, out);
+    OutHandle stored(out);
+    const int32_t status =
+        call<decltype(stspi_open_dynamic_lsu_list)>("stspi_open_dynamic_lsu_list", lsu, stored.pointer());
+    stored.hand_over();
     registered(out);
     return status;
 }

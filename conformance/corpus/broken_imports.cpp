@@ -176,6 +176,8 @@ bool understood(std::string &line) {
     if (is("config.mount-behavior-any-case") && key == "MOUNT_BEHAVIOR")
         std::transform(line.begin(), line.end(), line.begin(),
                        [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    if (is("config.storage-ignored") && key == "STORAGE_DIR")
+        return false;
     if (is("config.mount-path-unknown") && key == "MOUNT_PATH")
         line.replace(line.find("MOUNT_PATH"), 10, "MOUNT_PATHS");
     if (is("config.units-decimal"))

@@ -1,10 +1,13 @@
 // Registration, claiming, control and the stubs.
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -120,6 +123,22 @@ BROKEN_ENTRY_POINT(stspi_claim, const char *name) {
         return 0;
     if (is("claim.leaves-descriptor"))
         open("/dev/null", O_RDONLY);
+    if (is("claim.changes-umask"))
+        umask(077);
+    if (is("claim.ignores-a-signal"))
+        std::signal(SIGUSR1, SIG_IGN);
+    if (is("claim.blocks-a-signal")) {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGUSR2);
+        pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    }
+    if (is("claim.changes-locale"))
+        setlocale(LC_NUMERIC, "C.UTF-8");
+    if (is("claim.changes-environment"))
+        setenv("STSPI_LAST_CLAIM", text.c_str(), 1);
+    if (is("claim.changes-directory") && chdir("/") != 0)
+        std::abort();
     if (is("claim.leaves-file"))
         std::ofstream("claimed") << text;
     if (is("claim.prints"))

@@ -191,6 +191,8 @@ BROKEN_ENTRY_POINT(stspi_open_target_server, sts_server_handle_t source, const c
             return STS_E_INVALID_PARAMETER;
         name = broken::refused_name;
     }
+    if (is("target.null-stored-on-refusal") && name == nullptr && out != nullptr)
+        *out = nullptr;
     if (is("target.null-name-untraced") && name == nullptr)
         return STS_E_INVALID_PARAMETER;
     const int32_t status = REAL(stspi_open_target_server)(source, name, ignored_1, ignored_2, out);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,8 @@
 #include "conformance/calls/entry_points.h"
 #include "conformance/calls/image_calls.h"
 #include "conformance/run/kept_directory.h"
+#include "conformance/watch/call_watch.h"
+#include "conformance/watch/creations.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/leak_check.h"
 #include "conformance/watch/resource_registry.h"
@@ -81,12 +84,16 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
         throw std::runtime_error("the test's directory is gone");
     set_work_directory(directory + "/work");
     use_configuration_directory(settings.real_config ? real_config_directory : directory + "/etc", journal);
-    note_stage("loading the plug-in");
+    watch_creations(directory, journal);
     load_image_double();
     std::string skip_reason;
     {
         const LeakCheck leaks(directory + "/work");
-        set_plugin(std::make_unique<EntryPoints>(settings.plugin, RTLD_NOW | RTLD_LOCAL));
+        note_stage("loading the plug-in");
+        {
+            const CallWatch watch("loading the plug-in");
+            set_plugin(std::make_unique<EntryPoints>(settings.plugin, RTLD_NOW | RTLD_LOCAL));
+        }
         skip_reason = run_body(test);
         // Written twice: a crash in what follows does not lose what was found so far.
         write_report(report, skip_reason);
@@ -101,7 +108,11 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
             findings().clear();
         expect_true(!leaks_memory(), "memory", "none lost", "see standard error");
         note_stage("unloading the plug-in");
-        set_plugin(nullptr);
+        {
+            const CallWatch watch("unloading the plug-in");
+            set_plugin(nullptr);
+        }
+        note_stage("looking for what was left");
         leaks.expect_nothing_left();
     }
     write_report(report, skip_reason);
@@ -133,23 +144,25 @@ TestProcess::TestProcess(const TestCase &test, unsigned round, const TestSetting
     : test_(test),
       round_(round),
       directory_(settings.directory + "/" + test.id + "." + std::to_string(round)),
-      configurations_("configuration files") {
+      journal_("what was made") {
     make_directory(directory_);
     make_directory(directory_ + "/etc");
     make_directory(directory_ + "/work");
     if (!settings.keep.empty())
         kept_ = kept_directory(settings.keep, test.id, round);
-    const auto work = [&](int report) {
-        run_test(test, settings, directory_, kept_, configurations_.descriptor(), report);
-    };
+    const auto work = [&](int report) { run_test(test, settings, directory_, kept_, journal_.descriptor(), report); };
     child_ = std::make_unique<ChildProcess>(work, settings.time_limit * (test.is_long ? 4 : 1));
 }
 
 TestProcess::~TestProcess() {
     child_->finish();
-    std::istringstream made(configurations_.contents());
-    for (std::string path; std::getline(made, path);)
-        unlink(path.c_str());
+    // Configuration files in the real directory, and what the plug-in made outside the test's own: newest first.
+    std::istringstream journal(journal_.contents());
+    std::vector<std::string> made;
+    for (std::string path; std::getline(journal, path);)
+        made.push_back(path);
+    for (auto path = made.rbegin(); path != made.rend(); ++path)
+        std::remove(path->c_str());
     std::error_code error;
     fs::remove_all(directory_, error);
 }

@@ -36,7 +36,7 @@ private:
     unsigned round_;
     std::string directory_;
     std::string kept_;            // "" when nothing is kept
-    UnnamedFile configurations_;  // paths of the configuration files made
+    UnnamedFile journal_;  // paths of what must go even when the process dies
     std::unique_ptr<ChildProcess> child_;
 };
 

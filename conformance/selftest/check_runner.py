@@ -164,6 +164,29 @@ class Runner(unittest.TestCase):
         self.assertEqual(len(re.findall(r"called    stspi_claim\(0", result.stdout)), 1)
         self.assertIn("    times     10\n", result.stdout)
 
+    def test_process_state_names_its_call(self):
+        for breakage, text in (("claim.changes-umask", "umask of the process\n    expected  0022\n    got       0077"),
+                               ("claim.ignores-a-signal", "signal dispositions and mask of the process"),
+                               ("claim.blocks-a-signal", "signal dispositions and mask of the process"),
+                               ("claim.changes-locale", "locale of the process\n    expected  C\n    got       LC_CTYPE=C;LC_NUMERIC=C.UTF-8"),
+                               ("claim.changes-environment", "environment of the process"),
+                               ("claim.changes-directory", "working directory of the process\n    expected  ")):
+            result = self.run_suite(PATHS.broken, "--filter", "claim.contents-do-not-matter,cycle.disk-array", STSPI_BROKEN=breakage)
+            self.expect(result, 1, "fail    cycle.disk-array", "called    stspi_claim(\"lab:x\")\n    checked   " + text)
+
+    def test_leak_names_its_call(self):
+        result = self.run_suite(PATHS.broken, "--filter", "lsu-list.ten-times", STSPI_BROKEN="list.open-leaves-descriptor")
+        self.assertRegex(result.stdout, r"called    stspi_open_lsu_list\([^\n]*\n    checked   descriptors\n    expected  none left behind\n")
+        result = self.run_suite(PATHS.broken, "--filter", "claim.first-colon", STSPI_BROKEN="claim.leaves-file")
+        self.expect(result, 1, 'called    stspi_claim("lab:")\n    checked   files and links\n')
+
+    def test_what_is_made_outside_is_found_and_removed(self):
+        for place in ("/tmp/enc1", "/tmp/enc1/d1"):
+            self.assertFalse(os.path.lexists(place), place)
+        result = self.run_suite(PATHS.broken, "--filter", "mount.success,mount.log", "--jobs", "1", STSPI_BROKEN="config.storage-ignored")
+        self.expect(result, 1, "called    stspi_mount_lsu(", "checked   outside the test's directory\n    expected  nothing made\n    got       /tmp/enc1/d1\n")
+        self.assertFalse(os.path.lexists("/tmp/enc1"))
+
     def test_slots_by_name_and_modes_in_octal(self):
         slots = self.run_suite(PATHS.broken, "--filter", "tables.first.slots", STSPI_BROKEN="table.slots-swapped")
         self.expect(slots, 1, "checked   slot 30 of STSSanDiskEntryPoints\n    expected  stspi_open_target_server\n    got       stspi_open_image\n")

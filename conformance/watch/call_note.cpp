@@ -1,6 +1,7 @@
 #include "conformance/watch/call_note.h"
 
 #include <cstdio>
+#include <cstring>
 #include <thread>
 
 namespace conformance {
@@ -11,9 +12,20 @@ SharedNote own_note;
 SharedNote *current = &own_note;
 std::thread::id noted_thread = std::this_thread::get_id();
 
-bool is_noted() { return std::this_thread::get_id() == noted_thread; }
+thread_local int calls_of_this_thread = 0;
+std::atomic<int> calls_of_all_threads{0};
 
 }  // namespace
+
+bool is_noted_thread() { return std::this_thread::get_id() == noted_thread; }
+
+bool is_this_thread_in_a_call() { return calls_of_this_thread > 0; }
+
+bool plugin_is_running() {
+    return calls_of_all_threads > 0 || std::strstr(current->stage, "loading the plug-in") != nullptr;
+}
+
+std::string running_call() { return calls_of_all_threads > 0 ? current->call : current->stage; }
 
 SharedNote &shared_note() { return *current; }
 
@@ -27,14 +39,18 @@ void note_stage(const char *stage) { std::snprintf(current->stage, sizeof curren
 std::string last_call() { return current->call; }
 
 CallNote::CallNote(const std::string &call) {
-    if (!is_noted())
+    ++calls_of_this_thread;
+    ++calls_of_all_threads;
+    if (!is_noted_thread())
         return;
     std::snprintf(current->call, sizeof current->call, "%s", call.c_str());
     current->in_call = 1;
 }
 
 CallNote::~CallNote() {
-    if (is_noted())
+    --calls_of_this_thread;
+    --calls_of_all_threads;
+    if (is_noted_thread())
         current->in_call = 0;
 }
 

@@ -24,6 +24,16 @@ void note_stage(const char *stage);
 // The last call as text, "" before the first.
 std::string last_call();
 
+// True on the thread whose calls are noted.
+bool is_noted_thread();
+
+// True while a call is under way on the calling thread.
+bool is_this_thread_in_a_call();
+
+// True while a call is under way on any thread, or the plug-in is loaded or unloaded; and which call, or stage, it is.
+bool plugin_is_running();
+std::string running_call();
+
 // Marks the time inside one call.
 class CallNote {
 public:

@@ -5,8 +5,11 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <thread>
 
+#include "conformance/watch/call_watch.h"
+#include "conformance/watch/creations.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/sanitizers.h"
 
@@ -16,9 +19,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void expect_none(const std::string &what, const std::set<std::string> &extra) {
+// Each with the call that left it.
+void expect_none(const std::string &what, const std::set<std::string> &extra,
+                 const std::function<std::string(const std::string &)> &culprit) {
     for (const std::string &one : extra)
-        add_finding(what, "none left behind", one);
+        add_finding_of(culprit(one), what, "none left behind", one);
 }
 
 std::set<std::string> entries_below(const std::string &directory) {
@@ -67,18 +72,20 @@ LeakCheck::LeakCheck(std::string directory)
     : directory_(std::move(directory)), descriptors_(open_descriptors()), threads_(thread_count()) {}
 
 void LeakCheck::expect_nothing_left() const {
-    expect_none("files and links", entries_below(directory_));
+    expect_none("files and links", entries_below(directory_), creator_of);
+    expect_nothing_outside();
     std::set<std::string> opened;
     for (const std::string &descriptor : open_descriptors())
         if (descriptors_.count(descriptor) == 0)
             opened.insert(descriptor);
-    expect_none("descriptors", opened);
-    expect_none("child processes", child_processes());
+    expect_none("descriptors", opened, [](const std::string &one) { return opener_of_descriptor(std::stoi(one)); });
+    expect_none("child processes", child_processes(), [](const std::string &) { return starter_of_children(); });
     // A joined thread may need a moment to vanish from the kernel's list.
     const size_t allowed = threads_ + threads_of_sanitizer;
     for (int tries = 0; thread_count() > allowed && tries < 200; ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    expect_true(thread_count() <= allowed, "threads", std::to_string(allowed), std::to_string(thread_count()));
+    if (const size_t now = thread_count(); now > allowed)
+        add_finding_of(starter_of_threads(), "threads", std::to_string(allowed), std::to_string(now));
 }
 
 }  // namespace conformance

@@ -7,6 +7,8 @@
 #include <deque>
 #include <memory>
 
+#include "conformance/watch/call_note.h"
+
 namespace conformance {
 
 namespace {
@@ -43,6 +45,9 @@ void receive(uint64_t context, const char *text, int32_t level) {
         add_finding("log context", "the context of a session", fmt::format("{:x}", context));
         return;
     }
+    if (!is_this_thread_in_a_call())
+        add_finding("thread of the message " + quoted(text == nullptr ? "(null)" : text, 60),
+                    "the one that made the call", "another");
     if (session->on_message)
         session->on_message();
     session->messages_.push_back(
