@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "base/text_field.h"
 #include "lsu/dynamic_lsu_name.h"
@@ -31,6 +32,7 @@ int32_t copan_properties(const stsp_lsu_v7_t &lsu, const char *name, sts_lsu_inf
     StorageServer &server = *lsu.server->sts_object;
     if (*name == '\0')
         return STS_E_INVALID_PARAMETER;
+    std::string wanted = name;  // before a directory is made, so that memory that runs out changes nothing
     const std::unique_ptr<char[]> path(server.generate_path(name));
     if (path == nullptr)
         return STS_E_INVALID_PARAMETER;
@@ -42,7 +44,7 @@ int32_t copan_properties(const stsp_lsu_v7_t &lsu, const char *name, sts_lsu_inf
     log_trace(session, at_path.lsu_name);
     if (const int32_t status = get_mount_path_prop(&at_path, &info))
         return status;
-    LSU *model = server.getLSU(name);
+    LSU *model = server.getLSU(std::move(wanted));
     if (model == nullptr) {
         log_error(session, name);
         return STS_E_NO_SERVER;

@@ -4,18 +4,18 @@
 
 namespace {
 
-FileSystemDouble *current = nullptr;
+FileSystemDouble *present_double = nullptr;
 
 }  // namespace
 
-FileSystemDouble::FileSystemDouble(const struct statvfs &answer) : m_answer(answer) { current = this; }
+FileSystemDouble::FileSystemDouble(const struct statvfs &answer) : m_answer(answer) { present_double = this; }
 
-FileSystemDouble::~FileSystemDouble() { current = nullptr; }
+FileSystemDouble::~FileSystemDouble() { present_double = nullptr; }
 
 extern "C" __attribute__((visibility("default"))) int statvfs(const char *path, struct statvfs *out) noexcept {
     static const auto next = reinterpret_cast<int (*)(const char *, struct statvfs *)>(dlsym(RTLD_NEXT, "statvfs"));
-    if (current == nullptr)
+    if (present_double == nullptr)
         return next(path, out);
-    *out = current->answer_for(path);
+    *out = present_double->answer_for(path);
     return 0;
 }
