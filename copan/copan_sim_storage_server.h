@@ -12,7 +12,7 @@ class CopanSimStorageServer : public StorageServer {
 public:
     // Reads "/etc/quillmere/PREFIX.sim" for the storage-server name PREFIX:NAME. Without a name, a ':' or a readable file
     // the array is empty. Throws STSException "StorageServer not found" when the file was read to its end and no section
-    // of it is this server's. Not thread-safe against other readings of configuration files.
+    // of it is this server's. Threads may do so at once.
     explicit CopanSimStorageServer(std::string storage_server_name);
 
     // The server's name, owned by the server. (A disk array gives a new string instead.)
@@ -25,8 +25,9 @@ public:
     LSU *getLSU(std::string name) override;
 
     // The directory of a volume, made with the storage directory when missing, whether the volume is configured or not.
-    // A new array of 1024 characters that the caller releases with delete[]; null, with two log messages, when a directory
-    // cannot be made, and null when the path does not fit the array.
+    // A new array of 1024 characters that the caller releases with delete[]; null, with two log messages, when a
+    // directory cannot be made, and null when the path does not fit the array. Throws std::bad_alloc before anything is
+    // made.
     char *generate_path(std::string name) override;
 
     // Sets the session of all Copan arrays of the process; it must outlive them.

@@ -5,7 +5,8 @@ Usage: generate_entry_point_manuals.py HEADER OUTPUT_DIRECTORY VERSION
 
 A comment that stands right before a declaration describes it: lines indented by three blanks are arguments, the
 paragraph that begins with "Returns" is the return value, the rest is the description. Declarations without a comment of
-their own share the page of the section they stand in. Fails for a function that no comment describes.
+their own share the page of the section they stand in. Fails for a function that no comment describes. The conventions at the
+top of the header get a page too, stspi(3).
 """
 import pathlib
 import re
@@ -81,7 +82,7 @@ def page(names, declarations, comment, section, version, header):
         out += [".SH NOTES"]
         for number, text in enumerate(section):
             out += ([".PP"] if number else []) + [roff(text)]
-    out += [".SH SEE ALSO", "\\fBsimhost\\fP(1), \\fBstspi\\-conformance\\fP(1), \\fBsim\\fP(5)"]
+    out += [".SH SEE ALSO", "\\fBstspi\\fP(3), \\fBsimhost\\fP(1), \\fBstspi\\-conformance\\fP(1), \\fBsim\\fP(5)"]
     return "\n".join(out) + "\n"
 
 
@@ -91,12 +92,44 @@ def section_notes(text):
     return [" ".join(paragraph.split()) for paragraph in paragraphs if paragraph.strip()]
 
 
+def conventions_page(text, version, header):
+    """The numbered conventions of the header's first comment."""
+    lines = comment_lines(text[: text.index("*/") + 2])
+    summary = lines[0].rstrip(".")
+    out = [
+        f'.TH STSPI 3 "" "stspi {version}" "Plug-in interface"',
+        ".SH NAME",
+        f"stspi \\- {roff(summary[0].lower() + summary[1:])}",
+        ".SH SYNOPSIS",
+        f"#include <{header}>",
+        ".SH DESCRIPTION",
+        "Conventions, which hold for every entry point unless its page says otherwise:",
+    ]
+    found = 0
+    for line in lines:
+        item = re.match(r"^ {1,2}(\d+)\. (.+)$", line)
+        if item:
+            found += 1
+            if int(item[1]) != found:
+                sys.exit(f"{header}: convention {item[1]} is number {found}")
+            out += [f".IP {found}. 4", roff(item[2])]
+        elif found and line.startswith("    "):
+            out.append(roff(line.strip()))
+        elif found and line:
+            break
+    if found == 0:
+        sys.exit(f"{header}: no conventions")
+    out += [".SH SEE ALSO", "\\fBsimhost\\fP(1), \\fBstspi\\-conformance\\fP(1), \\fBsim\\fP(5)"]
+    return "\n".join(out) + "\n"
+
+
 def main():
     header_path, output, version = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), sys.argv[3]
     header = f"stspi/{header_path.name}"
     text = header_path.read_text()
     output.mkdir(parents=True, exist_ok=True)
     sections = [(match.start(), match.end(), section_notes(match[2]), match[0]) for match in SECTION.finditer(text)]
+    (output / "stspi.3").write_text(conventions_page(text, version, header))
     shared = {}  # heading position -> declarations described by the heading alone
     for match in DECLARATION.finditer(text):
         before = text[: match.start()].rstrip()

@@ -13,8 +13,8 @@ enum ListKind : uint32_t { copan_list = 0, dynamic_list = 2, pool_list = 3 };
 
 struct ServerHandle;
 
-// Made by the calls that open a list, released by stspi_close_lsu_list, or with its server. Only the pointer of the list's
-// kind is set, none after a failed opening.
+// Made by the calls that open a list, released by stspi_close_lsu_list, or with its server. Only the pointer of the
+// list's kind is set, none after a failed opening.
 struct LsuListHandle {
     ListKind kind = copan_list;
     uint32_t cursor = 0;

@@ -8,8 +8,8 @@
 
 struct LsuListHandle;
 
-// Knows the lists that are open, so that those that nobody closes go with their server, and keeps the pool arrays of closed
-// ones until the next list is opened. Threads may open and close lists at the same time; no lock is taken.
+// Knows the lists that are open, so that those that nobody closes go with their server, and keeps the pool arrays of
+// closed ones until the next list is opened. Threads may open and close lists at the same time; no lock is taken.
 class OpenLists {
 public:
     // Where one list stands. Made when more lists are open than ever before, then used again.
@@ -24,8 +24,8 @@ public:
     // Gives a list its place and releases the arrays of the lists closed so far. Throws std::bad_alloc.
     Place *enter(LsuListHandle *list);
 
-    // Takes the array of a list that is closed; the list is its owner's from now on. Neither allocates nor takes longer the
-    // more lists are open.
+    // Takes the array of a list that is closed; the list is its owner's from now on. Neither allocates nor takes longer
+    // the more lists are open.
     static void leave(Place *place, std::unique_ptr<const DiskGroupTable> pools) noexcept;
 
 private:

@@ -12,8 +12,8 @@ struct GlobalSettings {
     Name &udid_token;
 };
 
-// Fills two tables and the global settings from one file, which is read to its end; then the tables are cut to the sections
-// read. Problems are printed on standard output and reading goes on; nothing but std::bad_alloc is thrown.
+// Fills two tables and the global settings from one file, which is read to its end; then the tables are cut to the
+// sections read. Problems are printed on standard output and reading goes on; nothing but std::bad_alloc is thrown.
 //   diskgroups, enclosures   of any size, with slots that hold no lists; they grow as sections are read. After an
 //                            exception the caller releases the lists of what was read
 void read_disk_array(FILE *file, DiskGroupTable &diskgroups, EnclosureTable &enclosures, const GlobalSettings &globals);

@@ -7,7 +7,7 @@
 #include "sim/name_types.h"
 
 // A record is copied shallowly: the table that holds it owns what its pointers point to, and releases it with
-// release_lists. A pointer to a list is null where the file gave no such list.
+// release_lists. Of the lists of a section that was read, only hosts is null where the file gave none.
 
 // One disk group: a pool of disks with its volumes and the hosts that may use it.
 struct diskgroup_t {

@@ -4,5 +4,5 @@
 class ACE_Allocator;
 
 // Without memory an ACE string becomes empty and a container stays as it was, and neither says a word. With this
-// allocator they let std::bad_alloc pass instead. It takes its memory from operator new and lives as long as the process.
+// allocator they let std::bad_alloc pass instead. It takes its memory from operator new and is never destroyed.
 ACE_Allocator *throwing_allocator();

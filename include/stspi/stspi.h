@@ -17,10 +17,21 @@
  *  6. Messages go to the log function of the session, one call a message, on the calling thread. Trace messages need
  *     mask bit 0x1 and carry level 3, error messages need bit 0x8 and carry level 4. An entry point that is traced sends
  *     "++++ Entering NAME\n" and "---- Leaving NAME\n" in the trace class. A session may be null: nothing is logged.
- *  7. One handle is used by one thread at a time. Calls on different handles may run at the same time on different
- *     threads, with two exceptions. Calls that open a server read the configuration file with a tokenizer that the whole
- *     process shares: never two at once. Calls that tell device identifiers (stspi_list_lsu on a list of volumes,
+ *     What fails inside a simulator (an unknown pool, a directory or a link that cannot be made) is sent with level 4
+ *     whatever the mask says, through the session of the latest stspi_open_server of that kind of server. So a session
+ *     outlives not only its handles but every later call of the plug-in.
+ *  7. A list or an image is used by one thread at a time. A server handle may be used by several threads at once, each
+ *     with lists and images of its own, but for stspi_close_server, during and after which nothing uses it. Other calls
+ *     may run at the same time on different threads, with two exceptions. Calls that open a disk array
+ *     (stspi_open_server, stspi_create_server) read the configuration file with a tokenizer that the whole process
+ *     shares: never two at once. Calls that tell device identifiers (stspi_list_lsu on a list of volumes,
  *     stspi_get_lsu_prop_byname on a disk) build them in one string of the process: two at once may tell each other's.
+ *  8. No status stands for memory that runs out: std::bad_alloc, a C++ exception, passes out of the call. Nothing is lost
+ *     or half done then: what was stored before (see 5) is released as after any failure, out-records hold what they
+ *     held or a part, and the same call may be made again. A framework in C must be built to let exceptions pass
+ *     (-fexceptions) and stand on a C++ caller that catches them; otherwise the process ends.
+ *  9. An exception that a log function throws passes out of the call in the same way, leaving line included, except when
+ *     it is thrown on the leaving line: there it is dropped, and the call ends as if the line had been sent.
  *
  * Life of a plug-in, in order:
  *
@@ -157,9 +168,11 @@ int32_t stspi_ioctl(const void *handle, int32_t command, ...);
 
 /* ==== servers =================================================================================================== */
 
-/* Opens a server by name. "Kelvarpool:..." is a simulated disk array, every other claimed name a Copan array. The
- * session also becomes the session of all simulators of that kind.
- *   session       kept in the handle; outlives it; may be null
+/* Opens a server by name. "Kelvarpool:..." is a simulated disk array, every other claimed name a Copan array. When that
+ * succeeds with a HOST, the session also becomes the session of all simulators of that kind, whose messages ignore its
+ * mask.
+ *   session       kept in the handle; outlives it and every later call of the plug-in, since simulators keep it; may be
+ *                 null
  *   server_name   PREFIX:HOST; may be null, which is a name that is not claimed
  *   ignored_1, ignored_2   may be anything
  *   out_handle    receives the handle, also when the call fails later
@@ -169,7 +182,8 @@ int32_t stspi_open_server(const sts_session_def_v7_t *session, const char *serve
                           const void *ignored_2, sts_server_handle_t *out_handle);
 
 /* Opens a disk-array server for a list of hosts; only such a handle can list pools.
- *   session       kept in the handle; outlives it; may be null
+ *   session       kept in the handle; outlives it and every later call of the plug-in, since simulators keep it; may be
+ *                 null
  *   server_name   "Kelvarpool:HOST"; may be null, which is a name that is not claimed
  *   ignored_1, ignored_2   may be anything
  *   hosts         host_count records, back to back, copied; may be null when host_count is not positive
@@ -181,14 +195,14 @@ int32_t stspi_create_server(const sts_session_def_v7_t *session, const char *ser
                             const void *ignored_2, const sts_host_t *hosts, int32_t host_count,
                             sts_server_handle_t *out_handle);
 
-/* Opens a Copan server as the target of a copy, with the session of the source's handle.
+/* Opens a Copan server as the target of a copy, with the session of the source's handle. The simulators' session stays.
  *   source        an open server
  *   target_name   PREFIX:HOST
  *   ignored_1, ignored_2   may be anything
  *   out_handle    receives the handle
- * Returns STS_E_INTERNAL when the name is not claimed (a handle is stored), has no HOST or is a disk array's (what is
- * stored is already freed: do not use it), or a Copan array of that name is not in the file (a handle is stored).
- * Traced. */
+ * Returns STS_E_INTERNAL when the name is not claimed (a handle is stored, and not freed), has no HOST or is a disk
+ * array's (what is stored is already freed: do not use it), or a Copan array of that name is not in the file (a handle is
+ * stored). Traced. */
 int32_t stspi_open_target_server(sts_server_handle_t source, const char *target_name, const void *ignored_1,
                                  const void *ignored_2, sts_server_handle_t *out_handle);
 
@@ -205,13 +219,15 @@ int32_t stspi_get_server_prop(sts_server_handle_t handle, sts_server_info_t *inf
 int32_t stspi_get_server_prop_byname(const sts_session_def_v7_t *session, const char *server_name,
                                      sts_server_info_t *info);
 
-/* Releases a handle and all that hangs on it. LSU lists of the handle must be closed before. Traced. */
+/* Releases a handle and all that hangs on it, LSU lists that are still open too: those must not be used or closed after.
+ * Traced. */
 int32_t stspi_close_server(sts_server_handle_t handle);
 
 /* ==== LSU lists ================================================================================================= */
 
 /* Opens a list of the pools that the handle's hosts may use, or of a Copan array's LSUs. Pools come in the reverse of
- * the order in which the file gives them. The handle must outlive the list.
+ * the order in which the file gives them. The handle must outlive the list. Threads may open and close lists of one
+ * handle at the same time.
  *   handle        for a disk array: made by stspi_create_server with hosts
  *   ignored       may be anything
  *   out_list      receives the list, also when the call fails
@@ -231,7 +247,7 @@ int32_t stspi_open_dynamic_lsu_list(const stsp_lsu_v7_t *lsu, sts_lsu_list_handl
  * Traced. */
 int32_t stspi_list_lsu(sts_lsu_list_handle_t list, char *out_name);
 
-/* Releases a list. Traced. */
+/* Releases a list. Takes no memory, and no longer when many lists are open. Traced. */
 int32_t stspi_close_lsu_list(sts_lsu_list_handle_t list);
 
 /* ==== LSUs ====================================================================================================== */
@@ -239,16 +255,17 @@ int32_t stspi_close_lsu_list(sts_lsu_list_handle_t list);
 /* Tells the properties of one LSU: a directory (name begins with "/", disk array only), an LSU of a Copan array, one
  * disk of a pool ("POOL:DISK", by disk name or unique device identifier), or a pool.
  *   lsu           the server's handle and the LSU's name
- *   info          cleared and filled; for a directory not cleared: only server_name, lsu_class, flags,
- *                 block_size_bytes, capacity_bytes and used_bytes are written
- * Returns STS_E_NO_SERVER for an unknown LSU or a handle without a server object, STS_E_NOT_FOUND for a pool without
- * hosts, STS_E_INVALID_PARAMETER for a disk name that begins with ':' and for an LSU of a Copan array without a name or a
- * directory, STS_E_SYSTEM when the file system cannot be asked, and -2 for a directory name that is empty or longer than
- * 1024 bytes. Traced. */
+ *   info          cleared whole, reserved bytes included, and filled; for a directory not cleared: only server_name,
+ *                 lsu_class, flags, block_size_bytes, capacity_bytes and used_bytes are written
+ * Returns STS_E_NO_SERVER for an unknown LSU or a handle without a server object, STS_E_NOT_FOUND for a pool without a
+ * HOSTS line, STS_E_INVALID_PARAMETER for a disk name that begins with ':' and for an LSU of a Copan array without a name
+ * or a directory, STS_E_SYSTEM when the file system cannot be asked, and -2 for a directory name that is empty or longer
+ * than 1024 bytes. Traced. */
 int32_t stspi_get_lsu_prop_byname(const stsp_lsu_v7_t *lsu, sts_lsu_info_v9_t *info);
 
 /* Mounts a volume of a pool: makes its directory and turns the mount point into a link to it, or fails as the
- * configuration's MOUNT_BEHAVIOR says.
+ * configuration's MOUNT_BEHAVIOR says. Why a mount fails is sent to the session of the latest stspi_open_server of a disk
+ * array, whatever its mask says.
  *   lsu           the disk-array handle and "POOL:VOLUME"; a plain POOL mounts the volume of the same name
  *   mount_point   path of the link; its parent directories are made
  *   mode          not 0; read and write mounts behave alike
@@ -313,11 +330,13 @@ int32_t stspi_close_image_list(sts_image_list_handle_t list);
 
 /* Copies length bytes from one open image to another, with one read and one write; a short read writes what was read.
  *   source        handed to the image library as it is, null too
- *   length        bytes; its low 32 bits must not be a negative number. The library gets it as it is
+ *   length        bytes; its low 32 bits must not be a negative number. The library gets it as it is. More than 2 GiB
+ *                 take address space of that size, at most a terabyte, since the library may fill it, and memory only
+ *                 where it does
  *   ignored       may be anything
  *   out_bytes_written   set when the read succeeded, also when the write then fails
- * Returns the status of the read, or of the write; STS_E_INVALID_PARAMETER when those 32 bits are negative or there is no
- * memory. Not traced. */
+ * Returns the status of the read, or of the write; STS_E_INVALID_PARAMETER when those 32 bits are negative. Not
+ * traced. */
 int32_t stspi_copy_extent(sts_image_handle_t target, uint64_t target_offset, sts_image_handle_t source,
                           uint64_t source_offset, uint64_t length, const void *ignored, uint64_t *out_bytes_written);
 
@@ -361,10 +380,12 @@ int32_t stspi_shutdown_server(void);
 
 /* ==== helper ==================================================================================================== */
 
-/* Runs a program and waits for it. In no table; reached by its symbol.
- *   program, argument   joined without a separator and split at blanks: give argument its leading blank. No shell, and
- *                       '%' is text
- * Returns the raw wait status (exit code 1 is 256), or 0 when the program could not be started. */
+/* Runs a program and waits for it, and for no other child of the process. In no table; reached by its symbol.
+ *   program, argument   joined without a separator and split at blanks: give argument its leading blank. What stands
+ *                       between two " or two ' is one word, blanks included, and loses them. A program without a slash
+ *                       is looked for along PATH. No shell, and '%' is text
+ * Returns the raw wait status (exit code 1 is 256), or 0 when the program could not be started, for a null text and for
+ * texts that hold nothing but blanks. */
 int32_t load_process(const char *program, const char *argument);
 
 #pragma GCC visibility pop

@@ -36,6 +36,6 @@ cmake --build "$work/build" >/dev/null
 "$work/build/consumer"
 
 echo "=== manuals"
-for page in stspi_open_server stspi_read_image load_process; do
+for page in stspi stspi_open_server stspi_read_image load_process; do
     gzip -t "$work/prefix/share/man/man3/$page.3.gz"
 done
