@@ -46,11 +46,11 @@ int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t gr
                         uintmax_t{at + static_cast<uint64_t>(got)});
         sum.add(part.data(), count);
         for (size_t entry = 0; entry < count; ++entry, at += sizeof(IndexEntry)) {
-            const auto &[group, table_checksum] = part[entry];
+            const uint64_t group = part[entry].group;
             if (group < lowest_group || group >= groups)
                 return fail(STSIMG_E_DAMAGED, "%s: the index entry at offset %ju is out of order",
                             QuotedText(path).c_str(), uintmax_t{at});
-            index.emplace_hint(index.end(), group, table_checksum);
+            index.emplace_hint(index.end(), group, part[entry].table_checksum);
             lowest_group = group + 1;
         }
     }
@@ -116,7 +116,7 @@ int32_t ChecksumTables::load(uint64_t group, uint64_t checksum, ChecksumTable &t
     if (static_cast<uint64_t>(got) < table_size)
         return fail(STSIMG_E_TRUNCATED, "%s ends within the checksum table at offset %ju", QuotedText(path).c_str(),
                     uintmax_t{place});
-    if (checksum_of_table(table.data(), seed, group) != checksum)
+    if (checksum_of_table(table, seed, group) != checksum)
         return fail(STSIMG_E_DAMAGED, "%s: the checksum table at offset %ju does not match its own checksum",
                     QuotedText(path).c_str(), uintmax_t{place});
     return 0;
@@ -138,7 +138,7 @@ int32_t ChecksumTables::write_back(uint64_t group, Kept &kept) {
     if (!kept.changed)
         return 0;
     const uint64_t place = table_place(group);
-    index[group] = checksum_of_table(kept.table->data(), seed, group);
+    index[group] = checksum_of_table(*kept.table, seed, group);
     if (!write_fully(file, kept.table->data(), size_in_use(*kept.table), place))
         return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
     kept.changed = false;

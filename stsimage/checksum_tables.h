@@ -1,7 +1,6 @@
 // The checksum tables of one image file, read when they are needed and kept within bounds.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,8 +12,6 @@
 #include "stsimage/image_format.h"
 
 namespace stsimage {
-
-using ChecksumTable = std::array<uint64_t, blocks_per_group>;
 
 class ChecksumTables {
 public:

@@ -70,7 +70,7 @@ int32_t read_header(int file, const std::string &path, ImageHeader &out_header) 
         return fail(STSIMG_E_TRUNCATED, "%s ends at offset %zd, within its header", shown.c_str(), got);
     if (header.version != image_version)
         return fail(STSIMG_E_UNKNOWN_VERSION, "%s has format version %u at offset 8; only version %u is known",
-                    shown.c_str(), header.version, image_version);
+                    shown.c_str(), uint32_t{header.version}, image_version);
     if (header.checksum != checksum_of_header(header))
         return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 does not match its checksum", shown.c_str());
     if (const int32_t status = check_layout(header, static_cast<uint64_t>(state.st_size), path); status != 0)
@@ -91,8 +91,10 @@ int32_t ImageContent::make(int file, std::string path, std::string_view server_n
     header.blocks_per_group = blocks_per_group;
     header.creation_time = std::time(nullptr);
     server_name.copy(header.server_name, server_name_size - 1);
-    if (getrandom(&header.seed, sizeof header.seed, 0) != static_cast<ssize_t>(sizeof header.seed))
+    uint64_t seed = 0;
+    if (getrandom(&seed, sizeof seed, 0) != static_cast<ssize_t>(sizeof seed))
         return fail_system(errno, "cannot get a random number for %s", QuotedText(path).c_str());
+    header.seed = seed;
     out_content.reset(new ImageContent(file, std::move(path), header));
     return 0;
 }
@@ -265,7 +267,7 @@ int32_t ImageContent::write(const char *data, uint64_t length, uint64_t offset) 
         data += part;
         offset += part;
     }
-    header.image_size = std::max(header.image_size, end);
+    header.image_size = std::max<uint64_t>(header.image_size, end);
     return 0;
 }
 

@@ -31,8 +31,8 @@ uint64_t checksum_of_block(const void *data, uint64_t seed, uint64_t block) {
     return sum != 0 ? sum : 1;
 }
 
-uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group) {
-    return XXH3_64bits_withSeed(table, table_size, ~seed - group);
+uint64_t checksum_of_table(const ChecksumTable &table, uint64_t seed, uint64_t group) {
+    return XXH3_64bits_withSeed(table.data(), table_size, ~seed - group);
 }
 
 uint64_t checksum_of_header(const ImageHeader &header) { return XXH3_64bits(&header, offsetof(ImageHeader, checksum)); }

@@ -5,11 +5,15 @@
 //
 // A data block has a fixed place, so writing out of order and leaving gaps needs no bookkeeping: a gap is a hole in the
 // file. A table holds one checksum for each block of its group, 0 for a block that was never written. The index, at the
-// end, holds the checksum of every table that was written, and the header that of the index. All numbers are little-endian.
+// end, holds the checksum of every table that was written, and the header that of the index. All numbers are little-endian,
+// on every processor: files can be carried from one machine to another.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "stsimage/little_endian.h"
 
 namespace stsimage {
 
@@ -48,36 +52,39 @@ constexpr size_t server_name_size = 512;
 
 struct ImageHeader {
     char magic[sizeof image_magic];
-    uint32_t version;
-    uint32_t block_size;
-    uint32_t blocks_per_group;
-    uint32_t zero_20;
-    uint64_t seed;  // random; part of every checksum below, so that a block of another image or place never passes
-    uint64_t image_size;
-    int64_t creation_time;
-    uint64_t index_place;
-    uint64_t index_entries;
-    uint64_t index_checksum;
+    LittleEndian<uint32_t> version;
+    LittleEndian<uint32_t> block_size;
+    LittleEndian<uint32_t> blocks_per_group;
+    char zero_20[4];
+    LittleEndian<uint64_t>
+        seed;  // random; part of every checksum below, so that a block of another image or place never passes
+    LittleEndian<uint64_t> image_size;
+    LittleEndian<int64_t> creation_time;
+    LittleEndian<uint64_t> index_place;
+    LittleEndian<uint64_t> index_entries;
+    LittleEndian<uint64_t> index_checksum;
     char zero_72[440];
     char server_name[server_name_size];
     char zero_1024[3064];
-    uint64_t checksum;  // of all bytes before it
+    LittleEndian<uint64_t> checksum;  // of all bytes before it
 };
 static_assert(offsetof(ImageHeader, version) == 8 && offsetof(ImageHeader, seed) == 24 &&
               offsetof(ImageHeader, index_checksum) == 64 && offsetof(ImageHeader, server_name) == 512 &&
               offsetof(ImageHeader, checksum) == 4088 && sizeof(ImageHeader) == header_size);
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the records are written as they lie in memory");
 
 struct IndexEntry {
-    uint64_t group;
-    uint64_t table_checksum;
+    LittleEndian<uint64_t> group;
+    LittleEndian<uint64_t> table_checksum;
 };
 static_assert(sizeof(IndexEntry) == 16);
+
+using ChecksumTable = std::array<LittleEndian<uint64_t>, blocks_per_group>;
+static_assert(sizeof(ChecksumTable) == table_size);
 
 // Never 0.
 uint64_t checksum_of_block(const void *data, uint64_t seed, uint64_t block);
 
-uint64_t checksum_of_table(const uint64_t *table, uint64_t seed, uint64_t group);
+uint64_t checksum_of_table(const ChecksumTable &table, uint64_t seed, uint64_t group);
 uint64_t checksum_of_header(const ImageHeader &header);
 
 }  // namespace stsimage

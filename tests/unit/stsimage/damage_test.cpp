@@ -4,7 +4,6 @@
 #include <xxhash.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <random>
 
@@ -44,8 +43,7 @@ protected:
 
     // Gives a header its checksum and puts it into a file.
     static void put_header(const fs::path &path, std::string header) {
-        const uint64_t checksum = XXH3_64bits(header.data(), 4088);
-        std::memcpy(&header[4088], &checksum, sizeof checksum);
+        put_number(header, 4088, XXH3_64bits(header.data(), 4088));
         put_file_bytes(path, 0, header);
     }
 
@@ -269,7 +267,7 @@ TEST_F(DamagedFile, ContradictingHeaderIsRefused) {
           Change{56, UINT64_MAX}, Change{56, uint64_t{1} << 60}, Change{56, 0}, Change{12, 0, 4}, Change{12, 8192, 4},
           Change{16, 0, 4}, Change{16, 4096, 4}}) {
         std::string header = good;
-        std::memcpy(&header[change.offset], &change.value, change.width);
+        put_number(header, change.offset, change.value, change.width);
         put_header(file(), header);
         std::string data;
         EXPECT_TRUE(tells_of_damage(fetch("victim", data))) << change.offset << " " << change.value;
@@ -303,16 +301,6 @@ protected:
         EXPECT_EQ(number_at(header, 56), 3u);
         place = number_at(header, 48);
         index = file_bytes(file(), place, 48);
-    }
-
-    static uint64_t number_at(const std::string &bytes, size_t offset) {
-        uint64_t value;
-        std::memcpy(&value, &bytes[offset], sizeof value);
-        return value;
-    }
-
-    static void put_number(std::string &bytes, size_t offset, uint64_t value) {
-        std::memcpy(&bytes[offset], &value, sizeof value);
     }
 
     // The file with another index: all checksums are right.

@@ -3,7 +3,6 @@
 #include <xxhash.h>
 
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <set>
@@ -16,13 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-template <class Number>
-Number number_at(const std::string &bytes, size_t offset) {
-    Number number;
-    std::memcpy(&number, bytes.data() + offset, sizeof number);
-    return number;
-}
-
 uint64_t hash(const std::string &bytes, uint64_t seed) {
     return XXH3_64bits_withSeed(bytes.data(), bytes.size(), seed);
 }
@@ -31,21 +23,21 @@ uint64_t hash(const std::string &bytes, uint64_t seed) {
 std::string decode(const fs::path &file) {
     const std::string header = file_bytes(file, 0, 4096);
     EXPECT_EQ(header.substr(0, 8), "\x89STSIMG\n");
-    EXPECT_EQ(number_at<uint32_t>(header, 8), 1u);
-    EXPECT_EQ(number_at<uint32_t>(header, 12), 4096u);
-    EXPECT_EQ(number_at<uint32_t>(header, 16), 2048u);
-    EXPECT_EQ(number_at<uint64_t>(header, 4088), hash(header.substr(0, 4088), 0));
-    const auto seed = number_at<uint64_t>(header, 24);
-    const auto size = number_at<uint64_t>(header, 32);
-    const auto index_offset = number_at<uint64_t>(header, 48);
-    const auto entries = number_at<uint64_t>(header, 56);
+    EXPECT_EQ(number_at(header, 8, 4), 1u);
+    EXPECT_EQ(number_at(header, 12, 4), 4096u);
+    EXPECT_EQ(number_at(header, 16, 4), 2048u);
+    EXPECT_EQ(number_at(header, 4088), hash(header.substr(0, 4088), 0));
+    const auto seed = number_at(header, 24);
+    const auto size = number_at(header, 32);
+    const auto index_offset = number_at(header, 48);
+    const auto entries = number_at(header, 56);
 
     const std::string index = file_bytes(file, index_offset, entries * 16);
     EXPECT_EQ(index_offset + entries * 16, fs::file_size(file));
-    EXPECT_EQ(number_at<uint64_t>(header, 64), hash(index, seed));
+    EXPECT_EQ(number_at(header, 64), hash(index, seed));
     std::map<uint64_t, uint64_t> table_checksums;
     for (uint64_t entry = 0; entry < entries; ++entry)
-        table_checksums[number_at<uint64_t>(index, entry * 16)] = number_at<uint64_t>(index, entry * 16 + 8);
+        table_checksums[number_at(index, entry * 16)] = number_at(index, entry * 16 + 8);
 
     std::string data;
     for (uint64_t block = 0; block * 4096 < size; ++block) {
@@ -56,7 +48,7 @@ std::string decode(const fs::path &file) {
         }
         const std::string table = file_bytes(file, section + 16384 * (1 + group % 63), 16384);
         EXPECT_EQ(table_checksums[group], hash(table, ~seed - group));
-        const auto checksum = number_at<uint64_t>(table, block % 2048 * 8);
+        const auto checksum = number_at(table, block % 2048 * 8);
         if (checksum == 0) {
             data.append(4096, '\0');
             continue;
@@ -88,7 +80,7 @@ TEST_F(Documentation, FormatIsAsDescribed) {
     EXPECT_STREQ(file_bytes(file_of("image"), 512, 512).c_str(), "nodeA");
     sts_image_info_t properties;
     ASSERT_EQ(info("image", properties), 0);
-    EXPECT_EQ(number_at<int64_t>(file_bytes(file_of("image"), 40, 8), 0), properties.creation_time);
+    EXPECT_EQ(static_cast<int64_t>(number_at(file_bytes(file_of("image"), 40, 8), 0)), properties.creation_time);
 }
 
 TEST_F(Documentation, SecondSectionIsAsDescribed) {
@@ -98,7 +90,7 @@ TEST_F(Documentation, SecondSectionIsAsDescribed) {
     ASSERT_EQ(write(image, pattern(4096), second + 4096), 0);
     ASSERT_EQ(stsimg_close_image(image), 0);
     EXPECT_TRUE(file_bytes(file_of("image"), (505 << 20) + (1 << 20) + 4096, 4096) == pattern(4096));
-    EXPECT_NE(number_at<uint64_t>(file_bytes(file_of("image"), (505 << 20) + 16384 + 8, 8), 0), 0u);
+    EXPECT_NE(number_at(file_bytes(file_of("image"), (505 << 20) + 16384 + 8, 8), 0), 0u);
 }
 
 TEST_F(Documentation, EmptyImageIsAsDescribed) {

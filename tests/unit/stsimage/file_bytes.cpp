@@ -21,6 +21,18 @@ void put_file_bytes(const std::filesystem::path &path, uint64_t offset, const st
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+uint64_t number_at(const std::string &bytes, size_t offset, size_t width) {
+    uint64_t number = 0;
+    for (size_t place = offset + width; place-- > offset;)
+        number = number << 8 | (place < bytes.size() ? static_cast<unsigned char>(bytes[place]) : 0);
+    return number;
+}
+
+void put_number(std::string &bytes, size_t offset, uint64_t value, size_t width) {
+    for (size_t place = 0; place < width; ++place, value >>= 8)
+        bytes.at(offset + place) = static_cast<char>(value & 0xff);
+}
+
 void flip_bit(const std::filesystem::path &path, uint64_t offset, int bit) {
     std::string byte = file_bytes(path, offset, 1);
     byte[0] = static_cast<char>(byte[0] ^ (1 << bit));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 sts_image_definition_t image_named(std::string_view name) {
     sts_image_definition_t definition{};
@@ -17,7 +16,8 @@ std::string pattern(size_t size, uint64_t seed) {
         state ^= state << 13;
         state ^= state >> 7;
         state ^= state << 17;
-        std::memcpy(&data[place], &state, std::min(sizeof state, size - place));
+        for (size_t byte = 0; byte < std::min(sizeof state, size - place); ++byte)
+            data[place + byte] = static_cast<char>(state >> 8 * byte & 0xff);
     }
     return data;
 }
