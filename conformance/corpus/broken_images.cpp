@@ -28,7 +28,7 @@ int32_t after(const stsp_lsu_v7_t *lsu, int32_t status) {
         return STS_E_SYSTEM;
     if (is("image.caller-record-written") && status == 0 && lsu != nullptr)
         const_cast<stsp_lsu_v7_t *>(lsu)->lsu_name[1000] = 0;
-    if (is("image.leaks"))
+    if (is("image.leaks") || (is("image.leaks-on-failure") && status == STS_E_SYSTEM))
         broken::leak();
     return status;
 }

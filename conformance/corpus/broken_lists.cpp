@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "entry_points.h"
@@ -165,6 +166,12 @@ BROKEN_ENTRY_POINT(stspi_list_lsu, sts_lsu_list_handle_t list, char *out_name) {
     const int32_t status = REAL(stspi_list_lsu)(list, out_name);
     if (is("list.lock-left-held") && status == 0)
         lock_left_held.unlock();
+    if (is("list.static-buffer") && status == 0) {
+        static char buffer[STS_LSU_NAME_SIZE];
+        std::strcpy(buffer, out_name);
+        std::this_thread::yield();
+        std::strcpy(out_name, buffer);
+    }
     if (is("list.end-status") && status == STS_E_NO_MORE_ENTRIES)
         return STS_E_NOT_FOUND;
     if (is("list.end-said-once") && status == STS_E_NO_MORE_ENTRIES) {

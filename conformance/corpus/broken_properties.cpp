@@ -97,6 +97,9 @@ BROKEN_ENTRY_POINT(stspi_get_lsu_prop_byname, const stsp_lsu_v7_t *lsu, sts_lsu_
     if (lsu == nullptr || lsu->server == nullptr) {
         if (is("props.null-lsu-clears-record") && info != nullptr)
             std::memset(info, 0, sizeof *info);
+        // Bits that a record filled with 0xa5 has already.
+        if (is("props.null-lsu-sets-bits") && info != nullptr)
+            info->flags |= 0x25;
         return REAL(stspi_get_lsu_prop_byname)(lsu, info);
     }
     if (is("props.null-info-untraced") && info == nullptr)

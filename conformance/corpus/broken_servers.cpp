@@ -263,6 +263,10 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop, sts_server_handle_t handle, sts_server
         std::memset(info->server_name + std::strlen(info->server_name), 0, 512 - std::strlen(info->server_name));
     if (is("props.name-without-domain") && is_array)
         *std::strchr(info->server_name, '.') = '\0';
+    if (is("props.node-name-of-first-open") && is_array && status == 0) {
+        static const std::string first = info->server_name;
+        std::strcpy(info->server_name, first.c_str());
+    }
     if (is_array && status == 0)
         broken::change_domain(info->server_name);
     if (is("props.second-call-differs")) {

@@ -298,6 +298,38 @@ CONFORMANCE_TEST("growth.images", "Image calls of both kinds of server leave not
     });
 }
 
+CONFORMANCE_TEST("growth.failing-image-library",
+                 "Calls that the image library refuses, at its first or second part, leave nothing.") {
+    write_example_configs();
+    owns_directory(work_directory() + "/cop");
+    owns_directory(work_directory() + "/cop/vol1");
+    const std::vector<const stsp_lsu_v7_t *> lsus = {lsu(open_server(new_session(0), "Kelvarpool:nodeA"), "enc1"),
+                                                     lsu(open_server(new_session(0), "copan:arr1"), "vol1")};
+    const auto *definition = static_cast<const sts_image_definition_t *>(token(0x222));
+    Watched<sts_registration_t> registration;
+    void *image = nullptr;
+    uint64_t count = 0;
+    for (const char *failing : {"stsimg_", "stsimg_write_image"})
+        expect_no_growth(300, [&, failing] {
+            images().answer = [failing](const ImageCall &call) {
+                return call.function.rfind(failing, 0) == 0 ? static_cast<int32_t>(STS_E_SYSTEM) : 0;
+            };
+            for (const auto *one : lsus) {
+                plugin().create_image(one, definition, 0, &image);
+                plugin().open_image(one, definition, 0, &image);
+                plugin().delete_image(one, definition, 0);
+                plugin().open_image_list(one, 0, &image);
+                plugin().get_image_prop_byname(one, definition, nullptr);
+            }
+            require_status(plugin().copy_extent(token(1), 0, token(2), 0, 5000, nullptr, &count), STS_E_SYSTEM);
+            require_status(plugin().include_in_image(token(1), 0, token(2), 0, 5000), STS_E_SYSTEM);
+            plugin().init(9, nullptr, registration.get());
+            plugin().terminate();
+            take_image_calls();
+            images().answer = nullptr;
+        });
+}
+
 CONFORMANCE_TEST("growth.registration-and-claims", "Registering, claiming and the stubs leave nothing.") {
     write_example_configs();
     Watched<sts_registration_t> first;

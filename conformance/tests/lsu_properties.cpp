@@ -57,7 +57,7 @@ constexpr int most_tries = 100;
 // The record of a path LSU after a call that set base bytes before.
 void expect_path_record(const std::string &path, const std::function<int32_t(sts_lsu_info_v9_t *)> &call,
                         const std::function<void(sts_lsu_info_v9_t &)> &base, const std::string &server_name) {
-    for (const int pattern : {0xa5, 0x00, 0xff}) {
+    for (const int pattern : {0xa5, 0x5a, 0x00, 0xff}) {
         bool is_done = false;
         for (int tries = 1; !is_done; ++tries) {
             Watched<sts_lsu_info_v9_t> info(static_cast<unsigned char>(pattern));
@@ -98,35 +98,39 @@ void expect_pool(const std::string &config, const std::string &pool, const std::
     remove_config("Kelvarpool");
     write_config("Kelvarpool", config);
     const auto handle = open_server(new_session(), "Kelvarpool:nodeA");
-    Watched<sts_lsu_info_v9_t> info;
-    expect_status(plugin().get_lsu_prop_byname(lsu(handle, pool), info.get()), 0);
-    info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
-        clear(expected);
-        put_text(expected.server_name, array_name(handle));
-        put_text(expected.lsu_name, pool);
-        expected.lsu_class = STS_LSU_CLASS_POOL;
-        expected.class_qualifier = 1;
-        put_text(expected.property_text, properties);
-        expected.flags = STS_LSU_FLAG_STANDARD;
-        expected.capacity_bytes = capacity;
-    });
+    for (const unsigned char fill : both_fills) {
+        Watched<sts_lsu_info_v9_t> info(fill);
+        expect_status(plugin().get_lsu_prop_byname(lsu(handle, pool), info.get()), 0);
+        info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
+            clear(expected);
+            put_text(expected.server_name, array_name(handle));
+            put_text(expected.lsu_name, pool);
+            expected.lsu_class = STS_LSU_CLASS_POOL;
+            expected.class_qualifier = 1;
+            put_text(expected.property_text, properties);
+            expected.flags = STS_LSU_FLAG_STANDARD;
+            expected.capacity_bytes = capacity;
+        });
+    }
 }
 
 void expect_disk(sts_server_handle_t handle, const std::string &asked, const std::string &disk, const std::string &id,
                  uint64_t size) {
-    Watched<sts_lsu_info_v9_t> info;
-    expect_status(plugin().get_lsu_prop_byname(lsu(handle, asked), info.get()), 0);
-    info.expect_changed("LSU information of " + asked, [&](sts_lsu_info_v9_t &expected) {
-        clear(expected);
-        put_text(expected.server_name, array_name(handle));
-        put_text(expected.lsu_name, disk);
-        expected.lsu_class = STS_LSU_CLASS_DYNAMIC;
-        expected.class_qualifier = 1;
-        put_text(expected.property_text, fmt::format("ID={};FreeSpace={};FSSize={}", id, size / 2, size));
-        expected.flags = STS_LSU_FLAG_STANDARD;
-        expected.capacity_bytes = size;
-        expected.used_bytes = size - size / 2;
-    });
+    for (const unsigned char fill : both_fills) {
+        Watched<sts_lsu_info_v9_t> info(fill);
+        expect_status(plugin().get_lsu_prop_byname(lsu(handle, asked), info.get()), 0);
+        info.expect_changed("LSU information of " + asked, [&](sts_lsu_info_v9_t &expected) {
+            clear(expected);
+            put_text(expected.server_name, array_name(handle));
+            put_text(expected.lsu_name, disk);
+            expected.lsu_class = STS_LSU_CLASS_DYNAMIC;
+            expected.class_qualifier = 1;
+            put_text(expected.property_text, fmt::format("ID={};FreeSpace={};FSSize={}", id, size / 2, size));
+            expected.flags = STS_LSU_FLAG_STANDARD;
+            expected.capacity_bytes = size;
+            expected.used_bytes = size - size / 2;
+        });
+    }
 }
 
 }  // namespace
@@ -593,9 +597,11 @@ CONFORMANCE_TEST("lsu-props.null-lsu",
                  "A null LSU, or a null handle in it, gives STS_E_INVALID_PARAMETER; the record is untouched.") {
     write_example_configs();
     for (const stsp_lsu_v7_t *given : {static_cast<const stsp_lsu_v7_t *>(nullptr), lsu(nullptr, "enc1")}) {
-        Watched<sts_lsu_info_v9_t> info;
-        expect_status(plugin().get_lsu_prop_byname(given, info.get()), STS_E_INVALID_PARAMETER);
-        info.expect_untouched("LSU information");
+        for (const unsigned char fill : both_fills) {
+            Watched<sts_lsu_info_v9_t> info(fill);
+            expect_status(plugin().get_lsu_prop_byname(given, info.get()), STS_E_INVALID_PARAMETER);
+            info.expect_untouched("LSU information");
+        }
         expect_status(plugin().get_lsu_prop_byname(given, nullptr), STS_E_INVALID_PARAMETER);
     }
 }

@@ -35,16 +35,18 @@ CONFORMANCE_TEST(
     "registration.init.fills-record",
     "stspi_init from version 7 on writes exactly its fields of the registration record and no other byte.") {
     for (const uint64_t version : {7ULL, 8ULL, 9ULL, 10ULL, 0xffffffffffffffffULL})
-        for (const int pattern : {0xa5, 0x00, 0xff})
+        for (const int pattern : {0xa5, 0x5a, 0x00, 0xff})
             expect_registration(static_cast<unsigned char>(pattern), version);
 }
 
 CONFORMANCE_TEST("registration.init.too-old",
                  "stspi_init refuses every version below 7 and leaves the record and the image library alone.") {
     for (uint64_t version = 0; version <= 6; ++version) {
-        Watched<sts_registration_t> record;
-        expect_status(plugin().init(version, nullptr, record.get()), STS_E_VERSION);
-        record.expect_untouched("registration record");
+        for (const unsigned char fill : both_fills) {
+            Watched<sts_registration_t> record(fill);
+            expect_status(plugin().init(version, nullptr, record.get()), STS_E_VERSION);
+            record.expect_untouched("registration record");
+        }
     }
     expect_number("calls of the image library", take_image_calls().size(), 0);
 }
@@ -110,9 +112,11 @@ CONFORMANCE_TEST("registration.init2.fills-record",
 CONFORMANCE_TEST("registration.init2.too-old",
                  "stspi_init2 refuses every version below 9 and leaves the record alone.") {
     for (uint64_t version = 0; version <= 8; ++version) {
-        Watched<sts_registration2_t> record;
-        expect_status(plugin().init2(version, record.get()), STS_E_VERSION);
-        record.expect_untouched("second registration record");
+        for (const unsigned char fill : both_fills) {
+            Watched<sts_registration2_t> record(fill);
+            expect_status(plugin().init2(version, record.get()), STS_E_VERSION);
+            record.expect_untouched("second registration record");
+        }
     }
 }
 

@@ -20,7 +20,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-
 struct Creation {
     std::string path;
     std::string call;

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <iterator>
 
 namespace conformance {
 
@@ -15,6 +17,11 @@ constexpr unsigned char margin_pattern = 0xc3;
 size_t page_size() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
 
 }  // namespace
+
+unsigned char next_fill() {
+    static std::atomic<size_t> records{0};
+    return both_fills[records++ % std::size(both_fills)];
+}
 
 GuardedMemory::GuardedMemory(size_t size, unsigned char pattern) : size_(size) {
     const size_t page = page_size();

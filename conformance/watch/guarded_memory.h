@@ -33,11 +33,20 @@ private:
     size_t size_;
 };
 
+// Complementary in every bit.
+constexpr unsigned char both_fills[] = {0xa5, 0x5a};
+
+// One of both, in turn, from the first on.
+unsigned char next_fill();
+
 // A record the framework owns, filled with a pattern; says which of its bytes may change.
 template <typename Record>
 class Watched {
 public:
-    explicit Watched(unsigned char pattern = 0xa5) : memory_(sizeof(Record), pattern) { remember(); }
+    // Without a pattern of the test's own, records take two complementary ones in turn: a bit that is set by an OR shows
+    // in one of them.
+    Watched() : Watched(next_fill()) {}
+    explicit Watched(unsigned char pattern) : memory_(sizeof(Record), pattern) { remember(); }
 
     Record *get() const { return static_cast<Record *>(memory_.data()); }
     Record *operator->() const { return get(); }

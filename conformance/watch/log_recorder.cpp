@@ -54,7 +54,7 @@ void receive(uint64_t context, const char *text, int32_t level) {
         {context, text == nullptr ? "(null)" : text, level, static_cast<int>(syscall(SYS_gettid))});
 }
 
-Session::Session(uint32_t mask, bool is_null) : is_null_(is_null) {
+Session::Session(uint32_t mask, bool is_null) : is_null_(is_null), record_(both_fills[0]) {
     record_->log_context = context_base + sessions().size();
     record_->log_function = receive;
     set_mask(mask);
