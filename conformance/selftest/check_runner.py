@@ -180,6 +180,14 @@ class Runner(unittest.TestCase):
         result = self.run_suite(PATHS.broken, "--filter", "claim.first-colon", STSPI_BROKEN="claim.leaves-file")
         self.expect(result, 1, 'called    stspi_claim("lab:")\n    checked   files and links\n')
 
+    def test_growth_names_the_call_that_keeps_memory(self):
+        for breakage, test, call in (("list.open-leaks", "growth.copan-sessions", "stspi_open_lsu_list(0x..., 0x..., 0x...)"),
+                                     ("open.leaks", "growth.failed-opens", 'stspi_open_server(0x..., "nobody:x", 0x..., 0x..., 0x...)')):
+            result = self.run_suite(PATHS.broken, "--filter", test, STSPI_BROKEN=breakage)
+            self.expect(result, 1, "called    %s\n    checked   memory that it allocates, after 16 rounds\n" % call,
+                        "got       16 blocks with 768 bytes are not")
+            self.assertNotIn("called    stspi_close_server", result.stdout)
+
     def test_what_is_made_outside_is_found_and_removed(self):
         for place in ("/tmp/enc1", "/tmp/enc1/d1"):
             self.assertFalse(os.path.lexists(place), place)
