@@ -55,7 +55,7 @@ public:
     }
 
     void add_null(size_t argument, size_t field) noexcept {
-        add({ItemType::null, static_cast<uint8_t>(argument), static_cast<uint8_t>(field), 0, 0}, nullptr);
+        add({ItemType::null, static_cast<uint8_t>(argument), static_cast<uint8_t>(field), 0, 0}, "");
     }
 
     // Items that are there already.

@@ -101,7 +101,8 @@ void read_all_ways(const std::string &bytes) {
             std::abort();
     });
     read(bytes, [](journal::Reader &, journal::Events &events) {
-        std::vector<Mask> masks = parse_masks("sort on stspi_list* results.* # x\nround on * *.info.* 3 # x\n", "masks");
+        std::vector<Mask> masks =
+            parse_masks("sort on stspi_list* results.* # x\nround on * *.info.* 3 # x\n", "masks");
         CallStream stream(events, masks);
         for (RecordedCall call; stream.next(call);)
             json_line(call.json);
@@ -110,7 +111,8 @@ void read_all_ways(const std::string &bytes) {
 
 // Slower, and with less to find.
 void export_all_ways(const std::string &bytes) {
-    read(bytes, [](journal::Reader &, journal::Events &events) { write_chrome_trace(events, [](const std::string &) {}); });
+    read(bytes,
+         [](journal::Reader &, journal::Events &events) { write_chrome_trace(events, [](const std::string &) {}); });
     read(bytes, [](journal::Reader &, journal::Events &events) { timeline_page(events, "fuzz"); });
 }
 
