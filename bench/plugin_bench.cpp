@@ -8,5 +8,5 @@ int main(int argc, char **argv) {
     const ConfigurationFiles files;
     register_entry_point_costs(files);
     register_section_costs(files);
-    return run_with_ratios(argc, argv);
+    return run_with_ratios(argc, argv, true);
 }

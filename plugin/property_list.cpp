@@ -1,6 +1,7 @@
 #include "plugin/property_list.h"
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -42,7 +43,7 @@ STSPropertyList::Map &STSPropertyList::map() {
     return *m_map;
 }
 
-int STSPropertyList::add(const String &key, const String &value) { return map().bind(key, value); }
+int STSPropertyList::add(String key, String value) { return map().bind(std::move(key), std::move(value)); }
 
 int STSPropertyList::find(const String &key, String &value) const {
     return m_map != nullptr && m_map->find(key, value) == 0 ? 0 : -1;
@@ -52,6 +53,12 @@ STSPropertyList::String STSPropertyList::to_string() const {
     String text;
     if (m_map == nullptr)
         return text;
+    size_t length = 0;
+    for (Map::iterator entry = m_map->begin(); entry != m_map->end(); ++entry)
+        length += (*entry).ext_id_.length() + (*entry).int_id_.length() + 2;
+    if (length == 0)
+        return text;
+    text.fast_resize(length);  // all room at once; the text is still empty
     for (Map::iterator entry = m_map->begin(); entry != m_map->end(); ++entry) {
         if (entry != m_map->begin())
             text += ";";

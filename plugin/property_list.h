@@ -25,7 +25,7 @@ public:
 
     // Returns 0, 1 when the key is present (its value stays), or -1 when the lock cannot be taken. Throws std::bad_alloc,
     // with the list as it was.
-    int add(const String &key, const String &value);
+    int add(String key, String value);
 
     // Returns 0 and sets value, or -1 for an absent key, with value untouched.
     int find(const String &key, String &value) const;

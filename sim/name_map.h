@@ -19,23 +19,33 @@ public:
     explicit NameMap(size_t slots) : Base(slots, throwing_allocator()) {}
 
     // Returns 0, 1 when the key is present (its value stays), or -1 when the lock cannot be taken.
-    int bind(const Name &key, const Value &value) {
+    int bind(Name key, Value value) {
         ACE_WRITE_GUARD_RETURN(ACE_RW_Thread_Mutex, guard, this->lock_, -1);
         ACE_UINT32 slot = 0;
         if (this->find_and_return_index(key, slot) == 0)
             return 1;
         if (this->free_list_.next() == this->free_list_id())
             grow();
-        return this->shared_bind(key, value);
+        put(std::move(key), std::move(value));
+        return 0;
     }
 
 private:
+    // Binds a key that is not there, in a slot that is free.
+    void put(Name key, Value value) {
+        const ACE_UINT32 slot = this->free_list_.next();
+        this->search_structure_[slot].ext_id_ = std::move(key);
+        this->search_structure_[slot].int_id_ = std::move(value);
+        this->move_from_free_list_to_occupied_list(slot);
+        ++this->cur_size_;
+    }
+
     // ACE's growth loses the new slots when memory runs out while it copies the old ones.
     void grow() {
         NameMap larger(this->new_size());
         for (ACE_UINT32 slot = this->occupied_list_.prev(); slot != this->occupied_list_id();
              slot = this->search_structure_[slot].prev())
-            larger.shared_bind(this->search_structure_[slot].ext_id_, this->search_structure_[slot].int_id_);
+            larger.put(this->search_structure_[slot].ext_id_, this->search_structure_[slot].int_id_);
         std::swap(this->search_structure_, larger.search_structure_);
         std::swap(this->total_size_, larger.total_size_);
         std::swap(this->cur_size_, larger.cur_size_);

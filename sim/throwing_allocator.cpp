@@ -14,9 +14,8 @@ public:
 
 }  // namespace
 
-ACE_Allocator *throwing_allocator() {
-    // Never destroyed: a text of the process may give its memory back after every other destructor has run.
+ACE_Allocator *new_throwing_allocator() {
+    // In memory of the library's own: a text of the process may give its memory back after every destructor has run.
     alignas(ThrowingAllocator) static char room[sizeof(ThrowingAllocator)];
-    static ACE_Allocator *const allocator = new (room) ThrowingAllocator;
-    return allocator;
+    return new (room) ThrowingAllocator;
 }
