@@ -39,7 +39,7 @@ public:
         size_ += sizeof item;
         if (padded != 0)
             std::memset(bytes_ + size_ + padded - RECORD_ALIGNMENT, 0, RECORD_ALIGNMENT);
-        if (item.size != 0)
+        if (bytes != nullptr)
             std::memcpy(bytes_ + size_, bytes, item.size);
         size_ += padded;
     }

@@ -8,7 +8,7 @@
 namespace {
 
 // How far a command line has come.
-struct Place {
+struct Typing {
     const CLI::App *command;
     const CLI::Option *awaiting = nullptr;  // the option whose value comes next
     size_t positionals = 0;                 // given already
@@ -50,33 +50,33 @@ const CLI::Option *positional(const CLI::App &command, size_t number) {
     return found != nullptr && found->get_items_expected_max() > 1 ? found : nullptr;
 }
 
-void take(Place &place, const std::string &word) {
-    if (place.awaiting != nullptr) {
-        place.given.values[long_name(*place.awaiting)] = word;
-        place.awaiting = nullptr;
+void take(Typing &typing, const std::string &word) {
+    if (typing.awaiting != nullptr) {
+        typing.given.values[long_name(*typing.awaiting)] = word;
+        typing.awaiting = nullptr;
         return;
     }
     if (is_option(word)) {
         const size_t equals = word.find('=');
-        const CLI::Option *option = option_named(*place.command, word.substr(0, equals));
+        const CLI::Option *option = option_named(*typing.command, word.substr(0, equals));
         if (option != nullptr && takes_value(*option)) {
             if (equals == std::string::npos)
-                place.awaiting = option;
+                typing.awaiting = option;
             else
-                place.given.values[long_name(*option)] = word.substr(equals + 1);
+                typing.given.values[long_name(*option)] = word.substr(equals + 1);
         }
         return;
     }
-    if (const CLI::App *command = command_named(*place.command, word)) {
-        place.command = command;
-        place.given.command += (place.given.command.empty() ? "" : " ") + word;
+    if (const CLI::App *command = command_named(*typing.command, word)) {
+        typing.command = command;
+        typing.given.command += (typing.given.command.empty() ? "" : " ") + word;
         return;
     }
-    ++place.positionals;
-    place.given.words.push_back(word);
+    ++typing.positionals;
+    typing.given.words.push_back(word);
 }
 
-Completion value_of(const Place &place, const CLI::Option &option, const std::string &word) {
+Completion value_of(const Typing &typing, const CLI::Option &option, const std::string &word) {
     const std::string name = option.get_positional() ? option.get_name(true) : long_name(option);
     const std::string type = option.get_positional() ? name : option.get_type_name();
     Completion completion;
@@ -85,7 +85,7 @@ Completion value_of(const Place &place, const CLI::Option &option, const std::st
     else if (type == "FILE" || type == "PATH" || type == "PLUGIN" || type == "A" || type == "B")
         completion.others = Completion::Others::files;
     else
-        for (std::string &value : values_for(place.given, name, word))
+        for (std::string &value : values_for(typing.given, name, word))
             completion.candidates.push_back({std::move(value), ""});
     return completion;
 }
@@ -105,29 +105,29 @@ std::vector<Candidate> commands_of(const CLI::App &command) {
     return candidates;
 }
 
-Completion completion_at(const CLI::App &app, const Place &place, const std::string &word) {
+Completion completion_at(const CLI::App &app, const Typing &typing, const std::string &word) {
     Completion completion;
     const size_t equals = word.find('=');
-    if (place.awaiting != nullptr) {
-        completion = value_of(place, *place.awaiting, word);
+    if (typing.awaiting != nullptr) {
+        completion = value_of(typing, *typing.awaiting, word);
     } else if (is_option(word) && equals != std::string::npos) {
-        if (const CLI::Option *option = option_named(*place.command, word.substr(0, equals)))
-            completion = value_of(place, *option, word.substr(equals + 1));
+        if (const CLI::Option *option = option_named(*typing.command, word.substr(0, equals)))
+            completion = value_of(typing, *option, word.substr(equals + 1));
         for (Candidate &candidate : completion.candidates)
             candidate.word.insert(0, word.substr(0, equals + 1));
     } else if (word.rfind('-', 0) == 0) {
-        completion.candidates = options_of(*place.command);
-    } else if (place.given.command == "help") {
+        completion.candidates = options_of(*typing.command);
+    } else if (typing.given.command == "help") {
         const CLI::App *command = &app;
-        for (const std::string &given : place.given.words)
+        for (const std::string &given : typing.given.words)
             if (command != nullptr)
                 command = command_named(*command, given);
         if (command != nullptr)
             completion.candidates = commands_of(*command);
-    } else if (!place.command->get_subcommands(nullptr).empty()) {
-        completion.candidates = commands_of(*place.command);
-    } else if (const CLI::Option *option = positional(*place.command, place.positionals)) {
-        completion = value_of(place, *option, word);
+    } else if (!typing.command->get_subcommands(nullptr).empty()) {
+        completion.candidates = commands_of(*typing.command);
+    } else if (const CLI::Option *option = positional(*typing.command, typing.positionals)) {
+        completion = value_of(typing, *option, word);
     }
     return completion;
 }
@@ -137,11 +137,11 @@ Completion completion_at(const CLI::App &app, const Place &place, const std::str
 Completion complete(const CLI::App &app, const std::vector<std::string> &words) {
     if (words.empty())
         return {};
-    Place place;
-    place.command = &app;
+    Typing typing;
+    typing.command = &app;
     for (size_t i = 0; i + 1 < words.size(); ++i)
-        take(place, words[i]);
-    Completion completion = completion_at(app, place, words.back());
+        take(typing, words[i]);
+    Completion completion = completion_at(app, typing, words.back());
     const auto does_not_begin_so = [&words](const Candidate &candidate) {
         return candidate.word.compare(0, words.back().size(), words.back()) != 0;
     };

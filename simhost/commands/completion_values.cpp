@@ -45,6 +45,7 @@ std::vector<View> all_views(const GivenWords &given) {
             paths.push_back(entry.path());
     std::sort(paths.begin(), paths.end());
     std::vector<View> views;
+    views.reserve(paths.size());
     for (const fs::path &path : paths)
         views.push_back(view_of_file(path));
     return views;

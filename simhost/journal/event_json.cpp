@@ -56,7 +56,7 @@ const char *event_word(RecordKind kind) {
     return "unknown";
 }
 
-Json first_text(const Event &event) {
+Json first_text_json(const Event &event) {
     ItemCursor items(event.record.items);
     ItemView item;
     return text_json(items.next(item) ? item.bytes : std::string_view());
@@ -95,15 +95,15 @@ void add_particulars(Json &json, Json &changing, const Event &event, Events &eve
             break;
         case RecordKind::log:
             json["level"] = head.status;
-            json["message"] = first_text(event);
+            json["message"] = first_text_json(event);
             break;
         case RecordKind::fault:
             json["line"] = head.status;
-            json["effect"] = first_text(event);
+            json["effect"] = first_text_json(event);
             break;
         case RecordKind::output:
         case RecordKind::rules:
-            json["text"] = first_text(event);
+            json["text"] = first_text_json(event);
             break;
     }
 }
