@@ -27,7 +27,7 @@ COMMANDS = [
     "simhost pools --server Kelvarpool:mediaA",
     "seq 3000000 | simhost run --server Kelvarpool:mediaA --image monday",
 ]
-COLUMNS = 116
+COLUMNS = 118
 CHARACTER, LINE, MARGIN = 7.8, 18, 16
 COLOURS = {"0": "#d6deeb", "31": "#ff7b72", "32": "#7ee787", "33": "#f2cc60", "2": "#8b98a9"}
 

@@ -14,7 +14,8 @@ KeptThings::~KeptThings() {
     Json &result = m_report.result();
     const auto text = [&result](const char *object, const char *key) { return result[object][key].get<std::string>(); };
     const bool is_mounted = result.contains("mount");
-    m_report.line("");
+    if (is_mounted || result.contains("image"))
+        m_report.line("");
     if (result.contains("image"))
         m_report.line("kept image     {} on {}{}", in_quotes(text("image", "name")), in_quotes(text("image", "lsu")),
                       is_mounted ? ", below " + printable(m_image_root) : "");

@@ -32,7 +32,7 @@ void demand_expected(const Call &call) {
         return;
     std::string why = status_meaning(call.status);
     if (!call.library_error.empty())
-        why = "image library: " + printable(call.library_error);
+        why = "image library: " + visible(call.library_error);
     if (!call.reason.empty())
         why = call.reason;
     throw BadAnswer(

@@ -131,7 +131,7 @@ void Report::write_call(FILE *stream, const Call &call) const {
     if (!call.result.empty())
         put(stream, "    = {}\n", call.result);
     if (!call.expected && !call.library_error.empty())
-        put(stream, "    image library: {}\n", printable(call.library_error));
+        put(stream, "    image library: {}\n", visible(call.library_error));
     for (const std::string &line : lines_of(call.printed))
         put(stream, "    printed: {}\n", paint(yellow, printable(line)));
     if (m_options.verbose || !call.expected)

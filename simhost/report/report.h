@@ -36,7 +36,7 @@ struct Call {
     std::string reason;  // why it failed, when more is known than what the status means
     std::vector<LogLine> log;
     std::string printed;        // on standard output, by the plug-in
-    std::string library_error;  // the image library's own words for its last failure
+    std::string library_error;  // the image library's own words for its last failure, with escapes of its own
 };
 
 class Report {

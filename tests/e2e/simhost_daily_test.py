@@ -96,6 +96,15 @@ class Told(SimhostTest):
                         self.assertNotIn(character, shown)
                     self.assertNotIn("\\\\x1b", shown)
 
+    def test_what_the_image_library_has_escaped_is_not_escaped_again(self):
+        for command in (("image stat", "a\033b"), ("run", "--image", "a\033b")):
+            done = self.simhost(command[0], "--server", "Kelvarpool:mediaA", "--image-root", self.images,
+                                *(("--lsu", "pool1") if command[0] != "run" else ()), *command[1:])
+            told = done.stdout + done.stderr
+            self.assertIn(b"image library: ", told)
+            self.assertIn(b"\\x1b", told)
+            self.assertNotIn(b"\\\\x1b", told)
+
     def test_a_document_of_an_interrupted_command(self):
         process = subprocess.Popen(self.command("run", "--json", "--server", "Kelvarpool:mediaA"), stdin=subprocess.PIPE,
                                    stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=self.environment())
