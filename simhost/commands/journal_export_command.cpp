@@ -5,12 +5,12 @@
 
 namespace {
 
-struct ExportOptions {
+struct JournalExportOptions {
     std::string file;
     std::string format;
 };
 
-void export_journal(const ExportOptions &options, Report &report) {
+void export_journal(const JournalExportOptions &options, Report &report) {
     journal::Reader reader = open_journal(options.file);
     journal::Events events(reader);
     if (options.format == "html")
@@ -23,7 +23,7 @@ void export_journal(const ExportOptions &options, Report &report) {
 }  // namespace
 
 void add_journal_export_command(CLI::App &app, CommandLine &line) {
-    auto options = std::make_shared<ExportOptions>();
+    auto options = std::make_shared<JournalExportOptions>();
     CLI::App *command = add_command(app, "export", "Write a journal as a trace or as a page");
     command->add_option("FILE", options->file, "Journal to read")->required();
     command

@@ -5,7 +5,7 @@
 
 namespace {
 
-struct ShowOptions {
+struct JournalShowOptions {
     std::string file;
     std::string format = "json";
 };
@@ -28,7 +28,7 @@ void show_text(journal::Reader &reader, Report &report) {
         report.raw(line + "\n");
 }
 
-void show(const ShowOptions &options, Report &report) {
+void show_journal(const JournalShowOptions &options, Report &report) {
     journal::Reader reader = open_journal(options.file);
     if (options.format == "text")
         show_text(reader, report);
@@ -40,7 +40,7 @@ void show(const ShowOptions &options, Report &report) {
 }  // namespace
 
 void add_journal_show_command(CLI::App &app, CommandLine &line) {
-    auto options = std::make_shared<ShowOptions>();
+    auto options = std::make_shared<JournalShowOptions>();
     CLI::App *command = add_command(app, "show", "Show every record of a journal");
     command->add_option("FILE", options->file, "Journal to read")->required();
     command->add_option("--format", options->format, "How: json (lines, the default) or text (a line for each call)")
@@ -52,6 +52,6 @@ void add_journal_show_command(CLI::App &app, CommandLine &line) {
         "Exit status: 0 shown, 2 the file is no journal or cannot be read.");
     command->callback([options, &line] {
         line.command = "journal show";
-        line.action = [options](Workbench &bench) { show(*options, bench.report); };
+        line.action = [options](Workbench &bench) { show_journal(*options, bench.report); };
     });
 }

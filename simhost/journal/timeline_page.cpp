@@ -19,7 +19,7 @@ namespace {
 constexpr size_t MOST_CALLS = 100000;
 constexpr size_t LONGEST_DETAIL = 300;
 
-double microseconds(uint64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
+double page_time(uint64_t nanoseconds) { return static_cast<double>(nanoseconds) / 1000.0; }
 
 // Texts that come again and again, as numbers.
 class Names {
@@ -80,7 +80,7 @@ public:
     }
 
 private:
-    double since(uint64_t time) const { return microseconds(time - std::min(start_, time)); }
+    double since(uint64_t time) const { return page_time(time - std::min(start_, time)); }
 
     void enter(Row &row, const Event &event) {
         if (drawn_ == MOST_CALLS) {
@@ -99,7 +99,7 @@ private:
 
     void leave(Row &row, const Event &event, size_t index) {
         Json &call = row.calls[index];
-        call[1] = microseconds(event.duration_ns);
+        call[1] = page_time(event.duration_ns);
         call[3] = statuses_.number(describe_status(event.record.head.status));
         const std::string results = values_text(event, events_).substr(0, LONGEST_DETAIL);
         if (!results.empty())

@@ -17,7 +17,7 @@ using namespace journal;
 
 namespace {
 
-constexpr int threads = 3;
+constexpr int writer_count = 3;
 
 unsigned long setting(const char *name, unsigned long otherwise) {
     const char *text = std::getenv(name);
@@ -26,9 +26,9 @@ unsigned long setting(const char *name, unsigned long otherwise) {
 
 // What the writers know, in memory that outlives them.
 struct Progress {
-    std::atomic<int32_t> begun[threads];    // about to enter
-    std::atomic<int32_t> entered[threads];  // enter has returned
-    std::atomic<int32_t> left[threads];     // leave has returned
+    std::atomic<int32_t> begun[writer_count];    // about to enter
+    std::atomic<int32_t> entered[writer_count];  // enter has returned
+    std::atomic<int32_t> left[writer_count];     // leave has returned
 };
 
 class SharedProgress {
@@ -64,7 +64,7 @@ void write_and_kill(const std::string &path, const SharedProgress &progress, use
     if (child == 0) {
         const std::unique_ptr<Writer> writer = open_writer(growing(path, 32 << 20));
         std::vector<std::thread> others;
-        for (int thread = 1; thread < threads; ++thread)
+        for (int thread = 1; thread < writer_count; ++thread)
             others.emplace_back([&, thread] { write_for_ever(*writer, progress, thread); });
         write_for_ever(*writer, progress, 0);
     }
@@ -76,16 +76,16 @@ void write_and_kill(const std::string &path, const SharedProgress &progress, use
 }
 
 void expect_whole(const ReadJournal &read, const SharedProgress &progress) {
-    EXPECT_LE(read.damage.torn, static_cast<uint64_t>(threads));
-    EXPECT_LE(read.damage.skipped_bytes, threads * 200U);
-    int32_t entered[threads] = {};
-    int32_t left[threads] = {};
+    EXPECT_LE(read.damage.torn, static_cast<uint64_t>(writer_count));
+    EXPECT_LE(read.damage.skipped_bytes, writer_count * 200U);
+    int32_t entered[writer_count] = {};
+    int32_t left[writer_count] = {};
     std::map<uint64_t, int32_t> calls;
     for (const ReadRecord &record : read.records)
         if (record.head.kind == RecordKind::enter) {
             const int32_t number = call_number(record);
             const auto thread = static_cast<size_t>(number / 10000000);
-            ASSERT_LT(thread, static_cast<size_t>(threads));
+            ASSERT_LT(thread, static_cast<size_t>(writer_count));
             ASSERT_EQ(number % 10000000, ++entered[thread]);
             calls[record.place] = number;
         } else if (record.head.kind == RecordKind::leave) {
@@ -93,7 +93,7 @@ void expect_whole(const ReadJournal &read, const SharedProgress &progress) {
             ASSERT_EQ(record.head.status, number % 10000000);
             ASSERT_EQ(record.head.status, ++left[number / 10000000]);
         }
-    for (int thread = 0; thread < threads; ++thread) {
+    for (int thread = 0; thread < writer_count; ++thread) {
         // What had returned is there; what had not been begun is not.
         EXPECT_GE(entered[thread], progress->entered[thread]);
         EXPECT_LE(entered[thread], progress->begun[thread]);
