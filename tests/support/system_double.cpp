@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/utsname.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +16,16 @@ const char *failing_name = "";
 int failing_error = 0;
 int calls_to_skip = 0;
 std::function<void()> after_pipe;
+const char *interrupted_name = "";
+bool interruption_happened = false;
+
+bool is_interrupted(const char *name) {
+    if (interruption_happened || std::strcmp(name, interrupted_name) != 0)
+        return false;
+    interruption_happened = true;
+    errno = EINTR;
+    return true;
+}
 
 bool fails(const char *name) {
     if (std::strcmp(name, failing_name) != 0 || calls_to_skip-- > 0)
@@ -28,6 +39,15 @@ bool fails(const char *name) {
 AfterPipe::AfterPipe(std::function<void()> action) { after_pipe = std::move(action); }
 
 AfterPipe::~AfterPipe() { after_pipe = nullptr; }
+
+InterruptedCall::InterruptedCall(const char *name) {
+    interrupted_name = name;
+    interruption_happened = false;
+}
+
+InterruptedCall::~InterruptedCall() { interrupted_name = ""; }
+
+bool InterruptedCall::happened() const { return interruption_happened; }
 
 FailingCall::FailingCall(const char *name, int error, int skipped) {
     failing_name = name;
@@ -46,6 +66,17 @@ FailingCall::~FailingCall() { failing_name = ""; }
 FORWARDED(uname, (struct utsname * system), (system))
 FORWARDED(symlink, (const char *target, const char *path), (target, path))
 FORWARDED(fork, (), ())
+
+// These are places where a thread may be cancelled, hence not noexcept.
+#define INTERRUPTIBLE(result, name, parameters, arguments)                                        \
+    extern "C" __attribute__((visibility("default"))) result name parameters {                    \
+        static const auto next = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+        return is_interrupted(#name) ? -1 : next arguments;                                       \
+    }
+
+INTERRUPTIBLE(ssize_t, read, (int file, void *buffer, size_t size), (file, buffer, size))
+INTERRUPTIBLE(ssize_t, write, (int file, const void *buffer, size_t size), (file, buffer, size))
+INTERRUPTIBLE(pid_t, waitpid, (pid_t child, int *status, int options), (child, status, options))
 
 extern "C" __attribute__((visibility("default"))) int pipe2(int *ends, int flags) noexcept {
     static const auto next = reinterpret_cast<int (*)(int *, int)>(dlsym(RTLD_NEXT, "pipe2"));

@@ -14,6 +14,19 @@ public:
     AfterPipe &operator=(const AfterPipe &) = delete;
 };
 
+// While it lives, one system call is interrupted once, in this process and in each that it forks.
+class InterruptedCall {
+public:
+    // The call of that name: "read", "write" or "waitpid".
+    explicit InterruptedCall(const char *name);
+    ~InterruptedCall();
+    InterruptedCall(const InterruptedCall &) = delete;
+    InterruptedCall &operator=(const InterruptedCall &) = delete;
+
+    // Whether it happened in this process.
+    bool happened() const;
+};
+
 // While it lives, one system call fails.
 class FailingCall {
 public:

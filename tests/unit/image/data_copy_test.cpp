@@ -2,6 +2,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <fstream>
 #include <new>
 
 #include "stspi/stspi.h"
@@ -111,6 +113,44 @@ TEST_F(CopyExtent, LengthBeyond32BitsReachesTheReadAsItIs) {
     }
     EXPECT_EQ(m_library.written, std::string(lengths.size() * 4096, 'r'));
 }
+
+uint64_t address_space() {
+    uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
+// What else the process may take meanwhile.
+constexpr uint64_t slack = uint64_t{256} << 20;
+
+TEST_F(CopyExtent, RoomIsGivenBackAfterwards) {
+    uint64_t during = 0;
+    m_library.when_called = [&] { during = std::max(during, address_space()); };
+    for (const uint64_t length : {uint64_t{0x7fffffff}, uint64_t{0x17fffffff}, uint64_t{0x300000000}}) {
+        const uint64_t before = address_space();
+        during = 0;
+        EXPECT_EQ(copy(length), 0) << length;
+        EXPECT_GE(during, before + length) << length;
+        EXPECT_LT(during, before + length + slack) << length;
+        EXPECT_LT(address_space(), before + slack) << length;
+    }
+}
+
+#ifndef __SANITIZE_THREAD__
+TEST_F(CopyExtent, RoomIsATerabyteAtMost) {
+    constexpr uint64_t terabyte = uint64_t{1} << 40;
+    uint64_t during = 0;
+    m_library.when_called = [&] { during = std::max(during, address_space()); };
+    for (const uint64_t length : {terabyte, terabyte + slack, uint64_t{0x7000000000000001}}) {
+        const uint64_t before = address_space();
+        during = 0;
+        EXPECT_EQ(copy(length), 0) << length;
+        EXPECT_GE(during, before + terabyte) << length;
+        EXPECT_LT(during, before + terabyte + slack / 2) << length;
+        EXPECT_LT(address_space(), before + slack) << length;
+    }
+}
+#endif
 
 // The sanitizers need more address space than a limit would leave them.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -194,6 +194,25 @@ TEST_F(LoadProcess, SignalsDoNotEndTheWait) {
     expect_no_child();
 }
 
+TEST_F(LoadProcess, InterruptedCallsAreMadeAgain) {
+    for (const char *name : {"read", "waitpid"}) {
+        const InterruptedCall interrupted(name);
+        EXPECT_EQ(load_process((m_directory / "missing").c_str(), ""), 0) << name;
+        EXPECT_TRUE(interrupted.happened()) << name;
+        expect_no_child();
+    }
+    const InterruptedCall interrupted("waitpid");
+    EXPECT_EQ(load_process("/bin/false", ""), 256);
+    expect_no_child();
+}
+
+TEST_F(LoadProcess, ReportThatIsInterruptedInTheChildIsMadeAgain) {
+    const InterruptedCall interrupted("write");
+    EXPECT_EQ(load_process((m_directory / "missing").c_str(), ""), 0);
+    EXPECT_FALSE(interrupted.happened());  // only the child writes
+    expect_no_child();
+}
+
 TEST_F(LoadProcess, IgnoredChildSignalDoesNoHarm) {
     struct sigaction ignored {};
     ignored.sa_handler = SIG_IGN;
