@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -46,13 +47,21 @@ bool is_on_own_stack(uintptr_t begin, uintptr_t end) noexcept {
 
 // An unknown way to change the signal mask changes nothing, but the kernel reads the new mask first.
 bool word_can_be_read(uintptr_t address) noexcept {
+    const uintptr_t word = address & ~uintptr_t{7};
+#ifdef __x86_64__
     long result = 0;
     register long size asm("r10") = 8;
     asm volatile("syscall"
                  : "=a"(result)
-                 : "a"(SYS_rt_sigprocmask), "D"(~0L), "S"(address & ~uintptr_t{7}), "d"(0L), "r"(size)
+                 : "a"(SYS_rt_sigprocmask), "D"(~0L), "S"(word), "d"(0L), "r"(size)
                  : "rcx", "r11", "memory");
     return result != -EFAULT;
+#else
+    const int saved = errno;
+    const bool refused = syscall(SYS_rt_sigprocmask, ~0L, word, 0L, 8L) != 0 && errno == EFAULT;
+    errno = saved;
+    return !refused;
+#endif
 }
 
 }  // namespace
