@@ -1,34 +1,70 @@
 #!/bin/sh
 # Runs every check and every test. Installs what is missing (with sudo when not root) and builds below build/.
-# Usage: ./test.sh            everything: lint, then the presets clang, tsan, asan and dev
-#        ./test.sh PRESET...  only these, "lint" among them; arm64 and s390x, for those processors under qemu, only so
+# Usage: ./test.sh            everything: lint, then the presets tsan, asan and dev
+#        ./test.sh quick      a first verdict: format, rules of the house, one build, unit tests
+#        ./test.sh STEP...    only these: quick, lint, or a preset: dev, clang, asan, tsan; arm64 and s390x, for those
+#                             processors under qemu, only so
 set -eu
 cd "$(dirname "$0")"
 
-steps=${*:-lint clang tsan asan dev}
+steps=${*:-lint tsan asan dev}
 for step in $steps; do
     case $step in
-        lint | dev | clang | asan | tsan | arm64 | s390x) ;;
-        *) echo "test.sh: unknown preset '$step' (lint, dev, clang, asan, tsan, arm64, s390x)" >&2; exit 2 ;;
+        quick | lint | dev | clang | asan | tsan | arm64 | s390x) ;;
+        *) echo "test.sh: unknown step '$step' (quick, lint, dev, clang, asan, tsan, arm64, s390x)" >&2; exit 2 ;;
     esac
 done
 
+times=
+summary=
+begin() { started=$(date +%s); }
+# Notes how long something took, for the list at the end.
+note_time() {
+    times="$times$(printf '%6d s  %s' $(($(date +%s) - started)) "$1")
+"
+}
+
+build_and_test() {
+    echo "=== $1: configure, build, test (build/$1)"
+    begin
+    cmake --preset "$1" >/dev/null
+    cmake --build --preset "$1"
+    note_time "$1: build"
+    begin
+    ctest --preset "$1" --output-log "build/$1/tests.log"
+    summary=$(grep 'tests passed' "build/$1/tests.log")
+    note_time "$1: tests"
+}
+
+begin
 packaging/install-packages.sh build test
+note_time packages
 
 for step in $steps; do
-    if [ "$step" = lint ]; then
-        echo "=== lint: format, clang-tidy, cppcheck, shellcheck"
-        packaging/lint.sh
-        continue
-    fi
     case $step in
+        lint)
+            echo "=== lint: format, clang-tidy, cppcheck, shellcheck"
+            begin
+            packaging/lint.sh
+            note_time lint
+            ;;
+        quick)
+            echo "=== quick: format, rules of the house"
+            begin
+            packaging/lint.sh format
+            tests/house.py
+            note_time "format and rules"
+            build_and_test quick
+            ;;
         arm64 | s390x)
             packaging/install-packages.sh foreign "$step"
             packaging/foreign-root.sh "$step"
+            build_and_test "$step"
             ;;
+        *) build_and_test "$step" ;;
     esac
-    echo "=== $step: configure, build, test (build/$step)"
-    cmake --preset "$step" >/dev/null
-    cmake --build --preset "$step"
-    ctest --preset "$step"
 done
+
+echo "Where the time went:"
+printf '%s' "$times"
+[ -z "$summary" ] || echo "$summary"

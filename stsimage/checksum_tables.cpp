@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "base/invariant.h"
 #include "stsimage/file_io.h"
 #include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
@@ -130,6 +131,7 @@ int32_t ChecksumTables::make_room() {
         [](const auto &one, const auto &other) { return one.second.last_use < other.second.last_use; });
     if (const int32_t status = write_back(oldest->first, oldest->second); status != 0)
         return status;
+    STS_INVARIANT(!oldest->second.changed);
     kept_tables.erase(oldest);
     return 0;
 }
@@ -139,7 +141,9 @@ int32_t ChecksumTables::write_back(uint64_t group, Kept &kept) {
         return 0;
     const uint64_t place = table_place(group);
     index[group] = checksum_of_table(*kept.table, seed, group);
-    if (!write_fully(file, kept.table->data(), size_in_use(*kept.table), place))
+    const size_t used = size_in_use(*kept.table);
+    STS_INVARIANT(used <= table_size);
+    if (!write_fully(file, kept.table->data(), used, place))
         return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
     kept.changed = false;
     return 0;

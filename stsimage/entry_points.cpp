@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 
+#include "base/invariant.h"
 #include "stsimage/handle_table.h"
 #include "stsimage/image.h"
 #include "stsimage/image_content.h"
@@ -35,6 +36,8 @@ int32_t guarded(Operation operation) noexcept {
         return operation();
     } catch (const std::bad_alloc &) {
         return fail(STSIMG_E_NO_MEMORY, "out of memory");
+    } catch (const BrokenInvariant &broken) {
+        return fail(STS_E_INTERNAL, "%s", broken.what());
     } catch (const std::exception &error) {
         return fail(STS_E_SYSTEM, "%s", error.what());
     }

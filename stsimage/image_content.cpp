@@ -10,6 +10,7 @@
 #include <ctime>
 #include <utility>
 
+#include "base/invariant.h"
 #include "stsimage/file_io.h"
 #include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
@@ -35,10 +36,29 @@ uint64_t end_of_data(uint64_t image_size) {
     return image_size == 0 ? header_size : block_place((image_size - 1) / block_size) + block_size;
 }
 
+// Whether the places and sizes of a header fit each other: what is read must, and what is written does.
+bool is_consistent(const ImageHeader &header) {
+    return header.block_size == block_size && header.blocks_per_group == blocks_per_group &&
+           header.image_size <= max_image_size && header.index_place == end_of_data(header.image_size) &&
+           header.index_entries <= groups_of(header.image_size);
+}
+
+// Whether the entries are of different groups, in ascending order, of an image of so many groups.
+bool is_ordered(const std::vector<IndexEntry> &index, uint64_t groups) {
+    const auto unordered = [](const IndexEntry &one, const IndexEntry &next) { return one.group >= next.group; };
+    return std::adjacent_find(index.begin(), index.end(), unordered) == index.end() &&
+           (index.empty() || index.back().group < groups);
+}
+
+uint64_t bytes_in(const iovec *buffers, int buffer_count) {
+    uint64_t bytes = 0;
+    for (int i = 0; i < buffer_count; ++i)
+        bytes += buffers[i].iov_len;
+    return bytes;
+}
+
 int32_t check_layout(const ImageHeader &header, uint64_t file_size, const std::string &path) {
-    if (header.block_size != block_size || header.blocks_per_group != blocks_per_group ||
-        header.image_size > max_image_size || header.index_place != end_of_data(header.image_size) ||
-        header.index_entries > groups_of(header.image_size))
+    if (!is_consistent(header))
         return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 contradicts itself", QuotedText(path).c_str());
     const uint64_t expected = header.index_place + header.index_entries * sizeof(IndexEntry);
     if (file_size < expected)
@@ -130,6 +150,7 @@ int32_t ImageContent::read(char *buffer, uint64_t length, uint64_t offset) {
 
 // Reads a range within one group: a short one as it is, a longer one as runs of blocks that are stored and runs of gaps.
 int32_t ImageContent::read_group_part(char *buffer, uint64_t length, uint64_t offset) {
+    STS_INVARIANT(length > 0 && offset % group_size + length <= group_size);
     std::shared_ptr<ChecksumTable> table;
     if (const int32_t status = tables.find(offset / block_size / blocks_per_group, table); status != 0)
         return status;
@@ -195,6 +216,7 @@ int32_t ImageContent::read_many(const ChecksumTable &table, char *buffer, uint64
     const uint64_t head_length = (block_size - offset % block_size) % block_size;
     const uint64_t tail_length = (offset + length) % block_size;
     const uint64_t whole = (length - head_length - tail_length) / block_size;
+    STS_INVARIANT(head_length + whole * block_size + tail_length == length);
     iovec parts[3];
     int used = 0;
     if (head_length > 0)
@@ -220,6 +242,7 @@ int32_t ImageContent::read_many(const ChecksumTable &table, char *buffer, uint64
 
 // Fills buffers with so many blocks of the file. Changes the array.
 int32_t ImageContent::transfer(iovec *buffers, int buffer_count, uint64_t first, uint64_t count) const {
+    STS_INVARIANT(bytes_in(buffers, buffer_count) == count * block_size);
     const uint64_t place = block_place(first);
     const ssize_t got = read_fully(file, buffers, buffer_count, place);
     if (got < 0)
@@ -273,6 +296,7 @@ int32_t ImageContent::write(const char *data, uint64_t length, uint64_t offset) 
 
 // Blocks of one group.
 int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint64_t count) {
+    STS_INVARIANT(count > 0 && first % blocks_per_group + count <= blocks_per_group);
     if (holding && held_block >= first && held_block < first + count)
         holding = false;  // overwritten
     ChecksumTable *table = nullptr;
@@ -290,6 +314,7 @@ int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint6
 }
 
 int32_t ImageContent::write_within_block(const char *data, uint64_t length, uint64_t offset) {
+    STS_INVARIANT(offset % block_size + length <= block_size);
     const uint64_t block = offset / block_size;
     if (!holding || held_block != block)
         if (const int32_t status = hold(block); status != 0)
@@ -332,6 +357,7 @@ int32_t ImageContent::finish() {
     sum.add(index.data(), index.size());
     header.index_checksum = sum.value();
     header.checksum = checksum_of_header(header);
+    STS_INVARIANT(is_consistent(header) && is_ordered(index, groups_of(header.image_size)));
     if (!write_fully(file, index.data(), index.size() * sizeof(IndexEntry), header.index_place) ||
         !write_fully(file, &header, sizeof header, 0))
         return fail_system(errno, "cannot write the index and header of %s", QuotedText(path).c_str());

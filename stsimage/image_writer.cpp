@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "base/invariant.h"
 #include "stsimage/image_file_copy.h"
 #include "stsimage/image_info.h"
 #include "stsimage/image_name.h"
@@ -73,6 +74,9 @@ int32_t ImageWriter::spoiling(Operation operation) {
         return spoilt = operation();
     } catch (const std::bad_alloc &) {
         spoilt = STSIMG_E_NO_MEMORY;
+        throw;
+    } catch (const BrokenInvariant &) {
+        spoilt = STS_E_INTERNAL;
         throw;
     }
 }

@@ -10,6 +10,8 @@ import tempfile
 import unittest
 
 SIMHOST, PLUGIN, FAKE_PLUGIN, SOURCE = sys.argv[1:5]
+# Another build, to see whether a test fails there.
+PLUGIN = os.environ.get("STSPI_UNDER_TEST", PLUGIN)
 
 
 def main():

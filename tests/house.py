@@ -1,0 +1,380 @@
+#!/usr/bin/env python3
+"""Checks the rules of the house: what lies where, what may include what, how long things are, what must be documented.
+
+Usage: house.py [SOURCE_DIRECTORY]     exit status 1 and a list of what is against the rules
+       house.py --self-check           shows that every rule finds what is against it
+
+Exceptions stand here, each with its reason, and a test fails when one is no longer needed.
+"""
+import argparse
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOM_TABLE = "docs/architecture.md"
+CODE = {".h", ".cpp", ".c"}
+LONGEST = {".h": 230, ".cpp": 420, ".c": 200, ".py": 620}
+LONGEST_FUNCTION = 80
+
+# Longer than the rule allows, and why.
+LONG_FILES = {
+    "include/stspi/stspi.h": "every entry point in life-cycle order, on one page",
+    "tests/entry_points/cases.cpp": "one case for each row of a table",
+    "conformance/tests/lsu_properties.cpp": "the tests of one entry point",
+    "conformance/tests/mount.cpp": "the tests of one entry point",
+    "conformance/tests/lsu_lists.cpp": "the tests of one family of entry points",
+    "conformance/tests/config_reader.cpp": "the tests of one reader",
+    "tests/unit/stsimage/fault_test.cpp": "the tests of one family of failures",
+    "tests/unit/stsimage/hostile_test.cpp": "the tests of one family of inputs",
+    "tests/unit/stsimage/damage_test.cpp": "the tests of one family of failures",
+    "tests/unit/lsu/lsu_properties_test.cpp": "the tests of one entry point",
+}
+
+SOURCES_WITHOUT_HEADER = {
+    "plugin/pass_through.cpp": "its functions are declared in the public header, and defined in assembly",
+    "conformance/calls/foreign_plugin.cpp": "a library of its own, which defines what a plug-in exports",
+}
+
+SEVERAL_CLASSES = {
+    "conformance/watch/guarded_memory.h": "memory, and a record or a text in it",
+}
+
+# Longer functions than the rule allows, and why.
+LONG_FUNCTIONS = {
+    "conformance/corpus/broken_log.cpp": "one line for each way to spoil a message",
+}
+
+MARKERS = re.compile(r"\b(TODO|FIXME|XXX|HACK|TBD)\b|^(<<<<<<<|=======|>>>>>>>)( |$)")
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+LINK = re.compile(r"(?<!`)\[[^\]\n]*\]\(([^)\s]+)\)")
+
+
+class House:
+    """The files of a checkout, by their paths below its root."""
+
+    def __init__(self, root):
+        self.root = pathlib.Path(root)
+        try:
+            listed = subprocess.run(["git", "-C", str(root), "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                                    capture_output=True, check=True).stdout.decode().split("\0")
+        except (subprocess.CalledProcessError, FileNotFoundError):
+            # A checkout may be somebody else's, or a mere copy.
+            listed = [str(path.relative_to(root)) for path in self.root.rglob("*")
+                      if not {"build", ".git"} & set(path.relative_to(root).parts[:1])]
+        self.files = sorted(name for name in listed if name and (self.root / name).is_file())
+        self._texts = {}
+
+    def text(self, name):
+        if name not in self._texts:
+            self._texts[name] = (self.root / name).read_text(errors="replace")
+        return self._texts[name]
+
+    def code(self):
+        return [name for name in self.files if pathlib.PurePath(name).suffix in CODE]
+
+
+def rooms(house):
+    """The table of rooms: folder -> what it names as allowed, or None for everything."""
+    table = {}
+    for line in house.text(ROOM_TABLE).splitlines():
+        cells = [cell.strip() for cell in line.strip().strip("|").split(" | ")]
+        if len(cells) == 3 and re.fullmatch(r"`[\w/]+`", cells[0]):
+            table[cells[0].strip("`")] = None if cells[2] == "everything" else re.findall(r"`([\w/]+)`", cells[2])
+    return table
+
+
+def room_of(name, table):
+    """The innermost room that a file lies in, or None."""
+    folder = pathlib.PurePath(name).parent
+    while str(folder) != ".":
+        if str(folder) in table:
+            return str(folder)
+        folder = folder.parent
+    return None
+
+
+def reach(room, table):
+    """All rooms that a room may include, itself among them."""
+    found, waiting = set(), [room]
+    while waiting:
+        current = waiting.pop()
+        if current not in found:
+            found.add(current)
+            waiting += table.get(current) or []
+    return found
+
+
+def included_file(house, name, include):
+    """The file of the project that an include means, or None."""
+    beside = str(pathlib.PurePath(name).parent / include)
+    for candidate in (include, "include/" + include, beside):
+        if (house.root / candidate).is_file():
+            return candidate
+    return None
+
+
+def includes_stay_in_their_rooms(house):
+    table = rooms(house)
+    for name in sorted(table):
+        for allowed in table[name] or []:
+            if allowed not in table:
+                yield f"{ROOM_TABLE}: room {name} may include {allowed}, which is no room"
+        if not (house.root / name).is_dir():
+            yield f"{ROOM_TABLE}: room {name} is no folder"
+    for name in house.code():
+        room = room_of(name, table)
+        if room is None:
+            yield f"{name}: lies in no room of {ROOM_TABLE}"
+            continue
+        if table[room] is None:
+            continue
+        allowed = reach(room, table)
+        for include in INCLUDE.findall(house.text(name)):
+            target = included_file(house, name, include)
+            if target is not None and room_of(target, table) not in allowed:
+                yield f"{name}: includes {include}, which the room {room} may not"
+
+
+def rooms_form_floors(house):
+    table = rooms(house)
+    for room in sorted(table):
+        for below in table[room] or []:
+            if room in reach(below, table):
+                yield f"{ROOM_TABLE}: {room} and {below} may include each other"
+
+
+def every_file_is_used(house):
+    build = "\n".join(house.text(name) for name in house.files
+                      if name.endswith(("CMakeLists.txt", ".cmake", ".sh", ".py")) or name == ".ci/run")
+    globbed = {str(pathlib.PurePath(name).parent) for name in house.files
+               if name.endswith("CMakeLists.txt") and re.search(r"file\(GLOB \w+ CONFIGURE_DEPENDS \*\.cpp\)", house.text(name))}
+    included = {included_file(house, name, include) for name in house.code() for include in INCLUDE.findall(house.text(name))}
+    documents = "\n".join(house.text(name) for name in house.files if name.endswith((".md", ".txt")) or name.startswith("man/"))
+    for name in house.files:
+        path = pathlib.PurePath(name)
+        # Rules of the build name some files by what tells them apart: foo for foo_test.py and foo_fuzzer.cpp.
+        short = re.sub(r"_(test|fuzzer)$", "", path.stem)
+        named = path.name in build or re.search(rf"\b{re.escape(short)}\b", build)
+        if path.suffix in {".cpp", ".c"}:
+            if not named and str(path.parent) not in globbed:
+                yield f"{name}: no CMakeLists.txt names it"
+        elif path.suffix == ".h":
+            if name not in included and not name.startswith("include/"):
+                yield f"{name}: nothing includes it"
+        elif path.suffix in {".py", ".sh"} and name not in ("demo.sh", "test.sh"):
+            if not named and path.name not in documents:
+                yield f"{name}: neither the build nor a document names it"
+        elif name.startswith("docs/"):
+            if path.name not in documents and path.name not in build:
+                yield f"{name}: no document leads to it"
+
+
+def header_stands_beside_source(house):
+    table = rooms(house)
+    for name in house.code():
+        path = pathlib.PurePath(name)
+        room = room_of(name, table)
+        if path.suffix != ".cpp" or room is None or table[room] is None or path.name == "main.cpp":
+            continue
+        if room in ("conformance/tests", "conformance/corpus", "conformance/selftest"):
+            continue  # tests and spoilers register themselves
+        if name in SOURCES_WITHOUT_HEADER:
+            continue
+        if str(path.with_suffix(".h")) in house.files:
+            continue
+        text = house.text(name)
+        beside = any(pathlib.PurePath(included_file(house, name, include) or ".").parent == path.parent
+                     for include in INCLUDE.findall(text))
+        if not beside and not re.search(r"\b(stspi|stsimg)_\w+\(|\bload_process\(", text):
+            yield f"{name}: has no header beside it"
+
+
+def files_say_what_they_hold(house):
+    for name in house.code():
+        if name.startswith("tests/") or pathlib.PurePath(name).suffix != ".h":
+            continue
+        text = house.text(name).lstrip()
+        if not text.startswith("//") and not text.startswith("/*") and not text.startswith("#pragma once\n"):
+            yield f"{name}: does not begin with a comment that says what it holds"
+        if re.search(r"/(utils?|common|misc|helpers?)\.\w+$", "/" + name):
+            yield f"{name}: is not named by what it holds"
+
+
+def headers_hold_one_concept(house):
+    for name in house.code():
+        if name in SEVERAL_CLASSES:
+            continue
+        if pathlib.PurePath(name).suffix != ".h" or name.startswith(("include/", "tests/")):
+            continue
+        classes = re.findall(r"^class (\w+)[^;]*\{", house.text(name), re.MULTILINE)
+        if len(classes) > 2:
+            yield f"{name}: holds {len(classes)} classes: {', '.join(classes)}"
+
+
+def lengths(house):
+    for name in house.files:
+        suffix = pathlib.PurePath(name).suffix
+        if suffix not in LONGEST:
+            continue
+        lines = house.text(name).count("\n")
+        if lines > LONGEST[suffix] and name not in LONG_FILES:
+            yield f"{name}: {lines} lines, more than {LONGEST[suffix]}"
+        if lines <= LONGEST[suffix] and name in LONG_FILES:
+            yield f"{name}: {lines} lines need no exception in tests/house.py"
+    for name in LONG_FILES:
+        if name not in house.files:
+            yield f"{name}: has an exception in tests/house.py and is not there"
+
+
+def functions_are_short(house):
+    """A function's body begins at a line that ends with '{' and is not indented, and ends at the next line '}'."""
+    for name in house.code():
+        if name.startswith(("tests/", "conformance/tests/")) or name in LONG_FUNCTIONS:
+            continue
+        start, head = None, ""
+        for number, line in enumerate(house.text(name).splitlines(), 1):
+            if re.match(r"[\w].*\) ?(const |noexcept |override )*\{$", line):
+                start, head = number, line
+            elif line.startswith("}") and start is not None:
+                if number - start > LONGEST_FUNCTION:
+                    yield f"{name}:{start}: {number - start} lines in one function: {head}"
+                start = None
+
+
+def anchors(text):
+    """The anchors of a page, as its readers link them."""
+    found = set()
+    for heading in re.findall(r"^#+ (.*)$", re.sub(r"```.*?```", "", text, flags=re.DOTALL), re.MULTILINE):
+        plain = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).replace("`", "").lower()
+        anchor = re.sub(r"[^\w\- ]", "", plain).replace(" ", "-")
+        count = sum(1 for known in found if known == anchor or re.fullmatch(re.escape(anchor) + r"-\d+", known))
+        found.add(anchor if count == 0 else f"{anchor}-{count}")
+    return found | set(re.findall(r'<a (?:id|name)="([^"]+)"', text))
+
+
+def links_are_alive(house):
+    for name in house.files:
+        if not name.endswith(".md"):
+            continue
+        text = re.sub(r"```.*?```", "", house.text(name), flags=re.DOTALL)
+        for link in LINK.findall(text):
+            if re.match(r"[a-z]+:", link):
+                continue
+            path, _, anchor = link.partition("#")
+            target = (house.root / name).parent / path if path else house.root / name
+            if not target.exists():
+                yield f"{name}: links to {link}, which is not there"
+            elif anchor and target.suffix == ".md" and anchor not in anchors(target.read_text()):
+                yield f"{name}: links to {link}, a heading that is not there"
+
+
+def findings_are_documented(house):
+    page = house.text("docs/check.md")
+    for name in house.files:
+        if not (name.startswith("simhost/check/") and name.endswith("finding.cpp")):
+            continue
+        for identifier in re.findall(r'"([a-z]+(?:-[a-z]+)+)"', house.text(name)):
+            if identifier not in page:
+                yield f"{name}: the finding {identifier} is not in docs/check.md"
+
+
+def statuses_are_documented(house):
+    page = house.text("docs/failures.md") + house.text("docs/entry-points.md") + house.text("docs/image-library.md")
+    for header in ("include/stspi/sts_status.h", "include/stspi/stsimg.h"):
+        for status in re.findall(r"\b(STS_E_\w+|STSIMG_E_\w+)\b", house.text(header)):
+            if status not in page:
+                yield f"{header}: the status {status} is in none of the pages of failures"
+
+
+def messages_are_documented(house):
+    page = house.text("docs/failures.md")
+    message = re.compile(r'(?:log_error\([^"()]*|log_unmasked\([^"]*|STSException\(|std::cout << )"((?:[^"\\]|\\.)*)"')
+    for name in house.files:
+        if name.endswith(".cpp") and name.split("/")[0] in ("plugin", "lsu", "image", "sim", "copan"):
+            for text in message.findall(house.text(name)):
+                if text.replace("\\n", "").strip() not in page:
+                    yield f"{name}: the message \"{text}\" is not in docs/failures.md"
+
+
+def no_markers_are_left(house):
+    for name in house.files:
+        if pathlib.PurePath(name).suffix not in CODE | {".py", ".sh", ".md", ".txt", ".cmake", ".1", ".3", ".5"}:
+            continue
+        if name in ("tests/house.py",) or name.startswith("tests/fuzz/corpus/") or name.startswith("tests/corpus/"):
+            continue
+        for number, line in enumerate(house.text(name).splitlines(), 1):
+            if MARKERS.search(line):
+                yield f"{name}:{number}: a marker was left: {line.strip()[:80]}"
+            if line != line.rstrip() and not name.endswith(".md"):
+                yield f"{name}:{number}: blanks at the end of the line"
+            if re.search(r"NOLINT\b(?!\()", line):
+                yield f"{name}:{number}: NOLINT without the check that it is about"
+
+
+RULES = [
+    includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
+    files_say_what_they_hold, headers_hold_one_concept, lengths, functions_are_short, links_are_alive,
+    findings_are_documented, statuses_are_documented, messages_are_documented, no_markers_are_left,
+]
+
+# For each rule a small house that breaks it, and what the rule must say.
+BROKEN = {
+    includes_stay_in_their_rooms: ({"low/a.h": '#include "high/b.h"\n', "high/b.h": "//\n"}, "low/a.h: includes high/b.h"),
+    rooms_form_floors: ({ROOM_TABLE: "| `low` | x | `high` |\n| `high` | y | `low` |\n"}, "may include each other"),
+    every_file_is_used: ({"low/a.h": "// A.\n"}, "low/a.h: nothing includes it"),
+    header_stands_beside_source: ({"low/a.cpp": "int a() { return 1; }\n"}, "low/a.cpp: has no header"),
+    files_say_what_they_hold: ({"low/utils.h": "int a();\n"}, "low/utils.h: is not named"),
+    headers_hold_one_concept: ({"low/a.h": "class A {\n};\nclass B {\n};\nclass C {\n};\n"}, "low/a.h: holds 3 classes"),
+    lengths: ({"low/a.cpp": "\n" * 500}, "low/a.cpp: 500 lines"),
+    functions_are_short: ({"low/a.cpp": "int a() {\n" + "    ;\n" * 90 + "}\n"}, "low/a.cpp:1: 91 lines"),
+    links_are_alive: ({"README.md": "[x](docs/none.md) [y](#no-heading)\n# Heading\n"}, "links to #no-heading"),
+    findings_are_documented: ({"simhost/check/finding.cpp": '"no-page"\n', "docs/check.md": "\n"}, "no-page"),
+    statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "", "docs/failures.md": "",
+                               "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
+    messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
+    no_markers_are_left: ({"low/a.cpp": "// TO" + "DO: later\n"}, "low/a.cpp:1: a marker"),
+}
+
+
+def self_check():
+    failures = []
+    for rule in RULES:
+        files, expected = BROKEN[rule]
+        with tempfile.TemporaryDirectory() as root:
+            table = {ROOM_TABLE: "| `low` | x | nothing |\n| `high` | y | `low` |\n"}
+            for name, text in {**table, **files}.items():
+                path = pathlib.Path(root, name)
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(text)
+            for folder in ("low", "high"):
+                pathlib.Path(root, folder).mkdir(exist_ok=True)
+            said = list(rule(House(root)))
+        if not any(expected in line for line in said):
+            failures.append(f"{rule.__name__}: does not say {expected!r} but {said}")
+    for failure in failures:
+        print(failure)
+    print(f"{len(RULES)} rules tried, {len(failures)} blind")
+    return 1 if failures else 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Checks the rules of the house.")
+    parser.add_argument("root", nargs="?", default=pathlib.Path(__file__).resolve().parent.parent)
+    parser.add_argument("--self-check", action="store_true")
+    options = parser.parse_args()
+    if options.self_check:
+        return self_check()
+    house = House(options.root)
+    broken = 0
+    for rule in RULES:
+        for line in rule(house):
+            print(f"{line}    [{rule.__name__}]")
+            broken += 1
+    print(f"house: {len(house.files)} files, {len(RULES)} rules, {broken} against them")
+    return 1 if broken else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
