@@ -2,6 +2,7 @@
 #include <memory>
 #include <utility>
 
+#include "base/invariant.h"
 #include "base/text_field.h"
 #include "plugin/claim.h"
 #include "plugin/message_log.h"
@@ -46,7 +47,12 @@ int32_t stspi_create_server(const sts_session_def_v7_t *session, const char *ser
     }
     // The host name stays empty and the class's session as it was: both are stspi_open_server's to set.
     std::unique_ptr<NameList> host_list = copy_host_names(hosts, host_count);
-    handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
+    try {
+        handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
+    } catch (const BrokenInvariant &broken) {
+        log_error(session, broken.what());
+        return STS_E_INTERNAL;
+    }
     handle.host_list = std::move(host_list);
     return 0;
 }

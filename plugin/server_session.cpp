@@ -1,3 +1,4 @@
+#include "base/invariant.h"
 #include "base/text_field.h"
 #include "copan/copan_sim_storage_server.h"
 #include "plugin/claim.h"
@@ -46,7 +47,12 @@ int32_t stspi_open_server(const sts_session_def_v7_t *session, const char *serve
     if (!is_disk_array_name(server_name))
         return open_copan_array(handle, server_name);
     log_trace(session, "KELVARPOOL ");
-    handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
+    try {
+        handle.disk_array = std::make_unique<OrvSimStorageServer>(server_name);
+    } catch (const BrokenInvariant &broken) {
+        log_error(session, broken.what());
+        return STS_E_INTERNAL;
+    }
     OrvSimStorageServer::set_session(session);
     return 0;
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "base/invariant.h"
 #include "sim/array_size.h"
 #include "sim/name_lists.h"
 #include "sim/parse_size.h"
@@ -92,6 +93,7 @@ void Reader::read(FILE *file) {
     }
     cut(m_diskgroups, m_diskgroup_count);
     cut(m_enclosures, m_enclosure_count);
+    STS_INVARIANT(m_diskgroups.size() == m_diskgroup_count && m_enclosures.size() == m_enclosure_count);
 }
 
 void Reader::read_line(const std::string &line) {
@@ -111,6 +113,7 @@ void Reader::read_line(const std::string &line) {
 
 void Reader::open_diskgroup(const char *name) {
     grow(m_diskgroups, m_diskgroup_count, diskgroup_threshold);
+    STS_INVARIANT(m_diskgroup_count < m_diskgroups.size());
     diskgroup_t &group = m_diskgroups[m_diskgroup_count++];
     group.name = purified_name(name);
     group.disks = new NameList;
@@ -124,6 +127,7 @@ void Reader::open_enclosure(const char *name) {
     // The disk groups grow along: for a file whose enclosures become disk groups, the room is needed there.
     if (m_enclosure_count + 1 > enclosure_threshold)
         grow(m_diskgroups, m_diskgroup_count, 0);
+    STS_INVARIANT(m_enclosure_count < m_enclosures.size());
     enclosure_t &enclosure = m_enclosures[m_enclosure_count++];
     enclosure.name = purified_name(name);
     enclosure.label = enclosure.name;
