@@ -244,6 +244,28 @@ TEST_P(OutOfMemory, EachAllocationThatFailsPassesOutAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(EntryPoint, OutOfMemory, testing::ValuesIn(cases),
                          [](const auto &tested) { return std::string(tested.param.name); });
 
+TEST(ListsThatNobodyCloses, GoWithTheirServer) {
+    World world;
+    const auto opened_and_left = [&] {
+        const int64_t before = pieces_in_use();
+        world.create();
+        world.name_lsu("p1");
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(open_list(world), 0);
+            EXPECT_EQ(open_dynamic(world), 0);
+            world.out_list = nullptr;
+            EXPECT_EQ(open_list(world), 0);
+            EXPECT_EQ(stspi_close_lsu_list(world.out_list), 0);
+        }
+        EXPECT_EQ(stspi_close_server(world.server), 0);
+        world.server = nullptr;
+        world.out_list = nullptr;
+        return pieces_in_use() - before;
+    };
+    opened_and_left();
+    EXPECT_EQ(opened_and_left(), 0);
+}
+
 TEST(OutOfMemory, CallsThatReleaseOrAnswerFromMemoryAskForNone) {
     World world;
     world.create();
