@@ -2,6 +2,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -171,6 +172,19 @@ BROKEN_ENTRY_POINT(stspi_list_lsu, sts_lsu_list_handle_t list, char *out_name) {
         std::strcpy(buffer, out_name);
         std::this_thread::yield();
         std::strcpy(out_name, buffer);
+    }
+    if (is("list.buffer-of-the-server") && status == 0) {
+        static std::map<sts_server_handle_t, std::array<char, STS_LSU_NAME_SIZE>> buffers;
+        char *buffer = out_name;
+        {
+            const std::lock_guard lock(mutex);
+            const auto server = list_servers.find(list);
+            if (server != list_servers.end())
+                buffer = buffers[server->second].data();
+        }
+        std::memmove(buffer, out_name, STS_LSU_NAME_SIZE);
+        std::this_thread::yield();
+        std::memmove(out_name, buffer, STS_LSU_NAME_SIZE);
     }
     if (is("list.end-status") && status == STS_E_NO_MORE_ENTRIES)
         return STS_E_NOT_FOUND;

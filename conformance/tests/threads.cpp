@@ -1,4 +1,5 @@
-// Several threads, each on handles of its own. Servers are opened and closed on one thread: that is the interface's rule.
+// Several threads, each on lists and mostly on servers of its own. Servers are opened and closed on one thread: that is the
+// interface's rule.
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,6 +77,19 @@ CONFORMANCE_TEST("threads.pool-lists", "Threads list the pools of handles of the
     on_threads([&](int i) {
         for (int round = 0; round < rounds; ++round)
             expect_texts("pools", list_lsus(handles[static_cast<size_t>(i)]), {own("pool", i)});
+    });
+}
+
+CONFORMANCE_TEST("threads.lists-of-one-server",
+                 "Threads open, list and close pool lists of their own on one server handle at the same time.") {
+    write_configs_of_threads();
+    sts_server_handle_t handle = create_server(new_session(0), "Kelvarpool:node", {"all"});
+    std::vector<std::string> pools;
+    for (int i = thread_count_wanted - 1; i >= 0; --i)
+        pools.push_back(own("pool", i));
+    on_threads([&](int) {
+        for (int round = 0; round < rounds; ++round)
+            expect_texts("pools", list_lsus(handle), pools);
     });
 }
 
