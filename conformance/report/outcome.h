@@ -29,6 +29,7 @@ struct Finding {
     std::string got_excerpt;
     unsigned times = 1;                // so often was the same found, whatever the addresses in called
     ConfigurationTexts configuration;  // the files as they were then
+    std::vector<std::string> earlier;  // calls before called, oldest first
 
     const std::string &shown_expected() const { return expected_excerpt.empty() ? expected : expected_excerpt; }
     const std::string &shown_got() const { return got_excerpt.empty() ? got : got_excerpt; }

@@ -27,6 +27,7 @@ std::string json_text(const std::vector<TestResult> &results, const std::string 
                                 {"expected", finding.expected},
                                 {"got", finding.got},
                                 {"detail", finding.detail},
+                                {"earlier", finding.earlier},
                                 {"times", finding.times},
                                 {"configuration", files}});
         }

@@ -28,6 +28,10 @@ std::string finding_text(const Finding &finding, const Finding *previous) {
     // Where it is the same as the finding's above, it stands there.
     if (!finding.configuration.empty() && (previous == nullptr || !(finding.configuration == previous->configuration)))
         out += "    files\n" + indented(shown_configuration(finding.configuration), "      ");
+    // Where the finding above was about the same call, they stand there.
+    if (previous == nullptr || previous->called != finding.called)
+        for (const std::string &call : finding.earlier)
+            out += fmt::format("    before    {}\n", call);
     if (!finding.called.empty())
         out += fmt::format("    called    {}\n", finding.called);
     out += fmt::format("    {:<9} {}\n", finding.warning ? "choice" : "checked", finding.what);

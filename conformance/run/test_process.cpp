@@ -51,7 +51,8 @@ void write_report(int report, const std::string &skip_reason) {
                                    {"expected_excerpt", finding.expected_excerpt},
                                    {"got_excerpt", finding.got_excerpt},
                                    {"times", finding.times},
-                                   {"configuration", files}});
+                                   {"configuration", files},
+                                   {"earlier", finding.earlier}});
     }
     const std::string text = out.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
     if (pwrite(report, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
@@ -185,7 +186,8 @@ TestResult TestProcess::result() const {
                                        one["expected_excerpt"],
                                        one["got_excerpt"],
                                        one["times"],
-                                       {}});
+                                       {},
+                                       one["earlier"].get<std::vector<std::string>>()});
             for (const auto &file : one["configuration"])
                 result.findings.back().configuration.push_back({file[0], file[1]});
             failed = failed || !result.findings.back().warning;

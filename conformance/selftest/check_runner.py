@@ -158,6 +158,16 @@ class Runner(unittest.TestCase):
         crash = self.run_suite(PATHS.broken, "--filter", "claim.contents-do-not-matter", STSPI_BROKEN="claim.crashes")
         self.expect(crash, 1, "    files\n      lab.sim:\n        =;;;\n        FOO = 1;\n        no equals sign\n")
 
+    def test_finding_names_fields_and_earlier_calls(self):
+        pool = self.run_suite(PATHS.broken, "--filter", "lsu-props.pool.record", STSPI_BROKEN="props.pool-capacity-of-one-disk")
+        self.expect(pool, 1, '    called    stspi_get_lsu_prop_byname({handle, "g"}, ',
+                    "      capacity_bytes (offset 4712) expected 400 (0x190), got 100 (0x64)\n")
+        hosts = self.run_suite(PATHS.broken, "--filter", "server-create.hosts.all-read", STSPI_BROKEN="create.last-host-lost")
+        self.assertRegex(hosts.stdout, r'before    stspi_create_server\([^\n]*\n    before    stspi_open_lsu_list\(')
+        log = self.run_suite(PATHS.broken, "--filter", "server-open.disk-array.log", STSPI_BROKEN="open.disk-array-blank-lost")
+        self.assertRegex(log.stdout, r'\n      \* +level 3 context [0-9a-f]+ "KELVARPOOL "\n')
+        self.assertNotRegex(log.stdout, r'\* +level 3 context [0-9a-f]+ "Kelvarpool:nodeA"')
+
     def test_equal_findings_stand_there_once(self):
         result = self.run_suite(PATHS.broken, "--filter", "claim.file-decides,hostile.all-null.claim", STSPI_BROKEN="claim.everything")
         self.expect(result, 1, "    called    stspi_claim(\"lab:x\")\n    checked   status\n    expected  STS_E_NOT_CLAIMED (2060009)\n    got       0\n")

@@ -98,12 +98,13 @@ void expect_pool(const std::string &config, const std::string &pool, const std::
     remove_config("Kelvarpool");
     write_config("Kelvarpool", config);
     const auto handle = open_server(new_session(), "Kelvarpool:nodeA");
+    const std::string server_name = array_name(handle);
     for (const unsigned char fill : both_fills) {
         Watched<sts_lsu_info_v9_t> info(fill);
         expect_status(plugin().get_lsu_prop_byname(lsu(handle, pool), info.get()), 0);
         info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {
             clear(expected);
-            put_text(expected.server_name, array_name(handle));
+            put_text(expected.server_name, server_name);
             put_text(expected.lsu_name, pool);
             expected.lsu_class = STS_LSU_CLASS_POOL;
             expected.class_qualifier = 1;
@@ -116,12 +117,13 @@ void expect_pool(const std::string &config, const std::string &pool, const std::
 
 void expect_disk(sts_server_handle_t handle, const std::string &asked, const std::string &disk, const std::string &id,
                  uint64_t size) {
+    const std::string server_name = array_name(handle);
     for (const unsigned char fill : both_fills) {
         Watched<sts_lsu_info_v9_t> info(fill);
         expect_status(plugin().get_lsu_prop_byname(lsu(handle, asked), info.get()), 0);
         info.expect_changed("LSU information of " + asked, [&](sts_lsu_info_v9_t &expected) {
             clear(expected);
-            put_text(expected.server_name, array_name(handle));
+            put_text(expected.server_name, server_name);
             put_text(expected.lsu_name, disk);
             expected.lsu_class = STS_LSU_CLASS_DYNAMIC;
             expected.class_qualifier = 1;

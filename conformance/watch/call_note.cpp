@@ -1,5 +1,6 @@
 #include "conformance/watch/call_note.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -11,6 +12,11 @@ namespace {
 SharedNote own_note;
 SharedNote *current = &own_note;
 std::thread::id noted_thread = std::this_thread::get_id();
+
+constexpr size_t calls_kept = 5;  // the last one and what came before it
+char recent[calls_kept][sizeof(SharedNote::call)];
+unsigned times[calls_kept];  // one after the other
+size_t noted_calls = 0;
 
 thread_local int calls_of_this_thread = 0;
 std::atomic<int> calls_of_all_threads{0};
@@ -38,12 +44,27 @@ void note_stage(const char *stage) { std::snprintf(current->stage, sizeof curren
 
 std::string last_call() { return current->call; }
 
+std::vector<std::string> earlier_calls() {
+    std::vector<std::string> calls;
+    for (size_t i = noted_calls - std::min(noted_calls, calls_kept); i + 1 < noted_calls; ++i)
+        calls.push_back(recent[i % calls_kept] +
+                        (times[i % calls_kept] == 1 ? "" : " (" + std::to_string(times[i % calls_kept]) + " times)"));
+    return calls;
+}
+
 CallNote::CallNote(const std::string &call) {
     ++calls_of_this_thread;
     ++calls_of_all_threads;
     if (!is_noted_thread())
         return;
     std::snprintf(current->call, sizeof current->call, "%s", call.c_str());
+    const size_t previous = (noted_calls + calls_kept - 1) % calls_kept;
+    if (noted_calls > 0 && std::strcmp(recent[previous], current->call) == 0) {
+        ++times[previous];
+    } else {
+        times[noted_calls % calls_kept] = 1;
+        std::memcpy(recent[noted_calls++ % calls_kept], current->call, std::strlen(current->call) + 1);
+    }
     current->in_call = 1;
 }
 

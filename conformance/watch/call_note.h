@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace conformance {
 
@@ -23,6 +24,9 @@ void note_stage(const char *stage);
 
 // The last call as text, "" before the first.
 std::string last_call();
+
+// The calls before the last one, oldest first; a few.
+std::vector<std::string> earlier_calls();
 
 // True on the thread whose calls are noted.
 bool is_noted_thread();

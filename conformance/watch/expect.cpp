@@ -60,6 +60,8 @@ std::vector<Finding> &findings() {
 void add_finding(Finding finding) {
     static std::mutex mutex;
     finding.configuration = written_configuration();
+    if (finding.called == last_call())
+        finding.earlier = earlier_calls();
     const std::lock_guard lock(mutex);
     const auto same = std::find_if(findings().begin(), findings().end(),
                                    [&](const Finding &earlier) { return is_same(earlier, finding); });
@@ -135,11 +137,13 @@ bool expect_text(const std::string &what, const std::string &got, const std::str
     return expect_true(got == expected, what, quoted(expected), quoted(got));
 }
 
-bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size) {
+bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size,
+                  const std::string &fields) {
     if (std::memcmp(got, expected, size) == 0)
         return true;
-    add_finding(what, fmt::format("{} given bytes", size), "others",
-                hex_diff(static_cast<const unsigned char *>(expected), static_cast<const unsigned char *>(got), size));
+    add_finding(
+        what, fmt::format("{} given bytes", size), "others",
+        fields + hex_diff(static_cast<const unsigned char *>(expected), static_cast<const unsigned char *>(got), size));
     return false;
 }
 

@@ -50,7 +50,9 @@ bool expect_true(bool holds, const std::string &what, const std::string &expecte
 void require_true(bool holds, const std::string &what, const std::string &expected, const std::string &got);
 
 bool expect_text(const std::string &what, const std::string &got, const std::string &expected);
-bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size);
+// fields: what is known of the difference; the bytes are shown below it.
+bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size,
+                  const std::string &fields = {});
 // Lists that are long are shown to people around their first difference; the reports for programs hold them whole.
 bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "conformance/watch/expect.h"
+#include "conformance/watch/record_fields.h"
 
 namespace conformance {
 
@@ -61,7 +62,9 @@ public:
         std::memcpy(&expected, &before_, sizeof(Record));
         change(expected);
         memory_.expect_margin(what);
-        return expect_bytes(what, memory_.data(), &expected, sizeof(Record));
+        return expect_bytes(
+            what, memory_.data(), &expected, sizeof(Record),
+            differing_fields(fields_of(static_cast<const Record *>(nullptr)), &expected, memory_.data()));
     }
 
     bool expect_untouched(const std::string &what) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <sstream>
 
 #include "conformance/watch/call_note.h"
 
@@ -22,7 +23,22 @@ std::deque<std::unique_ptr<Session>> &sessions() {
 }
 
 std::string show(uint64_t context, int32_t level, const std::string &text) {
-    return fmt::format("      level {} context {:x} {}\n", level, context, quoted(text));
+    return fmt::format("    level {} context {:x} {}\n", level, context, quoted(text));
+}
+
+// The lines of a log, those marked with '*' that are not the other log's at their place.
+std::string marked(const std::string &log, const std::string &other) {
+    if (log.empty())
+        return "      nothing\n";
+    std::string out;
+    std::istringstream lines(log);
+    std::istringstream others(other);
+    for (std::string line; std::getline(lines, line);) {
+        std::string counterpart;
+        const bool is_same = std::getline(others, counterpart) && line == counterpart;
+        out += (is_same ? "  " : "* ") + line + "\n";
+    }
+    return out;
 }
 
 bool passes(const LogLine &line, uint32_t mask) {
@@ -89,8 +105,7 @@ void Session::add_log_finding(const std::string &expected, const std::string &go
     const std::string where =
         is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
     add_finding(where, "these messages", "others",
-                "expected\n" + (expected.empty() ? "      nothing\n" : expected) + "got\n" +
-                    (got.empty() ? "      nothing\n" : got));
+                "expected\n" + marked(expected, got) + "got\n" + marked(got, expected));
 }
 
 bool Session::expect_log(const std::vector<LogLine> &lines) {
