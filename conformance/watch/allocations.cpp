@@ -62,7 +62,7 @@ uint32_t number_of_call() {
     return call_count++;
 }
 
-void remember(void *address, size_t size) {
+[[maybe_unused]] void remember(void *address, size_t size) {
     if (address == nullptr || !is_watching || !is_this_thread_in_a_call())
         return;
     const Lock guard;
@@ -74,7 +74,7 @@ void remember(void *address, size_t size) {
         }
 }
 
-void forget(void *address) {
+[[maybe_unused]] void forget(void *address) {
     if (address == nullptr || !is_watching)
         return;
     const Lock guard;
@@ -115,33 +115,33 @@ std::vector<KeptMemory> AllocationWatch::kept() {
 
 }  // namespace conformance
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(STSPI_SANITIZED)
 extern "C" {
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t count, size_t size);
-void *__libc_realloc(void *address, size_t size);
-void __libc_free(void *address);
+void *__libc_malloc(size_t size) noexcept;
+void *__libc_calloc(size_t count, size_t size) noexcept;
+void *__libc_realloc(void *address, size_t size) noexcept;
+void __libc_free(void *address) noexcept;
 
-__attribute__((visibility("default"))) void *malloc(size_t size) {
+__attribute__((visibility("default"))) void *malloc(size_t size) noexcept {
     void *address = __libc_malloc(size);
     conformance::remember(address, size);
     return address;
 }
 
-__attribute__((visibility("default"))) void *calloc(size_t count, size_t size) {
+__attribute__((visibility("default"))) void *calloc(size_t count, size_t size) noexcept {
     void *address = __libc_calloc(count, size);
     conformance::remember(address, count * size);
     return address;
 }
 
-__attribute__((visibility("default"))) void *realloc(void *old, size_t size) {
+__attribute__((visibility("default"))) void *realloc(void *old, size_t size) noexcept {
     conformance::forget(old);
     void *address = __libc_realloc(old, size);
     conformance::remember(address, size);
     return address;
 }
 
-__attribute__((visibility("default"))) void free(void *address) {
+__attribute__((visibility("default"))) void free(void *address) noexcept {
     conformance::forget(address);
     __libc_free(address);
 }

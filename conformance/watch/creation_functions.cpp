@@ -99,7 +99,7 @@ EXPORTED FILE *fopen64(const char *path, const char *mode) {
 }
 
 // A sanitizer keeps books of descriptors in functions of its own under these names.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(STSPI_SANITIZED)
 EXPORTED int open(const char *path, int flags, ...);
 EXPORTED int open64(const char *path, int flags, ...);
 EXPORTED int openat(int descriptor, const char *path, int flags, ...);

@@ -19,7 +19,15 @@ std::string shown(const RecordField &field, const void *record) {
     if (field.kind == FieldKind::text)
         return quoted(std::string(begin, strnlen(begin, field.size)), 120);
     uint64_t number = 0;
-    std::memcpy(&number, begin, field.size);
+    if (field.size == sizeof(uint32_t)) {
+        uint32_t half = 0;
+        std::memcpy(&half, begin, sizeof half);
+        number = half;
+    } else if (field.size == 1) {
+        number = static_cast<unsigned char>(*begin);
+    } else {
+        std::memcpy(&number, begin, sizeof number);
+    }
     return fmt::format("{} (0x{:x})", number, number);
 }
 

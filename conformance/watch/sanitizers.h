@@ -8,6 +8,13 @@
 #define STSPI_LEAK_SANITIZER 1
 #endif
 #endif
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define STSPI_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define STSPI_SANITIZED 1
+#endif
+#endif
 #include <cstddef>
 
 #if defined(STSPI_LEAK_SANITIZER)
@@ -16,14 +23,8 @@
 
 namespace conformance {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(STSPI_SANITIZED)
 constexpr bool is_sanitized = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-constexpr bool is_sanitized = true;
-#else
-constexpr bool is_sanitized = false;
-#endif
 #else
 constexpr bool is_sanitized = false;
 #endif
