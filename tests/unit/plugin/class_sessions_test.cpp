@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "copan/copan_sim_storage_server.h"
+#include "plugin/server_name.h"
 #include "sim/orv_sim_storage_server.h"
 #include "tests/support/config_directory.h"
 #include "tests/support/log_recorder.h"
