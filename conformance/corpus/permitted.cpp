@@ -62,7 +62,7 @@ const stsp_lsu_v7_t *terminated(const stsp_lsu_v7_t *lsu, stsp_lsu_v7_t &copy) {
 }
 
 void change_domain(char *server_name) {
-    char *dot = is("permitted.other-domain") ? std::strchr(server_name, '.') : nullptr;
+    char *dot = is("permitted.other-domain") ? std::strstr(server_name, ".quillmere.local") : nullptr;
     if (dot != nullptr)
         std::strcpy(dot, ".storage.example.org");  // longer than the wrapped plug-in's
 }
