@@ -106,7 +106,7 @@ struct Capture {
         const auto *memory = pointer_of<const void *>(word);
         if (memory == nullptr)
             record.add_null(argument, NO_FIELD);
-        else if (!is_readable(memory, size))
+        else if (settings.data != DataMode::size && !is_readable(memory, size))
             record.add_word(ItemType::unreadable, argument, NO_FIELD, 0, word);
         else
             bytes(argument, NO_FIELD, memory, size);

@@ -67,6 +67,16 @@ int write_zeros(int descriptor, uint64_t begin, uint64_t end) {
     return 0;
 }
 
+// A writer that was stopped for a whole round of a ring may still be writing where another one is: no order between the
+// two, so each word is stored as a whole. The check tells the reader.
+void store_words(unsigned char *target, const unsigned char *source, uint64_t size) noexcept {
+    for (uint64_t offset = 0; offset < size; offset += sizeof(uint64_t)) {
+        uint64_t word = 0;
+        std::memcpy(&word, source + offset, sizeof word);
+        __atomic_store_n(reinterpret_cast<uint64_t *>(target + offset), word, __ATOMIC_RELAXED);
+    }
+}
+
 // A whole file is written for a ring, and where room cannot be set aside later.
 void make_room(int descriptor, Mode mode, uint64_t capacity, uint64_t &allocated) {
     allocated = mode == Mode::ring ? capacity : std::min(capacity, ALLOCATION_STEP);
@@ -219,7 +229,7 @@ uint64_t MappedFile::append(RecordHead &record, uint64_t size) noexcept {
     __atomic_store_n(reinterpret_cast<uint64_t *>(target), opening, __ATOMIC_RELAXED);
     constexpr size_t checked_from = offsetof(RecordHead, check) + sizeof record.check;
     const auto *source = reinterpret_cast<const unsigned char *>(&record);
-    std::memcpy(target + checked_from, source + checked_from, size - checked_from);
+    store_words(target + checked_from, source + checked_from, size - checked_from);
     const uint64_t check = check_of(source + checked_from, size - checked_from, place, nonce_);
     __atomic_store_n(reinterpret_cast<uint64_t *>(target + offsetof(RecordHead, check)), check, __ATOMIC_RELEASE);
     return place;

@@ -213,6 +213,12 @@ TEST(Capture, SizeAloneIsKeptOnRequest) {
     EXPECT_FALSE(item.has(ITEM_HASHED));
 }
 
+TEST(Capture, ForItsSizeAloneDataIsNotTouched) {
+    Call call("stspi_write_image", DataMode::size);
+    call.enter({1, 0, 0x222, 1000, 0, 0});
+    EXPECT_EQ(item_of(call.entering(), 2).data().size, 1000U);
+}
+
 TEST(Capture, ReadDataIsWhatTheCountSays) {
     std::string buffer(1000, '.');
     uint64_t count = 0;
