@@ -14,7 +14,7 @@ namespace {
 
 // Where the link leads. The plug-in's own unmount leaves the link alone.
 std::string link_target(const std::string &mount_point) {
-    const std::string target = link_target_of(mount_point);
+    std::string target = link_target_of(mount_point);
     if (target.empty())
         throw UsageError(fmt::format("{} is no link: no volume is mounted there", printable(mount_point)));
     return target;
