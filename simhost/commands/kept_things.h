@@ -5,17 +5,6 @@
 
 #include "simhost/report/report.h"
 
-class KeptThings {
-public:
-    // image_root: below which the image library keeps images of LSUs that are no directories.
-    KeptThings(Report &report, bool keep, std::string image_root);
-    // Tells image, mount and made directories, if they were to be kept; also on the way out of a failure.
-    ~KeptThings();
-    KeptThings(const KeptThings &) = delete;
-    KeptThings &operator=(const KeptThings &) = delete;
-
-private:
-    Report &m_report;
-    bool m_keep;
-    std::string m_image_root;
-};
+// Tells the image and the mount that the report's result names, and the directories that were made. image_root: below which
+// the image library keeps images of LSUs that are no directories.
+void tell_kept_things(Report &report, const std::string &image_root);

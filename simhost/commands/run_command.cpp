@@ -227,10 +227,17 @@ void run(const RunOptions &options, const HostOptions &host_options, Workbench &
     refuse_foreign_options(options, kind_of_server(host, options.server.server));
     demand_claim(host, options.server.server);
     Server server(host, options.server.server, options.server.hosts_or_default());
-    const KeptThings kept(bench.report, options.keep, image_root(host_options, private_directory.path()));
-    const Outcome outcome = server.kind() == ServerKind::disk_array
-                                ? cycle_disk_array(server, source, options, private_directory.path(), bench.report)
-                                : cycle_copan(server, source, options, bench.report);
+    const std::string images = image_root(host_options, private_directory.path());
+    Outcome outcome;
+    try {
+        outcome = server.kind() == ServerKind::disk_array
+                      ? cycle_disk_array(server, source, options, private_directory.path(), bench.report)
+                      : cycle_copan(server, source, options, bench.report);
+    } catch (...) {
+        if (options.keep)
+            tell_kept_things(bench.report, images);
+        throw;
+    }
     server.close();
     host.terminate();
     bench.report.line("");
@@ -238,6 +245,8 @@ void run(const RunOptions &options, const HostOptions &host_options, Workbench &
     tell_transfer(bench.report, "read back", "read", outcome.read);
     bench.report.line("verdict        what was read back is what was written");
     bench.report.result()["verdict"] = "identical";
+    if (options.keep)
+        tell_kept_things(bench.report, images);
 }
 
 }  // namespace
