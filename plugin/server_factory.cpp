@@ -11,9 +11,10 @@ StorageServer *generateSTSObject(const char *server_name) {
     // Both ways lead to the same class, on purpose: any prefix serves for a Copan array, and this is where another kind of
     // server would part from it.
     std::unique_ptr<StorageServer> server;
+    // NOLINTNEXTLINE(bugprone-branch-clone): see above
     if (configuration_name(server_name) == "copan")
         server = std::make_unique<CopanSimStorageServer>(server_name);
     else
-        server = std::make_unique<CopanSimStorageServer>(server_name);  // NOLINT(bugprone-branch-clone): see above
+        server = std::make_unique<CopanSimStorageServer>(server_name);
     return server.release();
 }

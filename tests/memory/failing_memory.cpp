@@ -53,10 +53,12 @@ int64_t pieces_in_use() { return in_use; }
 
 extern "C" {
 
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own names
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);
 void *__libc_realloc(void *memory, size_t size);
 void __libc_free(void *memory);
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 __attribute__((visibility("default"))) void *malloc(size_t size) {
     return fails() ? nullptr : counted(__libc_malloc(size));
