@@ -65,7 +65,7 @@ void check_reading(std::string text) {
     Name mount_behavior("SUCCESS");
     Name udid_token;
     FILE *file = fmemopen(text.data(), text.size(), "r");
-    ConfigReader(diskgroups, enclosures, {mount_path, mount_behavior, udid_token}).read(file);
+    read_disk_array(file, diskgroups, enclosures, {mount_path, mount_behavior, udid_token});
     std::fclose(file);
 
     EXPECT(diskgroups.max_size() == diskgroups.size());
