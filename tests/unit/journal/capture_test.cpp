@@ -61,7 +61,6 @@ TEST(Capture, LongTextIsCutWithItsSizeAndHashBeside) {
     const std::string text(100000, 'x');
     Call call("stspi_claim");
     call.enter({word_of(text.c_str())});
-    ItemCursor items(call.entering().items);
     const ReadRecord record = call.entering();
     ItemCursor cursor(record.items);
     ItemView item;
@@ -197,7 +196,8 @@ TEST(Capture, WrittenDataIsHashedOnEntering) {
     call.enter(words);
     count = data.size();
     call.leave(words);
-    const ItemView item = item_of(call.entering(), 2);
+    const ReadRecord record = call.entering();
+    const ItemView item = item_of(record, 2);
     EXPECT_EQ(item.data().size, data.size());
     EXPECT_TRUE(item.has(ITEM_HASHED));
     EXPECT_EQ(hash_name(item.data()), hash_name(hash_data(data.data(), data.size())));
@@ -208,7 +208,8 @@ TEST(Capture, SizeAloneIsKeptOnRequest) {
     const char data[100] = {};
     Call call("stspi_write_image", DataMode::size);
     call.enter({1, 0, word_of(data), sizeof data, 0, 0});
-    const ItemView item = item_of(call.entering(), 2);
+    const ReadRecord record = call.entering();
+    const ItemView item = item_of(record, 2);
     EXPECT_EQ(item.data().size, sizeof data);
     EXPECT_FALSE(item.has(ITEM_HASHED));
 }

@@ -49,7 +49,7 @@ struct ReadJournal {
 ReadJournal read_journal(const std::string &path);
 ReadJournal read_bytes(const std::string &bytes);
 
-// The item of an argument, or of a field of it; an item of type 0 when there is none.
+// The item of an argument, or of a field of it; an item of type 0 when there is none. Its bytes are the record's.
 journal::ItemView item_of(const ReadRecord &record, unsigned argument, unsigned field = journal::NO_FIELD);
 
 // The number of a call made by record_call, from its entering record.
