@@ -41,3 +41,9 @@ std::string nearest_word(const std::string &typed, const std::vector<std::string
     }
     return nearest;
 }
+
+std::string in_upper_case(const std::string &text) {
+    std::string result = text;
+    std::transform(result.begin(), result.end(), result.begin(), upper);
+    return result;
+}

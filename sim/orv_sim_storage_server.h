@@ -59,6 +59,9 @@ public:
     // none. Returns a new array that the caller deletes, with only the names filled, each once, last found first.
     DiskGroupTable *getPoolLSUList(const NameList *hosts, bool match_any) const;
 
+    // All disk groups, in the order of the file, with their lists; owned by the array.
+    const DiskGroupTable &disk_groups() const { return m_diskgroups; }
+
     // The first disk group of that name, owned by the array, or null, also for a null name.
     const diskgroup_t *getPoolLSUInfo(const char *name) const;
 

@@ -2,13 +2,16 @@
 
 #include <fmt/format.h>
 
+#include <set>
 #include <utility>
 
+#include "base/nearest_word.h"
 #include "sim/config_file.h"
 #include "simhost/check/array_check.h"
 #include "simhost/check/copan_check.h"
 #include "simhost/check/findings.h"
-#include "base/nearest_word.h"
+#include "simhost/check/form_check.h"
+#include "simhost/check/machine_check.h"
 
 namespace {
 
@@ -16,9 +19,20 @@ const std::string sim_suffix = ".sim";
 
 std::string file_name(const std::string &path) { return path.substr(path.rfind('/') + 1); }  // npos + 1 is 0
 
+// The known name that was probably meant. Names without a domain are compared first: a host is often asked for by its
+// whole one, or listed by it.
 std::string help_for(const std::string &name, const std::vector<std::string> &known) {
-    const std::string nearest = nearest_word(name, known);
-    return nearest.empty() ? "" : fmt::format("did you mean {}?", nearest);
+    std::vector<std::string> short_names;
+    for (const std::string &each : known) {
+        if (in_upper_case(short_server_name(each)) == in_upper_case(short_server_name(name)))
+            return fmt::format("did you mean {}?", each);
+        short_names.push_back(short_server_name(each));
+    }
+    const std::string nearest = nearest_word(short_server_name(name), short_names);
+    for (size_t i = 0; i < known.size() && !nearest.empty(); ++i)
+        if (short_names[i] == nearest)
+            return fmt::format("did you mean {}?", known[i]);
+    return "";
 }
 
 // The prefix of the servers that a file of this name serves; "" when the name does not tell.
@@ -72,20 +86,48 @@ void demand_section(const Outline &outline, const std::string &server, const std
     not_served(server, fmt::format("no STORAGE_SERVER is named {}", quoted(name)), help_for(name, servers), findings);
 }
 
+std::string list_of(const std::set<std::string> &names, const char *otherwise) {
+    std::string list;
+    for (const std::string &name : names)
+        list += (list.empty() ? "" : ", ") + quoted(name);
+    return list.empty() ? otherwise : list;
+}
+
+void demand_pools(const Outline &outline, const Expectation &expectation, Findings &findings) {
+    const std::set<std::string> demanded(expectation.pools.begin(), expectation.pools.end());
+    std::set<std::string> seen;
+    for (const PoolOutline &pool : outline.pools)
+        for (const ListedName &host : pool.hosts)
+            if (host.name == expectation.host)
+                seen.insert(pool.name.name);
+    if (seen != demanded)
+        findings.error(Rule::not_as_expected, {},
+                       fmt::format("host {} sees {}, but is to see {}", quoted(expectation.host),
+                                   list_of(seen, "no pool"), list_of(demanded, "none")));
+}
+
 }  // namespace
 
-CheckedFile check_file(std::string name, std::string bytes, Grammar grammar, const std::vector<std::string> &servers) {
+CheckedFile check_file(std::string name, std::string bytes, Grammar grammar, const Demands &demands) {
     CheckedFile file{std::move(name), SourceText(std::move(bytes)), {}, {}};
     Findings findings;
+    Findings line_by_line;
     const bool is_array = grammar == Grammar::array;
-    file.outline = is_array ? check_array(file.source, findings) : check_copan(file.source, findings);
-    for (const std::string &server : servers) {
+    file.outline = is_array ? check_array(file.source, line_by_line) : check_copan(file.source, line_by_line);
+    if (!check_form(file.source, findings))
+        findings = std::move(line_by_line);
+    for (const std::string &server : demands.servers) {
         if (!serves_prefix(file.name, grammar, server, findings))
             continue;
         const std::string host = server.substr(server.find(':') + 1);
         is_array ? demand_host(file.outline, server, host, findings)
                  : demand_section(file.outline, server, host, findings);
     }
+    for (const Expectation &expectation : demands.expectations)
+        if (is_array)
+            demand_pools(file.outline, expectation, findings);
+    if (demands.on_this_machine)
+        check_machine(file.outline, findings);
     file.findings = findings.sorted();
     return file;
 }

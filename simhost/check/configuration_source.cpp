@@ -2,13 +2,23 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
+#include "base/escaped_text.h"
 #include "sim/config_file.h"
 #include "simhost/check/checked_file.h"
+#include "simhost/report/binary_size.h"
 #include "simhost/report/failure.h"
+
+namespace {
+
+constexpr size_t largest_file = size_t{64} << 20;  // more than 400,000 pools take, and an end to endless files
+
+}  // namespace
 
 void add_grammar_option(CLI::App &command, std::string &grammar) {
     command.add_option("--as", grammar, "Read the file as this, whatever its name: array or copan")
@@ -26,11 +36,12 @@ Grammar choose_grammar(const std::string &path, const std::string &as) {
         throw UsageError(
             fmt::format("{}: the plug-in reads no file of that name, only NAME.sim: rename it, or add "
                         "--as array or --as copan",
-                        path));
+                        printable(path)));
     return grammar;
 }
 
 std::string read_configuration_source(const std::string &path) {
+    const std::string shown = path == "-" ? "standard input" : printable(path);
     const File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"));
     FILE *file = path == "-" ? stdin : opened.get();
     std::string bytes;
@@ -41,8 +52,28 @@ std::string read_configuration_source(const std::string &path) {
         bytes.append(buffer, count);
         if (count == 0)
             break;
+        if (bytes.size() > largest_file)
+            throw UsageError(
+                fmt::format("{}: more than {}: this is no configuration file", shown, binary_size(largest_file)));
     }
     if (!is_read || std::ferror(file) != 0)
-        throw UsageError(fmt::format("{}: {}", path == "-" ? "standard input" : path, std::strerror(errno)));
+        throw UsageError(fmt::format("{}: {}", shown, std::strerror(errno)));
     return bytes;
+}
+
+std::vector<std::string> configuration_files(const std::string &directory) {
+    std::vector<std::string> files;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        Grammar grammar{};
+        if (grammar_of_file(entry->path().filename(), grammar))
+            files.push_back(entry->path());
+    }
+    if (error)
+        throw UsageError(fmt::format("{}: {}", printable(directory), error.message()));
+    if (files.empty())
+        throw UsageError(fmt::format("{}: no file in this directory is called NAME.sim", printable(directory)));
+    std::sort(files.begin(), files.end());
+    return files;
 }

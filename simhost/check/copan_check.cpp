@@ -3,20 +3,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
-#include "simhost/check/line_check.h"
-#include "simhost/check/repeated_key.h"
 #include "base/nearest_word.h"
+#include "simhost/check/key_suggestion.h"
+#include "simhost/check/line_check.h"
+#include "simhost/check/list_check.h"
+#include "simhost/check/repeated_key.h"
+#include "simhost/check/shared_directory.h"
+#include "simhost/check/text_check.h"
 
 namespace {
 
 constexpr size_t largest_path = 1023;
-
-const std::vector<std::string> &copan_keys() {
-    static const std::vector<std::string> keys = {"STORAGE_SERVER", "VOLUMES", "STORAGE_DIR"};
-    return keys;
-}
 
 bool is_array_section(const std::string &key) { return key == "ENCLOSURE" || key == "DISKGROUP"; }
 
@@ -24,33 +24,47 @@ class CopanCheck {
 public:
     explicit CopanCheck(Findings &findings) : m_findings(findings) {}
 
-    void read(const ReadLine &line, bool is_last);
+    void read(const ReadLine &line);
+    void finish();
     bool has_array_sections() const { return m_has_array_sections; }
     Outline take() { return std::move(m_outline); }
 
 private:
-    void read_without_equals(const ReadLine &line, bool is_last);
+    void read_without_equals(const ReadLine &line);
+    void tell_end(const ReadLine &line, const char *effect);
     void read_unknown(const ReadLine &line, const std::string &key);
+    void lose_header(Rule rule, const Place &place, const std::string &text, const std::string &help,
+                     std::vector<Edit> edits);
     void read_attribute(const ReadLine &line, const std::string &key, size_t value_begin);
 
     Findings &m_findings;
     Outline m_outline;
     bool m_has_array_sections = false;
-    bool m_lost_header = false;  // a header in front of the first section is reported as an unknown key
+    bool m_lost_header = false;  // what was meant as the last header is reported as something else
+    // The line that ends the reading, until it is known whether anything follows.
+    std::optional<ReadLine> m_end;
+    size_t m_line_without_equals = 0;
 };
 
-void CopanCheck::read(const ReadLine &line, bool is_last) {
+void CopanCheck::read(const ReadLine &line) {
     if (line.text.empty())
         return;
+    if (m_end) {
+        if (m_end->line != line.line)
+            tell_end(*m_end, "the plug-in sees nothing of what follows");
+        else if (line.text.find('=') == std::string::npos)
+            return;  // the same remark
+    }
     const size_t equals = line.text.find('=');
     if (equals == std::string::npos)
-        return read_without_equals(line, is_last);
+        return read_without_equals(line);
     const std::string key = line.text.substr(0, equals);
     if (key == "STORAGE_SERVER") {
         ServerOutline server;
         server.name = check_name(Value(line, equals + 1, ValueKind::name), "server", m_findings);
         server.is_read = !m_outline.reading_ends;
         m_outline.servers.push_back(std::move(server));
+        m_lost_header = false;
     } else if (key == "VOLUMES" || key == "STORAGE_DIR") {
         read_attribute(line, key, equals + 1);
     } else {
@@ -59,16 +73,39 @@ void CopanCheck::read(const ReadLine &line, bool is_last) {
 }
 
 // Reading goes on here where the plug-in's ends, so that one run shows every problem.
-void CopanCheck::read_without_equals(const ReadLine &line, bool is_last) {
-    const bool is_comment = looks_like_comment(line.text);
-    const char *effect = m_outline.reading_ends ? "this one would, but for the one above"
-                         : is_last ? "nothing follows here, but even a server without a section can be opened then"
-                                   : "the plug-in sees nothing of what follows";
+void CopanCheck::read_without_equals(const ReadLine &line) {
+    if (m_outline.reading_ends && line.line != m_line_without_equals)
+        tell_end(line, "this one would, but for the one above");
+    else if (!m_outline.reading_ends)
+        m_end = line;
+    m_outline.reading_ends = true;
+    m_line_without_equals = line.line;
+}
+
+void CopanCheck::tell_end(const ReadLine &line, const char *effect) {
+    const bool is_comment = looks_like_comment(line);
     m_findings.error(Rule::reading_ends, line.place(),
                      fmt::format("{} '=' ends the reading: {}",
                                  is_comment ? "there are no comments, and a line without" : "a line without", effect),
                      is_comment ? "take the line away" : "write KEY = VALUE; or take the line away");
-    m_outline.reading_ends = true;
+    m_end.reset();
+}
+
+void CopanCheck::finish() {
+    if (m_end)
+        tell_end(*m_end, "nothing follows here, but even a server without a section can be opened then");
+    for (const ServerOutline &server : m_outline.servers)
+        check_meaning(server.volumes, "volume", m_findings);
+}
+
+void CopanCheck::lose_header(Rule rule, const Place &place, const std::string &text, const std::string &help,
+                             std::vector<Edit> edits) {
+    m_lost_header = true;
+    m_outline.has_lost_header = true;
+    const std::string where = m_outline.servers.empty() ? "the lines below it have no effect"
+                                                        : fmt::format("the lines below it go to server {}",
+                                                                      quoted(m_outline.servers.back().name.name));
+    m_findings.error(rule, place, fmt::format("{}; {}", text, where), help).edits = std::move(edits);
 }
 
 void CopanCheck::read_unknown(const ReadLine &line, const std::string &key) {
@@ -77,20 +114,35 @@ void CopanCheck::read_unknown(const ReadLine &line, const std::string &key) {
         m_lost_header = true;
     if (line.begin > 0 || has_byte_order_mark(line))
         return;
-    if (key.empty()) {
-        m_findings.error(Rule::empty_key, line.place(0, 1), "no key stands in front of the '=': the line is dropped");
-    } else if (looks_like_comment(line.text)) {
+    if (looks_like_comment(line)) {
         m_findings.warning(Rule::comment, line.place(),
                            "there are no comments: this line is dropped as an unknown key, and without a '=' it would "
                            "end the reading");
-    } else {
-        const std::string nearest = nearest_word(key, copan_keys());
-        m_lost_header = m_lost_header || nearest == "STORAGE_SERVER";
-        m_findings.error(Rule::unknown_key, line.place(0, key.size()),
-                         fmt::format("unknown key {}: the line is dropped without a word", quoted(key)),
-                         nearest.empty() ? "a Copan file has STORAGE_SERVER, VOLUMES and STORAGE_DIR"
-                                         : fmt::format("did you mean {}?", nearest));
+        return;
     }
+    if (key.empty()) {
+        m_findings.error(Rule::empty_key, line.place(0, 1), "no key stands in front of the '=': the line is dropped");
+        return;
+    }
+    const Place place = line.place(0, key.size());
+    const std::string visible = visible_key(key);
+    const bool is_hidden =
+        visible != key && (visible == "STORAGE_SERVER" || visible == "VOLUMES" || visible == "STORAGE_DIR");
+    const std::string suggested = is_hidden ? visible : suggested_key(key, KeyContext::copan_file);
+    const Rule rule = is_hidden ? Rule::hidden_character : Rule::unknown_key;
+    const std::string text = is_hidden
+                                 ? "the key holds a character that cannot be seen: the line is dropped without a word"
+                                 : fmt::format("unknown key {}: the line is dropped without a word", quoted(key));
+    const std::string help = is_hidden           ? "type the key anew"
+                             : suggested.empty() ? keys_help(KeyContext::copan_file)
+                                                 : fmt::format("did you mean {}?", suggested);
+    std::vector<Edit> edits;
+    if (is_hidden || suggested == in_upper_case(key))
+        edits = {{place, suggested}};
+    if (suggested == "STORAGE_SERVER")
+        lose_header(rule, place, text, help, std::move(edits));
+    else
+        m_findings.error(rule, place, text, help).edits = std::move(edits);
 }
 
 void CopanCheck::read_attribute(const ReadLine &line, const std::string &key, size_t value_begin) {
@@ -106,23 +158,22 @@ void CopanCheck::read_attribute(const ReadLine &line, const std::string &key, si
     const bool is_read = !m_outline.reading_ends;
     if (key == "VOLUMES") {
         const auto volumes = check_directory_names(Value(line, value_begin, ValueKind::list), "volume", m_findings);
-        server.keys[key] = {line.place(), ""};
+        server.keys.set(key, line.place(), "");
         if (is_read || !server.is_read)
             server.volumes.insert(server.volumes.end(), volumes.begin(), volumes.end());
         return;
     }
     const Value value(line, value_begin, ValueKind::path);
-    set_key(server.keys, key, value, line.place(), m_findings);
+    Findings unneeded;  // behind a header that is not understood a second value is no mistake of its own
+    set_key(server.keys, key, value, line.place(), m_lost_header ? unneeded : m_findings);
     const std::string path = check_text(value, m_findings);
+    check_characters(value, m_findings);
     if (is_read || !server.is_read)
         server.storage_dir = path;
     if (path.empty())
         m_findings.error(Rule::empty_value, value.place(),
                          "no directory: images and properties of this server's volumes fail");
-    else if (path[0] != '/')
-        m_findings.warning(Rule::relative_path, value.place(),
-                           "this directory depends on where the process that loads the plug-in runs",
-                           "begin the path with '/'");
+    check_storage_dir(value, path, true, m_findings);
 }
 
 // All sections of one server.
@@ -132,7 +183,7 @@ struct Server {
 };
 
 void check_sections(const Server &server, Findings &findings) {
-    SetKeys storage_dir;
+    const SetKey *earlier = nullptr;
     for (const ServerOutline *section : server.sections) {
         if (section != server.first) {
             const Note first{server.first->name.place, "first section here"};
@@ -147,15 +198,14 @@ void check_sections(const Server &server, Findings &findings) {
                                            quoted(section->name.name), quoted(server.first->name.name)),
                                "", {first});
         }
-        const auto own = section->keys.find("STORAGE_DIR");
-        if (own == section->keys.end())
+        const SetKey *own = section->keys.find("STORAGE_DIR");
+        if (own == nullptr)
             continue;
-        const auto earlier = storage_dir.find("STORAGE_DIR");
-        if (earlier != storage_dir.end() && earlier->second.text != own->second.text)
-            findings.error(Rule::repeated_key, own->second.place,
+        if (earlier != nullptr && earlier->text != own->text)
+            findings.error(Rule::repeated_key, own->place,
                            "this STORAGE_DIR replaces that of the server's other section", "",
-                           {{earlier->second.place, "the earlier one is here"}});
-        storage_dir["STORAGE_DIR"] = own->second;
+                           {{earlier->place, "the earlier one is here"}});
+        earlier = own;
     }
 }
 
@@ -166,8 +216,8 @@ void check_volumes(const Server &server, Findings &findings) {
     bool has_storage_dir = false;
     bool has_volumes = false;
     for (const ServerOutline *section : server.sections) {
-        has_volumes = has_volumes || section->keys.count("VOLUMES") != 0;
-        if (section->keys.count("STORAGE_DIR") != 0) {
+        has_volumes = has_volumes || section->keys.has("VOLUMES");
+        if (section->keys.has("STORAGE_DIR")) {
             has_storage_dir = true;
             storage_dir = section->storage_dir.value_or("");
         }
@@ -196,7 +246,7 @@ void check_volumes(const Server &server, Findings &findings) {
 }
 
 void check_servers(const Outline &outline, Findings &findings) {
-    if (outline.servers.empty())
+    if (outline.servers.empty() && !outline.has_lost_header)
         findings.error(Rule::no_sections, {}, "there is no STORAGE_SERVER section: no server can be opened");
     std::unordered_map<std::string, size_t> indices;
     std::vector<Server> servers;
@@ -210,19 +260,20 @@ void check_servers(const Outline &outline, Findings &findings) {
         check_sections(server, findings);
         check_volumes(server, findings);
     }
+    check_shared_directories(outline, findings);
 }
 
 }  // namespace
 
 Outline check_copan(const SourceText &source, Findings &findings) {
     Findings found;
-    check_lines(source, found);
+    LineCheck lines(found);
     CopanCheck check(found);
-    const std::vector<ReadLine> &lines = source.read_lines();
-    const auto last =
-        std::find_if(lines.rbegin(), lines.rend(), [](const ReadLine &line) { return !line.text.empty(); });
-    for (const ReadLine &line : lines)
-        check.read(line, last != lines.rend() && &line == &*last);
+    source.for_each_line([&](const ReadLine &line) {
+        lines.read(line);
+        check.read(line);
+    });
+    check.finish();
     const bool is_array = check.has_array_sections();
     Outline outline = check.take();
     outline.grammar = Grammar::copan;

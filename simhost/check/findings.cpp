@@ -6,23 +6,27 @@
 #include <tuple>
 #include <utility>
 
+#include "base/characters.h"
+#include "base/escaped_text.h"
+
 namespace {
 
 constexpr size_t longest_quote = 60;
 
 }  // namespace
 
-void Findings::add(Severity severity, Rule rule, const Place &place, std::string text, std::string help,
-                   std::vector<Note> notes) {
-    m_findings.push_back({rule, severity, place, std::move(text), std::move(help), std::move(notes)});
+Finding &Findings::add(Severity severity, Rule rule, const Place &place, std::string text, std::string help,
+                       std::vector<Note> notes) {
+    m_findings.push_back({rule, severity, place, std::move(text), std::move(help), std::move(notes), {}});
+    return m_findings.back();
 }
 
-void Findings::error(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
-    add(Severity::error, rule, place, std::move(text), std::move(help), std::move(notes));
+Finding &Findings::error(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
+    return add(Severity::error, rule, place, std::move(text), std::move(help), std::move(notes));
 }
 
-void Findings::warning(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
-    add(Severity::warning, rule, place, std::move(text), std::move(help), std::move(notes));
+Finding &Findings::warning(Rule rule, const Place &place, std::string text, std::string help, std::vector<Note> notes) {
+    return add(Severity::warning, rule, place, std::move(text), std::move(help), std::move(notes));
 }
 
 std::vector<Finding> Findings::sorted() const {
@@ -34,19 +38,24 @@ std::vector<Finding> Findings::sorted() const {
 }
 
 std::string quoted(const std::string &text) {
-    std::string result = "'";
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (i == longest_quote) {
+    const char quote = text.find('\'') == std::string::npos ? '\'' : '"';
+    std::string result(1, quote);
+    for (size_t i = 0; i < text.size();) {
+        if (i >= longest_quote) {
             result += "...";
             break;
         }
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte < 0x20 || byte >= 0x7f)
-            result += fmt::format("\\x{:02x}", byte);
-        else
-            result += text[i];
+        const Character character = first_character(std::string_view(text).substr(i));
+        const std::string bytes = text.substr(i, character.bytes);
+        // Backslashes stay as they are: a path of another system is to be recognised.
+        result += bytes == "\\" ? bytes : printable(bytes);
+        i += character.bytes;
     }
-    return result + "'";
+    return result + quote;
+}
+
+std::string help_to_write(const std::string &text) {
+    return text.size() <= longest_quote && quoted(text) == "'" + text + "'" ? "write " + text : "";
 }
 
 std::string counted(size_t number, const char *thing) {

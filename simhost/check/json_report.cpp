@@ -27,7 +27,7 @@ Json contents_json(const Outline &outline) {
             contents["pools"].push_back({{"name", pool.name.name},
                                          {"volumes", names_json(pool.disks)},
                                          {"hosts", names_json(pool.hosts)},
-                                         {"volume_bytes", pool.disk_size}});
+                                         {"volume_capacity_bytes", pool.disk_size}});
     } else {
         contents["servers"] = Json::array();
         for (const ServerOutline &server : outline.servers)
@@ -35,18 +35,6 @@ Json contents_json(const Outline &outline) {
                 contents["servers"].push_back({{"name", server.name.name}, {"volumes", names_json(server.volumes)}});
     }
     return contents;
-}
-
-Json finding_json(const Finding &finding) {
-    Json notes = Json::array();
-    for (const Note &note : finding.notes)
-        notes.push_back({{"place", place_json(note.place)}, {"text", note.text}});
-    return {{"severity", severity_word(finding.severity)},
-            {"id", rule_id(finding.rule)},
-            {"place", finding.place.line == 0 ? Json() : place_json(finding.place)},
-            {"text", finding.text},
-            {"help", finding.help},
-            {"notes", notes}};
 }
 
 // A path as the path of a URI.
@@ -91,6 +79,18 @@ Json sarif_result(const CheckedFile &file, const Finding &finding) {
 
 }  // namespace
 
+Json finding_json(const Finding &finding) {
+    Json notes = Json::array();
+    for (const Note &note : finding.notes)
+        notes.push_back({{"place", place_json(note.place)}, {"text", note.text}});
+    return {{"severity", severity_word(finding.severity)},
+            {"id", rule_id(finding.rule)},
+            {"place", finding.place.line == 0 ? Json() : place_json(finding.place)},
+            {"text", finding.text},
+            {"help", finding.help},
+            {"notes", notes}};
+}
+
 Json file_json(const CheckedFile &file) {
     Json findings = Json::array();
     for (const Finding &finding : file.findings)
@@ -99,11 +99,15 @@ Json file_json(const CheckedFile &file) {
             {"grammar", file.outline.grammar == Grammar::array ? "array" : "copan"},
             {"errors", count(file.findings, Severity::error)},
             {"warnings", count(file.findings, Severity::warning)},
+            {"ignored", file.ignored},
             {"contents", contents_json(file.outline)},
             {"findings", findings}};
 }
 
-Json sarif_log(const std::vector<CheckedFile> &files, const std::string &version) {
+Json unchecked_json(const UncheckedFile &file) { return {{"file", file.path}, {"unreadable", file.reason}}; }
+
+Json sarif_log(const std::vector<CheckedFile> &files, const std::vector<UncheckedFile> &unchecked,
+               const SarifRun &run) {
     Json rules = Json::array();
     for (const RuleText &rule : rule_texts())
         rules.push_back({{"id", rule.id}, {"shortDescription", {{"text", rule.summary}}}});
@@ -111,9 +115,21 @@ Json sarif_log(const std::vector<CheckedFile> &files, const std::string &version
     for (const CheckedFile &file : files)
         for (const Finding &finding : file.findings)
             results.push_back(sarif_result(file, finding));
-    const Json driver = {{"name", "simhost check"}, {"version", version}, {"rules", rules}};
-    const Json run = {{"tool", {{"driver", driver}}}, {"columnKind", "unicodeCodePoints"}, {"results", results}};
+    Json notifications = Json::array();
+    for (const UncheckedFile &file : unchecked) {
+        const Json place = {{"physicalLocation", {{"artifactLocation", {{"uri", uri_of(file.path)}}}}}};
+        notifications.push_back(
+            {{"level", "error"}, {"message", {{"text", file.reason}}}, {"locations", Json::array({place})}});
+    }
+    const Json invocation = {{"executionSuccessful", unchecked.empty()},
+                             {"exitCode", run.exit_status},
+                             {"toolExecutionNotifications", notifications}};
+    const Json driver = {{"name", "simhost check"}, {"version", run.version}, {"rules", rules}};
+    const Json sarif_run = {{"tool", {{"driver", driver}}},
+                            {"invocations", Json::array({invocation})},
+                            {"columnKind", "unicodeCodePoints"},
+                            {"results", results}};
     return {{"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
             {"version", "2.1.0"},
-            {"runs", Json::array({run})}};
+            {"runs", Json::array({sarif_run})}};
 }

@@ -32,6 +32,23 @@ std::string copan_contents(const Outline &outline) {
 
 }  // namespace
 
+const SetKey *SetKeys::find(const std::string &key) const {
+    for (const SetKey &each : m_keys)
+        if (each.key == key)
+            return &each;
+    return nullptr;
+}
+
+void SetKeys::set(const std::string &key, const Place &place, const std::string &text) {
+    for (SetKey &each : m_keys) {
+        if (each.key == key) {
+            each = {key, place, text};
+            return;
+        }
+    }
+    m_keys.push_back({key, place, text});
+}
+
 std::string contents_summary(const Outline &outline) {
     return outline.grammar == Grammar::array ? array_contents(outline) : copan_contents(outline);
 }

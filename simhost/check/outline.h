@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,10 +15,22 @@ enum class Grammar {
 
 // Where a key of a section was last set, and to what.
 struct SetKey {
+    std::string key;
     Place place;
     std::string text;
 };
-using SetKeys = std::map<std::string, SetKey>;
+
+// The few keys of a section.
+class SetKeys {
+public:
+    // Null when the key was not set.
+    const SetKey *find(const std::string &key) const;
+    bool has(const std::string &key) const { return find(key) != nullptr; }
+    void set(const std::string &key, const Place &place, const std::string &text);
+
+private:
+    std::vector<SetKey> m_keys;
+};
 
 // A DISKGROUP or ENCLOSURE section.
 struct PoolOutline {
@@ -29,6 +40,7 @@ struct PoolOutline {
     std::vector<ListedName> hosts;  // for an enclosure without HOSTS, those that it takes from a disk group
     bool has_hosts = false;
     uint64_t disk_size = 0;
+    bool disk_size_is_as_written = false;
     std::string storage_dir;
     SetKeys keys;
 };
@@ -44,6 +56,7 @@ struct ServerOutline {
 
 struct Outline {
     Grammar grammar = Grammar::array;
+    bool has_lost_header = false;  // a line that was meant as a header and is none
 
     std::vector<PoolOutline> diskgroups;
     std::vector<PoolOutline> pools;  // the enclosures

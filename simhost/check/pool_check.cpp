@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "simhost/report/binary_size.h"
+
 namespace {
 
-constexpr size_t largest_lsu_name = 1023;
+constexpr size_t longest_directory_name = 255;
 
 void share_hosts(Outline &outline, Findings &findings) {
     for (size_t i = 0; i < outline.diskgroups.size(); ++i) {
@@ -28,7 +30,7 @@ void share_hosts(Outline &outline, Findings &findings) {
             Rule::hosts_from_diskgroup, pool.name.place,
             fmt::format("pool {} has no HOSTS and takes those of disk group {}: both are number {} of their kind",
                         quoted(pool.name.name), name, i + 1),
-            "give the pool its own HOSTS", {{group.keys.at("HOSTS").place, "its hosts stand here"}});
+            "give the pool its own HOSTS", {{group.keys.find("HOSTS")->place, "its hosts stand here"}});
     }
 }
 
@@ -56,19 +58,20 @@ void check_hosts(const PoolOutline &pool, Findings &findings) {
 
 void check_pool(const PoolOutline &pool, Findings &findings) {
     const std::string name = quoted(pool.name.name);
+    check_directory_name(pool.name, "pool", findings);
     check_hosts(pool, findings);
     if (pool.disks.empty())
         findings.warning(Rule::no_disks, pool.name.place, fmt::format("pool {} has no disks", name));
-    else if (pool.keys.count("DISK_SIZE") == 0)
+    else if (!pool.keys.has("DISK_SIZE"))
         findings.warning(Rule::no_disk_size, pool.name.place,
                          fmt::format("pool {} has no DISK_SIZE: its disks have 0 bytes", name));
-    // Larger ones were negative before, which is reported where they stand.
-    else if (pool.disk_size > UINT64_MAX / pool.disks.size() && pool.disk_size <= INT64_MAX)
-        findings.error(
-            Rule::capacity_overflow, pool.name.place,
-            fmt::format("{} of {} bytes are more than 64 bits hold: the capacity is told as {} bytes",
-                        counted(pool.disks.size(), "disk"), pool.disk_size, pool.disk_size * pool.disks.size()));
-    if (pool.keys.count("STORAGE_DIR") == 0)
+    // Others are reported where they stand.
+    else if (pool.disk_size > UINT64_MAX / pool.disks.size() && pool.disk_size_is_as_written)
+        findings.error(Rule::capacity_overflow, pool.name.place,
+                       fmt::format("{} of {} ({} bytes) are more than 64 bits hold: the capacity is told as {} bytes",
+                                   counted(pool.disks.size(), "disk"), binary_size(pool.disk_size), pool.disk_size,
+                                   pool.disk_size * pool.disks.size()));
+    if (!pool.keys.has("STORAGE_DIR"))
         findings.warning(Rule::no_storage_dir, pool.name.place,
                          fmt::format("pool {} has no STORAGE_DIR: /tmp/{} is used", name, pool.name.name));
 }
@@ -118,10 +121,12 @@ void check_identifiers(const Outline &outline, Findings &findings) {
     for (const PoolOutline &pool : outline.pools) {
         for (const ListedName &disk : pool.disks) {
             const size_t length = std::string("#UDID###").size() + outline.udid_token.size() + disk.name.size();
-            if (length > largest_lsu_name) {
-                findings.error(Rule::udid_too_long, disk.place,
-                               fmt::format("with this UDID_TOKEN the identifier of disk {} has {} bytes; {} fit",
-                                           quoted(disk.name), length, largest_lsu_name));
+            if (length > longest_directory_name) {
+                findings.error(
+                    Rule::udid_too_long, disk.place,
+                    fmt::format("with this UDID_TOKEN the identifier of disk {} has {} bytes; as a directory's "
+                                "name {} fit",
+                                quoted(disk.name), length, longest_directory_name));
                 return;
             }
         }
@@ -131,7 +136,7 @@ void check_identifiers(const Outline &outline, Findings &findings) {
 }  // namespace
 
 void check_pools(Outline &outline, Findings &findings) {
-    if (outline.pools.empty())
+    if (outline.pools.empty() && !outline.has_lost_header)
         findings.error(Rule::no_sections, {}, "there is no ENCLOSURE section: the framework sees no pools");
     share_hosts(outline, findings);
     for (const PoolOutline &pool : outline.pools)

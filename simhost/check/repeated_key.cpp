@@ -3,14 +3,13 @@
 #include <fmt/format.h>
 
 void set_key(SetKeys &keys, const std::string &key, const Value &value, Place line, Findings &findings) {
-    const auto earlier = keys.find(key);
-    if (earlier != keys.end()) {
-        const bool is_same = earlier->second.text == value.text();
+    if (const SetKey *earlier = keys.find(key)) {
+        const bool is_same = earlier->text == value.text();
         findings.add(is_same ? Severity::warning : Severity::error, Rule::repeated_key, line,
                      is_same ? fmt::format("{} stands here once more, with the same value", key)
                              : fmt::format("this {} replaces an earlier one", key),
                      key == "HOSTS" && !is_same ? "put all hosts on one line" : "",
-                     {{earlier->second.place, "the earlier one is here"}});
+                     {{earlier->place, "the earlier one is here"}});
     }
-    keys[key] = {line, value.text()};
+    keys.set(key, line, value.text());
 }

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,27 +22,37 @@ struct ReadLine {
     size_t begin = 0;      // bytes of the line in front of this piece; not 0 for the later pieces of an over-long line
     size_t end = 0;        // bytes of the line up to the end of this piece, the line feed left out
     bool goes_on = false;  // the line has more to say than text holds: in a later piece, or behind a NUL byte
-    std::string text;      // without white space, up to a NUL byte
-    std::vector<size_t> offsets;  // where each byte of text stands in the line, from 0
+    bool has_nul = false;  // this piece holds a NUL byte
+    size_t nul = 0;        // the column of its first one
+    bool has_later_equals = false;  // a later piece of the line holds a '='
+    std::string text;               // without white space, up to a NUL byte
+    std::vector<uint16_t> offsets;  // where each byte of text stands in the piece, from 0
 
     // The place of the bytes of text from first up to last; of the end of the text when there are none.
     Place place(size_t first, size_t last) const;
     Place place() const { return place(0, text.size()); }
+    // The place behind the last byte of text, of no length.
+    Place place_behind() const;
+    // Whether white space stands in front of a byte of text.
+    bool blank_before(size_t index) const;
 };
 
 class SourceText {
 public:
-    // Splits the bytes with the plug-in's own line reader.
     explicit SourceText(std::string bytes);
 
     const std::string &bytes() const { return m_bytes; }
-    const std::vector<ReadLine> &read_lines() const { return m_read_lines; }
+
+    // Splits the bytes with the plug-in's own line reader. The lines come one after the other and are not kept.
+    void for_each_line(const std::function<void(const ReadLine &)> &take) const;
+
     size_t line_count() const { return m_line_starts.size(); }
     // A line of the file without its line feed.
     std::string_view line(size_t number) const;
+    // Where the bytes of a place stand in the file.
+    size_t offset(const Place &place) const { return m_line_starts.at(place.line - 1) + place.column - 1; }
 
 private:
     std::string m_bytes;
-    std::vector<size_t> m_line_starts;
-    std::vector<ReadLine> m_read_lines;
+    std::vector<uint32_t> m_line_starts;
 };

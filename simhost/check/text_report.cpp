@@ -2,7 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "base/utf8.h"
+#include "base/characters.h"
+#include "base/escaped_text.h"
 #include "simhost/check/findings.h"
 
 namespace {
@@ -10,6 +11,7 @@ namespace {
 constexpr size_t tab_width = 4;
 constexpr size_t widest = 110;  // columns of a line that are shown
 constexpr size_t before_caret = 50;
+constexpr size_t surroundings = 1024;  // bytes on each side of a place
 
 constexpr char red[] = "\033[1;31m";
 constexpr char magenta[] = "\033[1;35m";
@@ -21,32 +23,32 @@ std::string painted(bool colours, const char *colour, const std::string &text) {
     return colours ? colour + text + plain : text;
 }
 
-// A line of a file made safe for a terminal, column by column.
+// A stretch of a line made safe for a terminal, column by column.
 class Columns {
 public:
     explicit Columns(std::string_view line) {
         for (size_t i = 0; i < line.size();) {
-            m_first.resize(i + 1, m_cells.size());
-            const size_t length = utf8_length(line.substr(i));
-            const auto byte = static_cast<unsigned char>(line[i]);
+            const Character character = first_character(line.substr(i));
+            m_first.resize(i + character.bytes, m_cells.size());
             if (line[i] == '\t')
                 do
                     m_cells.emplace_back(" ");
                 while (m_cells.size() % tab_width != 0);
-            else if (length > 1 || (byte >= 0x20 && byte < 0x7f))
-                m_cells.emplace_back(line.substr(i, length));
+            else if (!character.is_valid)
+                add_escape(fmt::format("\\x{:02x}", static_cast<unsigned char>(line[i])));
+            else if (hidden_name(character.code) == nullptr)
+                add_character(line.substr(i, character.bytes), character_columns(character.code));
+            else if (character.code >= 0x80)
+                add_escape(fmt::format("\\u{:04x}", static_cast<uint32_t>(character.code)));
             else if (line[i] != '\r' || i + 1 != line.size())
-                for (const char each : fmt::format("\\x{:02x}", byte))
-                    m_cells.emplace_back(1, each);
-            const size_t start = m_first.back();
-            m_first.resize(i + length, start);
-            i += length;
+                add_escape(fmt::format("\\x{:02x}", static_cast<unsigned char>(line[i])));
+            i += character.bytes;
         }
         m_first.push_back(m_cells.size());
     }
 
     size_t size() const { return m_cells.size(); }
-    // The column at which a byte of the line begins; the end of the line for one behind it.
+    // The column at which a byte begins; the end for one behind it.
     size_t of_byte(size_t byte) const { return byte < m_first.size() ? m_first[byte] : m_cells.size(); }
 
     std::string text(size_t from, size_t to) const {
@@ -57,6 +59,21 @@ public:
     }
 
 private:
+    void add_escape(const std::string &escape) {
+        for (const char each : escape)
+            m_cells.emplace_back(1, each);
+    }
+
+    // A wide character has its text in its first cell. A mark goes along with the character that it sits on.
+    void add_character(std::string_view text, size_t columns) {
+        if (columns == 0 && !m_cells.empty())
+            m_cells.back() += text;
+        else
+            m_cells.emplace_back(text);
+        for (size_t i = 1; i < columns; ++i)
+            m_cells.emplace_back();
+    }
+
     std::vector<std::string> m_cells;
     std::vector<size_t> m_first;  // by byte
 };
@@ -68,13 +85,19 @@ std::string without_trailing_blanks(std::string text) {
 }
 
 std::string shown_line(const SourceText &source, Place place, bool colours, const char *colour) {
-    const Columns columns(source.line(place.line));
-    const size_t caret = columns.of_byte(place.column - 1);
-    const size_t end = std::max(columns.of_byte(place.column - 1 + place.length), caret + 1);
+    const std::string_view line = source.line(place.line);
+    // Lines may be as long as files: only the surroundings of the place are looked at.
+    size_t begin = place.column > surroundings ? place.column - surroundings : 0;
+    while (begin > 0 && begin < line.size() && (static_cast<unsigned char>(line[begin]) & 0xc0) == 0x80)
+        --begin;
+    const Columns columns(line.substr(begin, 2 * surroundings));
+    const size_t first = place.column - 1 - begin;
+    const size_t caret = columns.of_byte(first);
+    const size_t end = std::max(columns.of_byte(first + place.length), caret + 1);
     const size_t from = columns.size() <= widest || caret < before_caret ? 0 : caret - before_caret;
     const size_t to = from + widest;
-    const std::string before = from > 0 ? "..." : "";
-    const std::string behind = to < columns.size() ? "..." : "";
+    const std::string before = from > 0 || begin > 0 ? "..." : "";
+    const std::string behind = to < columns.size() || begin + 2 * surroundings < line.size() ? "..." : "";
     const std::string marks = "^" + std::string(std::min(end, to) - caret - 1, '~');
     return without_trailing_blanks(fmt::format("{:>5} | {}{}{}", place.line, before, columns.text(from, to), behind)) +
            "\n" +
@@ -84,8 +107,9 @@ std::string shown_line(const SourceText &source, Place place, bool colours, cons
 
 std::string headline(const CheckedFile &file, Place place, bool colours, const char *colour, const char *word,
                      const std::string &text) {
-    const std::string where =
-        place.line == 0 ? fmt::format("{}:", file.name) : fmt::format("{}:{}:{}:", file.name, place.line, place.column);
+    const std::string where = place.line == 0
+                                  ? fmt::format("{}:", printable(file.name))
+                                  : fmt::format("{}:{}:{}:", printable(file.name), place.line, place.column);
     return fmt::format("{} {} {}\n", painted(colours, bold, where), painted(colours, colour, fmt::format("{}:", word)),
                        text);
 }
@@ -127,6 +151,7 @@ std::string verdict_text(const std::vector<Finding> &findings) {
 }
 
 std::string summary_text(const CheckedFile &file) {
-    return fmt::format("{}: {}, {}: {}", file.name, grammar_word(file.outline.grammar), contents_summary(file.outline),
-                       verdict_text(file.findings));
+    return fmt::format("{}: {}, {}: {}{}", printable(file.name), grammar_word(file.outline.grammar),
+                       contents_summary(file.outline), verdict_text(file.findings),
+                       file.ignored == 0 ? "" : fmt::format(", {} ignored", file.ignored));
 }

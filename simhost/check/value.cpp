@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -12,7 +13,6 @@
 namespace {
 
 constexpr size_t longest_name = name_size - 1;
-constexpr size_t longest_help = 60;
 
 std::string kept_name(const std::string &raw) { return c_text(purified_name(raw.c_str())); }
 
@@ -43,38 +43,115 @@ std::string meaning(ValueKind kind, const std::string &text) {
     }
 }
 
+// The value with the ';' that it lacks. Commas in front of that would be a name without a name.
+std::string completed(const Value &value) {
+    std::string text = value.text();
+    while (value.kind() == ValueKind::list && !text.empty() && text.back() == ',')
+        text.pop_back();
+    return text + ';';
+}
+
 void check_missing_semicolon(const Value &value, Findings &findings) {
     if (value.kind() == ValueKind::full_text || value.goes_on())
         return;
+    const std::string meant_text = completed(value);
     const std::string read = meaning(value.kind(), value.text());
-    const std::string meant = meaning(value.kind(), value.text() + ";");
-    const std::string help = value.text().size() > longest_help ? "" : fmt::format("write {};", value.text());
-    const Place end = value.place(value.text().size() - 1, value.text().size());
+    const std::string meant = meaning(value.kind(), meant_text);
+    const std::string help = help_to_write(meant_text);
+    const size_t size = value.text().size();
+    const Place end = value.place(size - 1, size);
+    const size_t kept = meant_text.size() - 1;
+    const Edit edit = kept == size ? Edit{value.place_behind(), ";"} : Edit{value.place(kept, size), ";"};
     if (read == meant)
-        findings.warning(Rule::missing_semicolon, end, "the ';' at the end of the value is missing", help);
+        findings.warning(Rule::missing_semicolon, end, "the ';' at the end of the value is missing", help).edits = {
+            edit};
     else if (value.kind() == ValueKind::size)
-        findings.error(
-            Rule::missing_semicolon, value.place(),
-            fmt::format("without a ';' behind it the unit is not looked at: {} is {}", quoted(value.text()), read),
-            help);
+        findings
+            .error(
+                Rule::missing_semicolon, value.place(),
+                fmt::format("without a ';' behind it the unit is not looked at: {} is {}", quoted(value.text()), read),
+                help)
+            .edits = {edit};
     else
-        findings.error(Rule::missing_semicolon, end,
-                       fmt::format("without a ';' the value loses its last character: it is read as {}", quoted(read)),
-                       help);
+        findings
+            .error(Rule::missing_semicolon, end,
+                   fmt::format("without a ';' the value loses its last character: it is read as {}", quoted(read)),
+                   help)
+            .edits = {edit};
+}
+
+// Whether a text begins with a key and '='.
+bool begins_with_key(const std::string &text) {
+    const size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string::npos)
+        return false;
+    return std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(equals),
+                       [](char byte) { return is_ascii_letter(byte) || byte == '_'; });
+}
+
+// Whether what stands behind the ';' of a list goes on with it: names, not a remark of several words.
+bool continues_list(const Value &value) {
+    const size_t first = value.said_size() + 1;
+    const std::string &text = value.text();
+    bool has_name = false;
+    for (size_t i = first; i < text.size(); ++i) {
+        const bool is_separator = text[i] == ',' || text[i] == ';';
+        if (!is_separator && kept_name(std::string(1, text[i])).empty())
+            return false;
+        if (i > first && value.blank_before(i) && !is_separator && text[i - 1] != ',' && text[i - 1] != ';')
+            return false;
+        has_name = has_name || !is_separator;
+    }
+    return value.kind() == ValueKind::list && has_name;
+}
+
+// The list with ',' between all of its names.
+std::string with_commas(const std::string &text) {
+    std::string list;
+    bool is_between = false;
+    for (const char byte : text) {
+        if (byte == ',' || byte == ';') {
+            is_between = !list.empty();
+            continue;
+        }
+        list += is_between ? std::string{',', byte} : std::string(1, byte);
+        is_between = false;
+    }
+    return list + ';';
 }
 
 void check_after_semicolon(const Value &value, Findings &findings) {
     const size_t said = value.said_size();
-    const std::string read = meaning(value.kind(), value.text());
-    const std::string meant = meaning(value.kind(), value.text().substr(0, said + 1));
-    const Place rest = value.place(said + 1, value.text().size());
-    if (read == meant)
+    const std::string &text = value.text();
+    const std::string read = meaning(value.kind(), text);
+    const std::string meant = meaning(value.kind(), text.substr(0, said + 1));
+    const std::string behind = text.substr(said + 1);
+    const Place rest = value.place(said + 1, text.size());
+    if (begins_with_key(behind)) {
+        const std::string key = behind.substr(0, behind.find('='));
+        findings
+            .error(Rule::after_semicolon, rest,
+                   read == meant ? fmt::format("a line holds one key and one value: this {} is lost", quoted(key))
+                                 : fmt::format("a line holds one key and one value: this {} is lost, and the value in "
+                                               "front of it is read as {}",
+                                               quoted(key), quoted(read)),
+                   fmt::format("put {} on a line of its own", quoted(key)))
+            .edits = {{{rest.line, rest.column, 0}, "\n"}};
+    } else if (continues_list(value)) {
+        const std::string mended = with_commas(text);
+        findings
+            .error(Rule::after_semicolon, rest,
+                   fmt::format("a ';' ends a name, but does not begin another: the list is read as {}", quoted(read)),
+                   "put a ',' between two names: " + help_to_write(mended))
+            .edits = {{value.place(0, text.size()), mended}};
+    } else if (read == meant) {
         findings.warning(Rule::after_semicolon, rest,
                          "what stands behind the ';' is dropped; a line holds one key and one value");
-    else
+    } else {
         findings.error(Rule::after_semicolon, rest,
                        fmt::format("a ';' in the middle does not end the value: it is read as {}", quoted(read)),
                        "put what follows on a line of its own");
+    }
 }
 
 // What a person would see wrong in a value's end.
@@ -104,6 +181,17 @@ void check_blanks(const Value &value, Findings &findings) {
     }
 }
 
+// What to do about a byte that no name may hold.
+std::string name_help(const std::string &said) {
+    if (said.find_first_of("*?") != std::string::npos)
+        return "there are no wildcards: list every name";
+    if (said.find_first_of("[{") != std::string::npos)
+        return "there are no ranges: list every name";
+    if (said.find_first_of("'\"") != std::string::npos)
+        return "names stand without quotes";
+    return "names hold letters, digits, '_', '-' and '.'";
+}
+
 // One name of a value, from first up to last.
 ListedName check_one_name(const Value &value, size_t first, size_t last, const char *what, Findings &findings) {
     const std::string raw = value.text().substr(first, last - first);
@@ -112,14 +200,18 @@ ListedName check_one_name(const Value &value, size_t first, size_t last, const c
     const Place place = value.place(first, first + said.size());
     const bool is_behind_end = first > value.said_size();
     if (is_behind_end || name == said) {
-        if (!is_behind_end && name.empty())
-            findings.error(Rule::empty_name, value.place(first, last), fmt::format("a {} without a name", what),
-                           first > 0 ? "take the ',' away" : "");
+        if (!is_behind_end && name.empty()) {
+            Finding &finding =
+                findings.error(Rule::empty_name, value.place(first, last), fmt::format("a {} without a name", what),
+                               first > 0 ? "take the ',' away" : "");
+            if (first > 0)
+                finding.edits = {{value.place(first - 1, first), ""}};
+        }
     } else if (name.empty()) {
         findings.error(
             Rule::empty_name, place,
             fmt::format("{} begins with a byte that no name may hold, so the {}'s name is empty", quoted(said), what),
-            "names hold letters, digits, '_', '-' and '.'");
+            name_help(said));
     } else if (name.size() == longest_name && kept_name(said.substr(longest_name)) != "") {
         findings.error(Rule::name_too_long, place,
                        fmt::format("names are cut to {} bytes: this one of {} bytes is read as {}", longest_name,
@@ -127,7 +219,7 @@ ListedName check_one_name(const Value &value, size_t first, size_t last, const c
     } else {
         findings.error(Rule::name_cut, value.place(first + name.size(), first + name.size() + 1),
                        fmt::format("no name may hold this byte: {} is read as {}", quoted(said), quoted(name)),
-                       "names hold letters, digits, '_', '-' and '.'");
+                       name_help(said));
     }
     return {name, place};
 }
@@ -147,10 +239,17 @@ int unit_shift(char unit) {
     return index == std::string::npos ? -1 : static_cast<int>(10 * (index + 1));
 }
 
+// Whether a size comes out as it is written; what it is told as has 63 bits.
+bool fits(const std::string &digits, int shift) {
+    uint64_t number = 0;
+    return reads_number(digits, number) && number <= INT32_MAX && number <= static_cast<uint64_t>(INT64_MAX) >> shift;
+}
+
 // "2TB" and "2TiB" are what people write who mean "2T".
 std::string unit_help(const std::string &digits, const std::string &unit) {
     const std::string rest = unit.substr(1);
-    if (unit_shift(unit[0]) > 0 && (rest == "B" || rest == "b" || rest == "iB"))
+    const int shift = unit_shift(unit[0]);
+    if (shift > 0 && fits(digits, shift) && (rest == "B" || rest == "b" || rest == "iB" || rest == "ib"))
         return fmt::format("write {}{};", digits, unit[0]);
     return sizes_help();
 }
@@ -158,18 +257,20 @@ std::string unit_help(const std::string &digits, const std::string &unit) {
 void check_number(const Value &value, const std::string &digits, const std::string &unit, Findings &findings) {
     const std::string read = meaning(ValueKind::size, value.text());
     uint64_t number = 0;
-    const bool fits = reads_number(digits, number);
     const Place place = value.place(0, value.said_size());
-    if (!fits || number > INT32_MAX) {
+    if (!reads_number(digits, number) || number > INT32_MAX) {
         findings.error(Rule::size_too_large, place,
                        fmt::format("the number in front of the unit has 31 bits: {} is {}", quoted(value.said()), read),
                        "use a larger unit");
         return;
     }
     const int shift = unit.empty() ? -1 : unit_shift(unit[0]);
-    if (shift > 0 && number > (UINT64_MAX >> shift))
+    if (shift > 0 && number > static_cast<uint64_t>(INT64_MAX) >> shift)
         findings.error(Rule::size_too_large, place,
-                       fmt::format("this is more than 64 bits hold: {} is {}", quoted(value.said()), read));
+                       number > UINT64_MAX >> shift
+                           ? fmt::format("this is more than 64 bits hold: {} is {}", quoted(value.said()), read)
+                           : fmt::format("properties hold sizes of 63 bits: {} is told as {} bytes",
+                                         quoted(value.said()), static_cast<int64_t>(number << shift)));
     else if (number == 0)
         findings.warning(Rule::size_zero, place, "a size of 0");
 }
@@ -185,10 +286,6 @@ size_t Value::said_size() const {
 }
 
 Place Value::place() const { return place(0, said_size()); }
-
-bool Value::blank_before(size_t index) const {
-    return m_line->offsets[m_begin + index] != m_line->offsets[m_begin + index - 1] + 1;
-}
 
 ListedName check_name(const Value &value, const char *what, Findings &findings) {
     if (value.text().empty()) {
@@ -213,8 +310,10 @@ std::vector<ListedName> check_names(const Value &value, const char *what, Findin
         const size_t last = std::min(text.find(',', first), text.size());
         if (last == first) {
             if (first < value.said_size())
-                findings.warning(Rule::empty_item, value.place(first, first + 1), "an empty item of a list vanishes",
-                                 "take the ',' away");
+                findings
+                    .warning(Rule::empty_item, value.place(first, first + 1), "an empty item of a list vanishes",
+                             "take the ',' away")
+                    .edits = {{value.place(first, first + 1), ""}};
         } else {
             names.push_back(check_one_name(value, first, last, what, findings));
         }
@@ -226,20 +325,33 @@ std::vector<ListedName> check_names(const Value &value, const char *what, Findin
 std::vector<ListedName> check_directory_names(const Value &value, const char *what, Findings &findings) {
     std::vector<ListedName> names = check_names(value, what, findings);
     for (const ListedName &name : names)
-        if (name.name == "." || name.name == "..")
-            findings.error(
-                Rule::directory_name, name.place,
-                fmt::format("the directory of {} {} is {}", what, quoted(name.name),
-                            name.name == "." ? "the storage directory itself" : "the one above the storage directory"));
+        check_directory_name(name, what, findings);
     return names;
 }
 
-uint64_t check_size(const Value &value, Findings &findings) {
-    const uint64_t bytes = parse_size(value.text().c_str());
+void check_directory_name(const ListedName &name, const char *what, Findings &findings) {
+    const bool is_dots = name.name == "." || name.name == "..";
+    if (!is_dots && name.name != unfinished_images)
+        return;
+    if (!is_dots || std::string(what) == "pool")
+        findings.error(Rule::directory_name, name.place,
+                       fmt::format("the image library takes no {} of the name {}: all image calls for it fail", what,
+                                   quoted(name.name)),
+                       "choose another name");
+    else
+        findings.error(
+            Rule::directory_name, name.place,
+            fmt::format("the directory of {} {} is {}", what, quoted(name.name),
+                        name.name == "." ? "the storage directory itself" : "the one above the storage directory"),
+            "choose another name");
+}
+
+CheckedSize check_size(const Value &value, Findings &findings) {
+    CheckedSize size{parse_size(value.text().c_str()), false};
     const std::string said = value.said();
     if (said.empty()) {
         findings.error(Rule::empty_value, value.place(), "no size, which counts as 0", sizes_help());
-        return bytes;
+        return size;
     }
     const bool has_sign = said[0] == '-' || said[0] == '+';
     size_t end = has_sign ? 1 : 0;
@@ -266,8 +378,10 @@ uint64_t check_size(const Value &value, Findings &findings) {
     } else {
         check_ending(value, findings);
         check_number(value, digits, unit, findings);
+        uint64_t number = 0;
+        size.is_as_written = reads_number(digits, number) && number <= INT32_MAX;
     }
-    return bytes;
+    return size;
 }
 
 std::string check_text(const Value &value, Findings &findings) {

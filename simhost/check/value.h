@@ -8,6 +8,9 @@
 #include "simhost/check/findings.h"
 #include "simhost/check/source_text.h"
 
+// The directories, inside those of LSUs, where the image library keeps images that are being written.
+inline constexpr char unfinished_images[] = ".stsimg-unfinished";
+
 enum class ValueKind {
     name,       // of a section
     list,       // of names
@@ -32,7 +35,9 @@ public:
     Place place(size_t first, size_t last) const { return m_line->place(m_begin + first, m_begin + last); }
     // Of what said() is.
     Place place() const;
-    bool blank_before(size_t index) const;
+    // Behind the last byte.
+    Place place_behind() const { return m_line->place_behind(); }
+    bool blank_before(size_t index) const { return m_line->blank_before(m_begin + index); }
 
 private:
     const ReadLine *m_line;
@@ -50,8 +55,15 @@ struct ListedName {
 ListedName check_name(const Value &value, const char *what, Findings &findings);
 // what: "disk", "host", "volume".
 std::vector<ListedName> check_names(const Value &value, const char *what, Findings &findings);
-// The same for names that directories are made of.
+// The same for names that directories are made of. Those of sections are judged one by one.
 std::vector<ListedName> check_directory_names(const Value &value, const char *what, Findings &findings);
-uint64_t check_size(const Value &value, Findings &findings);
+void check_directory_name(const ListedName &name, const char *what, Findings &findings);
+
+struct CheckedSize {
+    uint64_t bytes = 0;
+    bool is_as_written = false;  // the number of bytes that a person would take it for
+};
+CheckedSize check_size(const Value &value, Findings &findings);
+
 // For text, full_text and path.
 std::string check_text(const Value &value, Findings &findings);

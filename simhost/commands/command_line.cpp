@@ -144,6 +144,7 @@ void add_commands(CLI::App &app, CommandLine &line) {
     add_init_command(app, line);
     add_check_command(app, line);
     add_show_command(app, line);
+    add_diff_command(app, line);
     add_journal_commands(app, line);
     add_help_command(app, line);
     app.footer(

@@ -50,6 +50,7 @@ void add_server_options(CLI::App &command, ServerOptions &options);
 void add_check_command(CLI::App &app, CommandLine &line);
 void add_claim_command(CLI::App &app, CommandLine &line);
 void add_help_command(CLI::App &app, CommandLine &line);
+void add_diff_command(CLI::App &app, CommandLine &line);
 void add_image_copy_command(CLI::App &app, CommandLine &line);
 void add_image_get_command(CLI::App &app, CommandLine &line);
 void add_image_ls_command(CLI::App &app, CommandLine &line);

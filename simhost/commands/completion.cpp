@@ -82,7 +82,8 @@ Completion value_of(const Typing &typing, const CLI::Option &option, const std::
     Completion completion;
     if (type == "DIR")
         completion.others = Completion::Others::directories;
-    else if (type == "FILE" || type == "PATH" || type == "PLUGIN" || type == "A" || type == "B")
+    else if (type == "FILE" || type == "PATH" || type == "PLUGIN" || type == "A" || type == "B" || type == "BEFORE" ||
+             type == "AFTER")
         completion.others = Completion::Others::files;
     else
         for (std::string &value : values_for(typing.given, name, word))

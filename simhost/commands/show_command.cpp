@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "base/escaped_text.h"
 #include "simhost/check/checked_file.h"
 #include "simhost/check/configuration_source.h"
 #include "simhost/check/findings.h"
@@ -22,8 +23,6 @@ struct ShowOptions {
 };
 
 std::string picture_of(const View &view, const std::string &format) {
-    if (format == "json")
-        return json_of(view).dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
     if (format == "dot")
         return dot_of(view);
     if (format == "svg")
@@ -37,11 +36,13 @@ void show(const ShowOptions &options, Report &report) {
     const Grammar grammar = choose_grammar(options.file, options.grammar);
     const std::string name = options.file == "-" ? "<stdin>" : options.file;
     const View view = view_of(check_file(name, read_configuration_source(options.file), grammar));
-    report.result() = json_of(view);
-    if (!report.options().json)
+    if (report.options().json)
+        report.result() = json_of(view);
+    else
         report.raw(picture_of(view, options.format));
     if (view.errors > 0)
-        report.warn(fmt::format("{}: {}: \"simhost check\" tells them", name, counted(view.errors, "error")));
+        report.warn(
+            fmt::format("{}: {}: \"simhost check\" tells them", printable(name), counted(view.errors, "error")));
 }
 
 }  // namespace
@@ -53,9 +54,9 @@ void add_show_command(CLI::App &app, CommandLine &line) {
     add_grammar_option(*command, options->grammar);
     CLI::Option *format =
         command
-            ->add_option(
-                "--format", options->format,
-                "How: text (a tree, the default), json, dot, svg (drawn by Graphviz) or html (a page of its own)")
+            ->add_option("--format", options->format,
+                         "How: text (a tree, the default), json (as --json), dot, svg (drawn by Graphviz) or html (a "
+                         "page of its own)")
             ->type_name("FORMAT")
             ->check(CLI::Validator(CLI::IsMember({"text", "json", "dot", "svg", "html"})).description(""));
     add_json_option(*command, line.output)->excludes(format);
@@ -69,6 +70,7 @@ void add_show_command(CLI::App &app, CommandLine &line) {
         "Graphviz is not there, 3 the file has errors (with --strict).");
     command->callback([options, &line] {
         line.command = "show";
+        line.output.json = line.output.json || options->format == "json";
         line.action = [options](Workbench &bench) { show(*options, bench.report); };
     });
 }

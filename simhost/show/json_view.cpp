@@ -1,5 +1,7 @@
 #include "simhost/show/json_view.h"
 
+#include "simhost/check/json_report.h"
+
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -7,7 +9,7 @@ namespace {
 Json pool_json(const PoolView &pool) {
     Json volumes = Json::array();
     for (const VolumeView &volume : pool.volumes)
-        volumes.push_back({{"name", volume.name}, {"udid", volume.identifier}, {"bytes", pool.volume_bytes}});
+        volumes.push_back({{"name", volume.name}, {"udid", volume.identifier}, {"capacity_bytes", pool.volume_bytes}});
     return {{"name", pool.name},   {"listed", pool.is_listed},        {"capacity_bytes", pool.capacity_bytes},
             {"hosts", pool.hosts}, {"storage_dir", pool.storage_dir}, {"storage_dir_is_default", pool.has_default_dir},
             {"volumes", volumes}};
@@ -45,6 +47,9 @@ Json json_of(const View &view) {
                  {"contents", view.contents},
                  {"errors", view.errors},
                  {"warnings", view.warnings}};
+    json["findings"] = Json::array();
+    for (const Finding &finding : view.findings)
+        json["findings"].push_back(finding_json(finding));
     json.update(is_array ? array_json(view) : copan_json(view));
     return json;
 }

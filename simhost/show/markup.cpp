@@ -1,6 +1,7 @@
 #include "simhost/show/markup.h"
 
-#include "base/utf8.h"
+#include "base/characters.h"
+#include "base/escaped_text.h"
 
 namespace {
 
@@ -26,15 +27,13 @@ const char *entity(char byte) {
 std::string markup_text(const std::string &text) {
     std::string result;
     for (size_t i = 0; i < text.size();) {
-        const size_t length = utf8_length(std::string_view(text).substr(i));
-        const auto byte = static_cast<unsigned char>(text[i]);
+        const Character character = first_character(std::string_view(text).substr(i));
+        const std::string bytes = text.substr(i, character.bytes);
         if (const char *replacement = entity(text[i]))
             result += replacement;
-        else if (length == 1 && (byte < 0x20 || byte >= 0x7f))
-            result += '?';
         else
-            result += text.substr(i, length);
-        i += length;
+            result += character.is_valid && hidden_name(character.code) == nullptr ? bytes : printable(bytes);
+        i += character.bytes;
     }
     return result;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/escaped_text.h"
+#include "base/text_columns.h"
 #include "simhost/check/findings.h"
 #include "simhost/report/binary_size.h"
 
@@ -35,12 +36,12 @@ std::string joined(const std::vector<std::string> &names, const char *otherwise)
 std::vector<Node> volume_nodes(const std::vector<VolumeView> &volumes) {
     size_t width = 0;
     for (const VolumeView &volume : volumes)
-        width = std::max(width, volume.name.size());
+        width = std::max(width, text_columns(shown(volume.name)));
     std::vector<Node> nodes;
     for (const VolumeView &volume : volumes) {
         const bool has_identifier = !volume.identifier.empty() && volume.identifier != volume.name;
         nodes.push_back({has_identifier
-                             ? fmt::format("{:<{}}  {}", shown(volume.name), width, printable(volume.identifier))
+                             ? fmt::format("{}  {}", at_left(shown(volume.name), width), printable(volume.identifier))
                              : shown(volume.name),
                          {}});
     }

@@ -37,8 +37,9 @@ struct ServerView {
 struct View {
     std::string file;
     Grammar grammar = Grammar::array;
-    std::string contents;  // "2 pools, 14 volumes, 3 hosts"
-    size_t errors = 0;     // that the checker finds
+    std::string contents;           // "2 pools, 14 volumes, 3 hosts"
+    std::vector<Finding> findings;  // of the checker
+    size_t errors = 0;
     size_t warnings = 0;
     std::vector<PoolView> pools;  // in listing order, those that are never listed last
     std::vector<HostView> hosts;
@@ -51,3 +52,6 @@ struct View {
 
 // Serves the file's bytes to the plug-in's classes from memory, so the program must link stspi_config_redirect.
 View view_of(const CheckedFile &file);
+
+// Names the servers of a Copan array as those of another file, which it is to replace.
+void take_prefix(const View &of, View &view);

@@ -1,6 +1,5 @@
 """simhost day by day: what is told of mistakes and odd names, and what saves typing."""
 
-import json
 import os
 import pathlib
 import shutil
@@ -8,6 +7,7 @@ import signal
 import struct
 import subprocess
 
+from json_schema import document_of
 from simhost_world import FAKE_PLUGIN, PLUGIN, SIMHOST, SimhostTest, main
 
 
@@ -111,7 +111,7 @@ class Told(SimhostTest):
         process.stdin.write(b"x" * 3_000_000)
         process.stdin.flush()
         process.send_signal(signal.SIGTERM)
-        document = json.loads(process.stdout.read())
+        document = document_of(process.stdout.read())
         process.wait(timeout=60)
         process.stdin.close()
         process.stdout.close()

@@ -1,10 +1,10 @@
 """simhost run with a plug-in that goes wrong: each fault is told and everything is undone."""
 
-import json
 import os
 import signal
 import subprocess
 
+from json_schema import document_of
 from simhost_world import FAKE_PLUGIN, SIMHOST, SimhostTest, main
 
 
@@ -91,7 +91,7 @@ class Faults(SimhostTest):
 
     def test_what_is_printed_is_shown_apart(self):
         done = self.expect(0, self.run_with("print:HELLO", "--json"))
-        self.assertEqual(json.loads(done.stdout)["plugin_output"], ["HELLO"])
+        self.assertEqual(document_of(done.stdout)["plugin_output"], ["HELLO"])
         done = self.expect(0, self.run_with("print:HELLO"))
         self.assertIn(b"    printed: HELLO\n", done.stdout)
         self.expect(3, self.run_with("print:HELLO", "--strict"))
@@ -144,7 +144,7 @@ class Faults(SimhostTest):
         self.assertIn(b"cannot write to standard output", process.stderr)
 
     def test_the_errors_are_in_the_document(self):
-        document = json.loads(self.failing("corrupt:1", "differs", "--json").stdout)
+        document = document_of(self.failing("corrupt:1", "differs", "--json").stdout)
         self.assertFalse(document["ok"])
         self.assertEqual(document["exit_status"], 1)
         self.assertIn("differs", document["errors"][0])

@@ -11,6 +11,8 @@ import unittest
 
 import jsonschema
 
+from json_schema import document_of
+
 SIMHOST, SAMPLE, SOURCE = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
 BROWSER = shutil.which("chromium")
 SCHEMA = json.loads((SOURCE / "docs" / "journal.schema.json").read_text())
@@ -178,7 +180,7 @@ class Show(JournalTest):
 class Stats(JournalTest):
     def test_calls_statuses_and_latencies(self):
         done = simhost("stats", "--json", self.sample("j", "other"))
-        result = json.loads(done.stdout)["result"]
+        result = document_of(done.stdout)["result"]
         write = result["entry_points"]["stspi_write_image"]
         self.assertEqual(write["calls"], 3)
         self.assertEqual(write["statuses"], {"0": 2, "2061107": 1})
@@ -192,7 +194,7 @@ class Stats(JournalTest):
     def test_latencies_are_those_of_the_journal(self):
         path = self.sample("j", "many")
         durations = sorted(line["volatile"]["duration_ns"] for line in self.lines(path) if line["event"] == "leave")
-        latency = json.loads(simhost("stats", "--json", path).stdout)["result"]["entry_points"]["stspi_ioctl"]["latency_ns"]
+        latency = document_of(simhost("stats", "--json", path).stdout)["result"]["entry_points"]["stspi_ioctl"]["latency_ns"]
         self.assertEqual(len(durations), 20000)
         self.assertEqual(latency, {"p50": durations[9999], "p90": durations[17999], "p99": durations[19799],
                                    "p99.9": durations[19979], "max": durations[-1]})
@@ -248,7 +250,7 @@ class Export(JournalTest):
 class Diff(JournalTest):
     def differences(self, *arguments):
         done = simhost("diff", "--json", *arguments)
-        return done.returncode, json.loads(done.stdout)["result"]
+        return done.returncode, document_of(done.stdout)["result"]
 
     def test_runs_of_the_same_calls_are_the_same(self):
         done = simhost("diff", self.sample("a"), self.sample("b"))

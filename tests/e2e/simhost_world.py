@@ -1,6 +1,5 @@
 """What the end-to-end tests of simhost share: the programs under test, and a private world for each test."""
 
-import json
 import os
 import pathlib
 import shutil
@@ -8,6 +7,8 @@ import subprocess
 import sys
 import tempfile
 import unittest
+
+from json_schema import document_of
 
 SIMHOST, PLUGIN, FAKE_PLUGIN, SOURCE = sys.argv[1:5]
 # Another build, to see whether a test fails there.
@@ -66,7 +67,7 @@ class SimhostTest(unittest.TestCase):
         return self.expect(0, self.simhost(command, *arguments, **how))
 
     def document(self, done):
-        return json.loads(done.stdout)
+        return document_of(done.stdout)
 
     def tree(self, *directories):
         """Everything that stands in the directories, for comparing before and after."""

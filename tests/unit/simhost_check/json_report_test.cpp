@@ -15,7 +15,7 @@ TEST(FileJson, HoldsFindingsAndContents) {
     EXPECT_EQ(json["errors"], 0);
     EXPECT_EQ(json["warnings"], 1);
     EXPECT_EQ(json["contents"]["summary"], "1 pool, 1 volume, 1 host");
-    EXPECT_EQ(json["contents"]["pools"][0]["volume_bytes"], 1024);
+    EXPECT_EQ(json["contents"]["pools"][0]["volume_capacity_bytes"], 1024);
     EXPECT_EQ(json["findings"][0]["id"], "no-storage-dir");
     EXPECT_EQ(json["findings"][0]["place"], (Json{{"line", 1}, {"column", 13}, {"length", 1}}));
 }
@@ -28,10 +28,15 @@ TEST(FileJson, WholeFileHasNoPlace) {
 
 TEST(SarifLog, NamesRulesPlacesAndRelatedPlaces) {
     const std::string text = "ENCLOSURE = a;\nDISKS = d,d;\nHOSTS = \xC3\xA4h;\n";
-    const Json log = sarif_log({check_file("a dir/f.sim", text, Grammar::array)}, "1.2");
+    const Json log =
+        sarif_log({check_file("a dir/f.sim", text, Grammar::array)}, {{"b.sim", "b.sim: gone"}}, {"1.2", 2});
     EXPECT_EQ(log["version"], "2.1.0");
     const Json &run = log["runs"][0];
     EXPECT_EQ(run["tool"]["driver"]["version"], "1.2");
+    const Json &invocation = run["invocations"][0];
+    EXPECT_EQ(invocation["executionSuccessful"], false);
+    EXPECT_EQ(invocation["exitCode"], 2);
+    EXPECT_EQ(invocation["toolExecutionNotifications"][0]["message"]["text"], "b.sim: gone");
     bool has_duplicate = false;
     for (const Json &result : run["results"]) {
         EXPECT_EQ(run["tool"]["driver"]["rules"][result["ruleIndex"].get<size_t>()]["id"], result["ruleId"]);
@@ -47,6 +52,12 @@ TEST(SarifLog, NamesRulesPlacesAndRelatedPlaces) {
         }
     }
     EXPECT_TRUE(has_duplicate);
+}
+
+TEST(SarifLog, OfFilesThatWereAllReadIsASuccess) {
+    const Json log = sarif_log({}, {}, {"1.2", 0});
+    EXPECT_EQ(log["runs"][0]["invocations"][0]["executionSuccessful"], true);
+    EXPECT_TRUE(log["runs"][0]["invocations"][0]["toolExecutionNotifications"].empty());
 }
 
 TEST(RuleTexts, AreSortedAndUnique) {

@@ -4,10 +4,16 @@
 
 namespace {
 
+std::vector<ReadLine> read_lines(const SourceText &source) {
+    std::vector<ReadLine> lines;
+    source.for_each_line([&](const ReadLine &line) { lines.push_back(line); });
+    return lines;
+}
+
 TEST(SourceText, PlacesAreThoseOfTheBytesTyped) {
     const SourceText source("\tDISKS = d1, d2;\n");
-    ASSERT_EQ(source.read_lines().size(), 1U);
-    const ReadLine &line = source.read_lines()[0];
+    ASSERT_EQ(read_lines(source).size(), 1U);
+    const ReadLine line = read_lines(source)[0];
     EXPECT_EQ(line.text, "DISKS=d1,d2;");
     const Place second_name = line.place(9, 11);
     EXPECT_EQ(second_name.line, 1U);
@@ -20,7 +26,7 @@ TEST(SourceText, PlacesAreThoseOfTheBytesTyped) {
 
 TEST(SourceText, EmptyFileHasNoLines) {
     const SourceText source("");
-    EXPECT_TRUE(source.read_lines().empty());
+    EXPECT_TRUE(read_lines(source).empty());
     EXPECT_EQ(source.line_count(), 0U);
 }
 
@@ -29,39 +35,60 @@ TEST(SourceText, LastLineNeedsNoLineFeed) {
     ASSERT_EQ(source.line_count(), 2U);
     EXPECT_EQ(source.line(1), "A=1;");
     EXPECT_EQ(source.line(2), "B=2;");
-    EXPECT_EQ(source.read_lines()[1].line, 2U);
+    EXPECT_EQ(read_lines(source)[1].line, 2U);
 }
 
 TEST(SourceText, OverLongLineComesInPieces) {
     const SourceText source(std::string(1500, 'x') + "\nB=2;\n");
-    ASSERT_EQ(source.read_lines().size(), 3U);
+    ASSERT_EQ(read_lines(source).size(), 3U);
     EXPECT_EQ(source.line_count(), 2U);
-    EXPECT_EQ(source.read_lines()[0].text.size(), 1023U);
-    EXPECT_TRUE(source.read_lines()[0].goes_on);
-    EXPECT_EQ(source.read_lines()[1].line, 1U);
-    EXPECT_EQ(source.read_lines()[1].begin, 1023U);
-    EXPECT_EQ(source.read_lines()[1].place().column, 1024U);
-    EXPECT_FALSE(source.read_lines()[1].goes_on);
-    EXPECT_EQ(source.read_lines()[2].line, 2U);
-    EXPECT_EQ(source.read_lines()[2].reader_line, 3U);
+    EXPECT_EQ(read_lines(source)[0].text.size(), 1023U);
+    EXPECT_TRUE(read_lines(source)[0].goes_on);
+    EXPECT_EQ(read_lines(source)[1].line, 1U);
+    EXPECT_EQ(read_lines(source)[1].begin, 1023U);
+    EXPECT_EQ(read_lines(source)[1].place().column, 1024U);
+    EXPECT_FALSE(read_lines(source)[1].goes_on);
+    EXPECT_EQ(read_lines(source)[2].line, 2U);
+    EXPECT_EQ(read_lines(source)[2].reader_line, 3U);
 }
 
 TEST(SourceText, LineFeedBehindTheBufferIsALineOfItsOwnForTheReader) {
     const SourceText source(std::string(1023, 'x') + "\nB=2;\n");
-    ASSERT_EQ(source.read_lines().size(), 3U);
-    EXPECT_FALSE(source.read_lines()[0].goes_on);
-    EXPECT_EQ(source.read_lines()[1].text, "");
-    EXPECT_EQ(source.read_lines()[2].line, 2U);
-    EXPECT_EQ(source.read_lines()[2].reader_line, 3U);
+    ASSERT_EQ(read_lines(source).size(), 3U);
+    EXPECT_FALSE(read_lines(source)[0].goes_on);
+    EXPECT_EQ(read_lines(source)[1].text, "");
+    EXPECT_EQ(read_lines(source)[2].line, 2U);
+    EXPECT_EQ(read_lines(source)[2].reader_line, 3U);
+}
+
+TEST(SourceText, LaterPiecesAreKnownToHoldAnEquals) {
+    const std::string remark = "# " + std::string(1500, 'x');
+    EXPECT_FALSE(read_lines(SourceText(remark + "\nA=1;\n"))[0].has_later_equals);
+    EXPECT_TRUE(read_lines(SourceText(remark + "=\n"))[0].has_later_equals);
+    EXPECT_FALSE(read_lines(SourceText(remark + "=\n"))[1].has_later_equals);
+    EXPECT_FALSE(read_lines(SourceText("A=1;\n"))[0].has_later_equals);
+}
+
+TEST(SourceText, OffsetIsThatOfThePlace) {
+    const SourceText source("A=1;\nB=2;\n");
+    EXPECT_EQ(source.offset({2, 3, 1}), 7U);
+}
+
+TEST(SourceText, LineFeedsAloneAreLines) {
+    const SourceText source("\n\n");
+    EXPECT_EQ(source.line_count(), 2U);
+    EXPECT_EQ(source.line(2), "");
 }
 
 TEST(SourceText, NulEndsALine) {
     const SourceText source(std::string("AB\0C\nD\n", 7));
-    ASSERT_EQ(source.read_lines().size(), 2U);
-    EXPECT_EQ(source.read_lines()[0].text, "AB");
-    EXPECT_TRUE(source.read_lines()[0].goes_on);
-    EXPECT_EQ(source.read_lines()[1].text, "D");
-    EXPECT_FALSE(source.read_lines()[1].goes_on);
+    ASSERT_EQ(read_lines(source).size(), 2U);
+    EXPECT_EQ(read_lines(source)[0].text, "AB");
+    EXPECT_TRUE(read_lines(source)[0].has_nul);
+    EXPECT_EQ(read_lines(source)[0].nul, 3U);
+    EXPECT_TRUE(read_lines(source)[0].goes_on);
+    EXPECT_EQ(read_lines(source)[1].text, "D");
+    EXPECT_FALSE(read_lines(source)[1].goes_on);
 }
 
 }  // namespace

@@ -25,6 +25,34 @@ TEST(FindingsText, NothingOfTheFileReachesTheTerminalRaw) {
     EXPECT_THAT(text, HasSubstr("\\x1b[2J\\x07\\x9b"));
 }
 
+TEST(FindingsText, CaretCountsTheColumnsOfWideCharacters) {
+    // Two columns each; a combining mark takes none.
+    EXPECT_THAT(report("STORAGE_DIR\xE5\xB1\xB1 = 1;\n"),
+                HasSubstr("STORAGE_DIR\xE5\xB1\xB1 = 1;\n      | ^~~~~~~~~~~~~\n"));
+    EXPECT_THAT(report("FOOe\xCC\x81 = 1;\n"), HasSubstr("      | ^~~~\n"));
+}
+
+TEST(FindingsText, HiddenCharactersAreShownAsEscapes) {
+    const std::string text = report(
+        "FOO = \xE2\x80\xAE"
+        "1;\n\xC2\x85 = 1;\n");
+    EXPECT_THAT(text, HasSubstr("FOO = \\u202e1;"));
+    EXPECT_THAT(text, HasSubstr("\\u0085 = 1;"));
+    EXPECT_THAT(text, Not(HasSubstr("\xE2\x80\xAE")));
+}
+
+TEST(FindingsText, FileNamesAreEscapedOnce) {
+    const CheckedFile file = check_file("a\n\x1b[31m.sim", "FOO = 1;\n", Grammar::array);
+    EXPECT_THAT(findings_text(file, false), HasSubstr("a\\n\\x1b[31m.sim:1:1: error"));
+    EXPECT_THAT(summary_text(file), HasSubstr("a\\n\\x1b[31m.sim: disk array"));
+}
+
+TEST(FindingsText, PlacesFarDownALongLineAreShownAlone) {
+    const std::string text = report("ENCLOSURE = a;\nDISKS = " + std::string(5000000, ' ') + "d#;\n");
+    EXPECT_THAT(text, HasSubstr("    2 | ..."));
+    EXPECT_LT(text.size(), 5000U);
+}
+
 TEST(FindingsText, LongLinesAreShownAroundTheCaret) {
     const std::string text = report("ENCLOSURE = " + std::string(200, 'x') + "#;\n");
     EXPECT_THAT(text, HasSubstr("    1 | ENCLOSURE = xxx"));

@@ -6,13 +6,23 @@
 
 namespace {
 
+ReadLine first_line(const SourceText &source) {
+    ReadLine first;
+    source.for_each_line([&](const ReadLine &line) {
+        if (line.reader_line == 1)
+            first = line;
+    });
+    return first;
+}
+
 // The findings about "K=VALUE" as one kind of value, as "error id" and "warning id".
 std::string findings_of(const std::string &text, ValueKind kind) {
     const SourceText source("K=" + text);
-    const Value value(source.read_lines().at(0), 2, kind);
+    const ReadLine line = first_line(source);
+    const Value value(line, 2, kind);
     Findings findings;
     if (kind == ValueKind::size)
-        EXPECT_EQ(check_size(value, findings), parse_size(value.text().c_str()));
+        EXPECT_EQ(check_size(value, findings).bytes, parse_size(value.text().c_str()));
     else if (kind == ValueKind::name)
         check_name(value, "pool", findings);
     else if (kind == ValueKind::list)
@@ -45,6 +55,7 @@ TEST(CheckSize, ReportsWhatDoesNot) {
     EXPECT_EQ(size("2147483648;"), "error size-too-large");
     EXPECT_EQ(size("99999999999999999999;"), "error size-too-large");
     EXPECT_EQ(size("16384P;"), "error size-too-large");
+    EXPECT_EQ(size("8192P;"), "error size-too-large");
     EXPECT_EQ(size("0;"), "warning size-zero");
     EXPECT_EQ(size("0T;"), "warning size-zero");
     EXPECT_EQ(size(";"), "error empty-value");
@@ -75,15 +86,34 @@ TEST(CheckNames, TellsWhatIsLost) {
     EXPECT_EQ(list("a#b;"), "error name-cut");
     EXPECT_EQ(list("a b;"), "error blank-in-value");
     EXPECT_EQ(list("a;,b;"), "error after-semicolon");
+    EXPECT_EQ(list("a;b;"), "error after-semicolon");
+    EXPECT_EQ(list("a; two words;"), "warning after-semicolon");
+    EXPECT_EQ(list("a;#b"), "warning after-semicolon");
+    EXPECT_EQ(list("a; DISKS = b;"), "error after-semicolon");
     EXPECT_EQ(list("1234567890123456789012345678901;"), "");
     EXPECT_EQ(list("12345678901234567890123456789012;"), "error name-too-long");
     EXPECT_EQ(list("1234567890123456789012345678901#;"), "error name-cut");
 }
 
+// What is suggested is right when it is followed.
+TEST(CheckNames, SuggestsListsWithoutNamelessItems) {
+    const auto help = [](const char *text) {
+        const SourceText source(std::string("K=") + text);
+        const ReadLine line = first_line(source);
+        Findings findings;
+        check_names(Value(line, 2, ValueKind::list), "disk", findings);
+        return findings.sorted().at(0).help;
+    };
+    EXPECT_EQ(help("a,b,"), "write a,b;");
+    EXPECT_EQ(help("a,b"), "write a,b;");
+    EXPECT_EQ(help("a;b;c"), "put a ',' between two names: write a,b,c;");
+}
+
 TEST(CheckName, KeepsTheNameThatThePluginKeeps) {
     const SourceText source("K=dg#1;");
     Findings findings;
-    EXPECT_EQ(check_name(Value(source.read_lines()[0], 2, ValueKind::name), "pool", findings).name, "dg");
+    const ReadLine line = first_line(source);
+    EXPECT_EQ(check_name(Value(line, 2, ValueKind::name), "pool", findings).name, "dg");
 }
 
 }  // namespace
