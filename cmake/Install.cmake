@@ -10,12 +10,16 @@ include(cmake/Manuals.cmake)
 set(STSPI_PLUGIN_DIR ${CMAKE_INSTALL_LIBDIR}/stspi)
 
 install(TARGETS stspi_kelvarpool LIBRARY DESTINATION ${STSPI_PLUGIN_DIR} COMPONENT plugin)
+if(TARGET stspi_filter)
+  install(TARGETS stspi_filter LIBRARY DESTINATION ${STSPI_PLUGIN_DIR} COMPONENT tools)
+endif()
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-kelvarpool/examples COMPONENT plugin
   FILES_MATCHING PATTERN *.sim)
 install_manual(${PROJECT_SOURCE_DIR}/man/sim.5 plugin)
 
 install(TARGETS simhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/simhost.1 tools)
+install_manual(${PROJECT_SOURCE_DIR}/man/stspi-filter.5 tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/stspi-journal.5 tools)
 install(FILES docs/journal.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/stspi COMPONENT tools)
 install(FILES simhost/completion/simhost.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions

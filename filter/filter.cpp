@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <stdexcept>
 
@@ -131,6 +132,9 @@ void Filter::load() {
 }
 
 void Filter::open_ledger(const ReadSettings &settings) {
+    // Nothing is put beside /dev/null, which stands for settings without rules.
+    if (settings.section.rules.empty() && !std::filesystem::is_regular_file(m_settings_path))
+        return;
     try {
         m_ledger = Ledger::begin(settings.section.ledger);
         m_process = m_ledger->enter_process();
@@ -162,6 +166,8 @@ void Filter::open_journal(const ReadSettings &settings) {
     std::string error;
     int number = 0;
     m_journal = journal::Writer::open(options, origin, error, number);
+    if (m_journal != nullptr)
+        m_sessions = std::make_unique<SessionWatch>(*m_journal);
     // A full disk takes the journal away, not the framework's work.
     if (m_journal == nullptr && number != ENOSPC)
         throw std::runtime_error(m_settings_path + ":" + std::to_string(section.journal_line) + ":1: error: " + error);
@@ -256,9 +262,13 @@ void Filter::tell_mistakes(const std::string &mistakes) const {
 void Filter::before_fork() {
     m_looking.lock();
     m_handles.lock_all();
+    if (m_sessions != nullptr)
+        m_sessions->lock().lock();
 }
 
 void Filter::after_fork_in_parent() {
+    if (m_sessions != nullptr)
+        m_sessions->lock().unlock();
     m_handles.unlock_all();
     m_looking.unlock();
 }
@@ -351,6 +361,8 @@ void Filter::count_moved(Call &call) {
 // Every rule counts the call before any acts on it.
 void Filter::act_before(Call &call) const {
     const unsigned function = call.view.function();
+    if (call.rules.concerns(function))
+        m_ledger->layout().calls[function].fetch_add(1, std::memory_order_relaxed);
     for (ActiveRule *active : call.rules.rules_for(function)) {
         uint64_t draw = 0;
         if (RuleSet::asks_result(*active->rule, function) || !call.rules.matches(*active, call.view) ||
@@ -393,17 +405,44 @@ void Filter::act_after(Call &call) const {
     }
 }
 
+void Filter::begin_record(Call &call) {
+    CallFrame &frame = call.frame;
+    const unsigned function = call.view.function();
+    std::copy(std::begin(frame.arguments), std::end(frame.arguments), call.words);
+    if (traits(function).arguments > 6)
+        call.words[6] = frame.stack[0];
+    call.journal = m_journal->enter(journal_number(function), call.words);
+    if (const sts_session_def_v7_t *session = call.view.session())
+        m_sessions->refresh(session);
+    if (function == fn_stspi_open_server || function == fn_stspi_create_server ||
+        function == fn_stspi_get_server_prop_byname)
+        frame.arguments[0] = reinterpret_cast<uint64_t>(m_sessions->watched(
+            reinterpret_cast<const sts_session_def_v7_t *>(frame.arguments[0])));  // NOLINT(performance-no-int-to-ptr)
+}
+
+namespace {
+
+// Messages that the plug-in sends meanwhile belong to the call, which may be made inside another one's log function.
+class CallOfThread {
+public:
+    explicit CallOfThread(journal::CallNumber call) : m_before(SessionWatch::enter(call)) {}
+    ~CallOfThread() { SessionWatch::enter(m_before); }
+    CallOfThread(const CallOfThread &) = delete;
+    CallOfThread &operator=(const CallOfThread &) = delete;
+
+private:
+    journal::CallNumber m_before;
+};
+
+}  // namespace
+
 Outcome Filter::pass(CallFrame &frame, const RuleSet &rules) {
     Call call(frame, m_handles, rules);
     const unsigned function = call.view.function();
     {
         const KeptErrno kept;
-        if (m_journal != nullptr) {
-            std::copy(std::begin(frame.arguments), std::end(frame.arguments), call.words);
-            if (traits(function).arguments > 6)
-                call.words[6] = frame.stack[0];
-            call.journal = m_journal->enter(journal_number(function), call.words);
-        }
+        if (m_journal != nullptr)
+            begin_record(call);
         act_before(call);
         if (!call.answered) {
             const bool look_after = is_always_hooked(function) || is_list(function) || rules.asks_result(function) ||
@@ -414,6 +453,7 @@ Outcome Filter::pass(CallFrame &frame, const RuleSet &rules) {
         }
     }
     if (!call.answered) {
+        const CallOfThread of_thread(call.journal);
         ListEntries entries(call.view, [&] { return call_wrapped(frame); });
         call.status = is_list(function) ? entries.give() : call_wrapped(frame);
         const KeptErrno kept;

@@ -12,6 +12,7 @@
 #include "filter/handle_names.h"
 #include "filter/ledger/ledger.h"
 #include "filter/rule_set.h"
+#include "filter/session_watch.h"
 #include "filter/settings_file.h"
 #include "filter/wrapped_plugin.h"
 #include "journal/writer.h"
@@ -51,6 +52,7 @@ private:
 
     struct Call;
     Outcome pass(CallFrame &frame, const RuleSet &rules);
+    void begin_record(Call &call);
     void act_before(Call &call) const;
     void act_after(Call &call) const;
     int32_t call_wrapped(CallFrame &frame) const;
@@ -65,6 +67,7 @@ private:
     std::unique_ptr<Ledger> m_ledger;
     ProcessSlot *m_process = nullptr;
     std::unique_ptr<journal::Writer> m_journal;
+    std::unique_ptr<SessionWatch> m_sessions;  // with a journal
     HandleMap m_handles;
 
     std::atomic<RuleSet *> m_rules{nullptr};

@@ -43,8 +43,11 @@ bool is_same_time(const timespec &a, const timespec &b) { return a.tv_sec == b.t
 void take_environment(Section &section) {
     if (const char *plugin = std::getenv("STSPI_FILTER_PLUGIN"))
         section.plugin = plugin;
-    if (const char *journal = std::getenv("STSPI_FILTER_JOURNAL"))
+    if (const char *journal = std::getenv("STSPI_FILTER_JOURNAL")) {
         section.journal = journal;
+        section.journal_grows = true;
+        section.journal_bytes = uint64_t{1} << 34;
+    }
     if (const char *ledger = std::getenv("STSPI_FILTER_LEDGER"))
         section.ledger = ledger;
 }

@@ -7,6 +7,7 @@
 #include "base/escaped_text.h"
 #include "base/nearest_word.h"
 #include "simhost/commands/help_formatter.h"
+#include "simhost/commands/sweep_command.h"
 #include "simhost/commands/journal_commands.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/server.h"
@@ -26,6 +27,18 @@ void add_output_options(CLI::App &command, OutputOptions &options) {
     command.add_flag("-v,--verbose", options.verbose, "Show every call and the plug-in's log messages");
     add_json_option(command, options);
     command.add_flag("--strict", options.strict, "End with status 3 when all is well but for warnings");
+}
+
+void add_filter_options(CLI::App &command, FilterOptions &options) {
+    CLI::Option *faults =
+        command
+            .add_option("--faults", options.faults,
+                        "Rules for trouble on demand, which the filter in front of the plug-in carries out")
+            ->type_name("FILE");
+    command.add_flag("--expect-all", options.expect_all, "End with status 1 when one of these rules never fired")
+        ->needs(faults);
+    command.add_option("--record", options.record, "Journal to write of every call; an older one is replaced")
+        ->type_name("FILE");
 }
 
 void add_host_options(CLI::App &command, HostOptions &options) {
@@ -49,6 +62,7 @@ void add_host_options(CLI::App &command, HostOptions &options) {
         ->type_name("DIR")
         ->envname("SIMHOST_CONFIG_DIR")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+    add_filter_options(command, options.filter);
 }
 
 void add_progress_option(CLI::App &command, OutputOptions &options) {
@@ -95,6 +109,16 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
 }
 
 namespace {
+
+void add_faults_commands(CLI::App &app, CommandLine &line) {
+    CLI::App *faults = add_command(app, "faults", "Work with rules for trouble on demand");
+    faults->require_subcommand(1);
+    add_faults_check_command(*faults, line);
+    add_faults_explain_command(*faults, line);
+    add_faults_status_command(*faults, line);
+    add_faults_apply_command(*faults, line);
+    add_faults_init_command(*faults, line);
+}
 
 void add_image_commands(CLI::App &app, CommandLine &line) {
     CLI::App *image = add_command(app, "image", "Work with the images of an LSU");
@@ -145,6 +169,8 @@ void add_commands(CLI::App &app, CommandLine &line) {
     add_check_command(app, line);
     add_show_command(app, line);
     add_diff_command(app, line);
+    add_faults_commands(app, line);
+    add_sweep_command(app, line);
     add_journal_commands(app, line);
     add_help_command(app, line);
     app.footer(

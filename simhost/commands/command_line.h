@@ -30,7 +30,9 @@ CLI::App *add_command(CLI::App &app, const char *name, const char *description);
 CLI::Option *add_json_option(CLI::App &command, OutputOptions &options);
 // Adds --json, --verbose and --strict.
 void add_output_options(CLI::App &command, OutputOptions &options);
-// Adds the choice of the plug-in and of its surroundings.
+// Adds --faults, --expect-all and --record.
+void add_filter_options(CLI::App &command, FilterOptions &options);
+// Adds the choice of the plug-in and of its surroundings, and the filter's options.
 void add_host_options(CLI::App &command, HostOptions &options);
 
 // Adds --no-progress.
@@ -51,6 +53,11 @@ void add_check_command(CLI::App &app, CommandLine &line);
 void add_claim_command(CLI::App &app, CommandLine &line);
 void add_help_command(CLI::App &app, CommandLine &line);
 void add_diff_command(CLI::App &app, CommandLine &line);
+void add_faults_apply_command(CLI::App &app, CommandLine &line);
+void add_faults_check_command(CLI::App &app, CommandLine &line);
+void add_faults_explain_command(CLI::App &app, CommandLine &line);
+void add_faults_init_command(CLI::App &app, CommandLine &line);
+void add_faults_status_command(CLI::App &app, CommandLine &line);
 void add_image_copy_command(CLI::App &app, CommandLine &line);
 void add_image_get_command(CLI::App &app, CommandLine &line);
 void add_image_ls_command(CLI::App &app, CommandLine &line);

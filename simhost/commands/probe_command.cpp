@@ -54,8 +54,9 @@ std::string ranges(const std::vector<int32_t> &numbers) {
 
 class Probe {
 public:
-    Probe(const std::string &path, const std::string &image_library, Report &report)
-        : m_report(report), m_object(read_shared_object(path)), m_library(path, image_library) {
+    // filter: "" or the path of the one to put in front of the plug-in.
+    Probe(const std::string &path, const std::string &image_library, const std::string &filter, Report &report)
+        : m_report(report), m_object(read_shared_object(path)), m_library(path, image_library, filter) {
         m_report.line("{:<22}{}", "plug-in", printable(path));
         m_report.result()["plugin"] = path;
     }
@@ -226,6 +227,7 @@ void add_probe_command(CLI::App &app, CommandLine &line) {
     struct ProbeOptions {
         std::string plugin;
         std::string image_library;
+        FilterOptions filter;
     };
     auto options = std::make_shared<ProbeOptions>();
     CLI::App *command = add_command(app, "probe", "Look into a plug-in: exports, versions, tables slot by slot");
@@ -234,6 +236,7 @@ void add_probe_command(CLI::App &app, CommandLine &line) {
         ->add_option("--image-library", options->image_library,
                      "Image library to load for the plug-in (default: the one it finds itself)")
         ->type_name("FILE");
+    add_filter_options(*command, options->filter);
     add_output_options(*command, line.output);
     command->footer(
         "Each entry point is called once with null pointers, in a process of its own:\n"
@@ -242,7 +245,13 @@ void add_probe_command(CLI::App &app, CommandLine &line) {
     command->callback([options, &line] {
         line.command = "probe";
         line.action = [options](Workbench &bench) {
-            Probe(options->plugin, options->image_library, bench.report).run();
+            std::unique_ptr<FilterSession> filter;
+            if (options->filter.wanted())
+                filter = std::make_unique<FilterSession>(options->filter, options->plugin, options->plugin);
+            Probe(options->plugin, options->image_library, filter == nullptr ? "" : default_filter_path(), bench.report)
+                .run();
+            if (filter != nullptr)
+                filter->tell(bench.report);
         };
     });
 }

@@ -16,12 +16,20 @@ namespace {
 
 constexpr uint64_t api_version = 9;
 
-// Both must be in force before the libraries are loaded.
-std::string prepared_plugin_path(const HostOptions &options) {
+// The surroundings must be as they are to be before the libraries are loaded.
+std::unique_ptr<FilterSession> prepared_filter(const HostOptions &options) {
     if (!options.config_dir.empty())
         set_config_directory(options.config_dir);
     if (!options.image_root.empty())
         setenv("STSIMAGE_ROOT", std::filesystem::absolute(options.image_root).c_str(), 1);
+    if (!options.filter.wanted())
+        return nullptr;
+    return std::make_unique<FilterSession>(options.filter, options.plugin, default_plugin_path());
+}
+
+std::string plugin_path_of(const HostOptions &options, const FilterSession *filter) {
+    if (filter != nullptr)
+        return filter->plugin();
     return options.plugin.empty() ? default_plugin_path() : options.plugin;
 }
 
@@ -43,14 +51,21 @@ Host::Host(const HostOptions &options, Report &report, CapturedStdout &captured)
     : m_report(report),
       m_captured(captured),
       m_log(report.options().verbose),
-      m_plugin_path(prepared_plugin_path(options)),
-      m_library(m_plugin_path, options.image_library) {
+      m_filter(prepared_filter(options)),
+      m_plugin_path(plugin_path_of(options, m_filter.get())),
+      m_library(m_plugin_path, options.image_library, m_filter == nullptr ? "" : default_filter_path()) {
     register_plugin();
 }
 
 Host::~Host() {
     if (m_registered)
         perform("stspi_terminate", "", [this](Call &) { return m_entry.terminate(); }, {0, STS_E_NOT_SUPPORTED});
+    try {
+        if (m_filter != nullptr)
+            m_filter->tell(m_report);
+    } catch (const std::exception &failure) {
+        m_report.fail(failure.what());
+    }
 }
 
 std::string Host::config_directory() const { return ::config_directory(); }

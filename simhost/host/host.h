@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "simhost/faults/filter_session.h"
 #include "simhost/host/captured_stdout.h"
 #include "simhost/host/entry_points.h"
 #include "simhost/host/failed_file_call.h"
@@ -19,13 +21,14 @@ struct HostOptions {
     std::string image_library;  // path; empty: as the plug-in finds it
     std::string image_root;     // the substitute image library's root; empty: the library's own
     std::string config_dir;     // empty: /etc/quillmere
+    FilterOptions filter;       // in front of the plug-in
 };
 
 class Host {
 public:
     // Loads the plug-in and registers. Throws UsageError when it cannot be loaded, BadAnswer when it refuses.
     Host(const HostOptions &options, Report &report, CapturedStdout &captured);
-    // Ends the plug-in if terminate was not called; a failure is reported, not thrown.
+    // Ends the plug-in if terminate was not called; a failure is reported, not thrown. Tells what became of rules.
     ~Host();
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
@@ -68,6 +71,7 @@ private:
     Report &m_report;
     CapturedStdout &m_captured;
     SessionLog m_log;
+    std::unique_ptr<FilterSession> m_filter;  // null: the plug-in is called itself
     std::string m_plugin_path;
     PluginLibrary m_library;
     sts_registration_t m_registration = {};

@@ -40,16 +40,19 @@ void *load(const std::string &path, const char *what) {
 
 }  // namespace
 
-PluginLibrary::PluginLibrary(const std::string &path, const std::string &image_library) {
+PluginLibrary::PluginLibrary(const std::string &path, const std::string &image_library, const std::string &filter) {
     if (!image_library.empty())
         load(image_library, "image library");
-    m_library = load(path, "plug-in");
+    m_library = filter.empty() ? load(path, "plug-in") : load(filter, "filter");
     init = reinterpret_cast<decltype(init)>(symbol("stspi_init"));
     init2 = reinterpret_cast<decltype(init2)>(symbol("stspi_init2"));
     if (init == nullptr || init2 == nullptr)
         throw UsageError(
             fmt::format("{} is not a plug-in: it exports no {}", path, init == nullptr ? "stspi_init" : "stspi_init2"));
-    m_image_library_error = reinterpret_cast<decltype(m_image_library_error)>(symbol("stsimg_last_error"));
+    // The filter knows no image library: the plug-in behind it does.
+    void *plugin = filter.empty() ? m_library : dlopen(loadable(path).c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (plugin != nullptr)
+        m_image_library_error = reinterpret_cast<decltype(m_image_library_error)>(dlsym(plugin, "stsimg_last_error"));
 }
 
 void *PluginLibrary::symbol(const char *name) const { return dlsym(m_library, name); }
@@ -59,9 +62,10 @@ std::string PluginLibrary::image_library_error() const {
     return text == nullptr ? "" : text;
 }
 
-std::string default_plugin_path() {
+namespace {
+
+std::string installed_library(const char *name) {
     namespace fs = std::filesystem;
-    static constexpr char name[] = "libstspi_kelvarpool.so";
     std::error_code failure;
     const fs::path program = fs::read_symlink("/proc/self/exe", failure);
     if (!failure)
@@ -72,3 +76,9 @@ std::string default_plugin_path() {
         }
     return name;
 }
+
+}  // namespace
+
+std::string default_plugin_path() { return installed_library("libstspi_kelvarpool.so"); }
+
+std::string default_filter_path() { return installed_library("libstspi_filter.so"); }

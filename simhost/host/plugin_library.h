@@ -10,8 +10,8 @@
 class PluginLibrary {
 public:
     // Throws UsageError with the loader's words. image_library, if not empty, is loaded first: the plug-in then finds
-    // its "libstsimage.so" already there.
-    PluginLibrary(const std::string &path, const std::string &image_library);
+    // its "libstsimage.so" already there. filter, if not empty, is loaded in the plug-in's place, and loads the plug-in.
+    PluginLibrary(const std::string &path, const std::string &image_library, const std::string &filter);
 
     // Null when there is no such symbol in the plug-in or in a library that it needs.
     void *symbol(const char *name) const;
@@ -24,9 +24,11 @@ public:
 
 private:
     void *m_library;
-    const char *(*m_image_library_error)();
+    const char *(*m_image_library_error)() = nullptr;
 };
 
 // The plug-in to use when none is named: of this build tree or installation, otherwise the bare
 // name, for the loader's own search.
 std::string default_plugin_path();
+// The filter that belongs to it, likewise.
+std::string default_filter_path();

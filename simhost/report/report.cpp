@@ -150,12 +150,19 @@ void Report::error(const std::string &text) {
     put(stderr, "simhost: {}\n", visible(text));
 }
 
+void Report::fail(const std::string &text) {
+    error(text);
+    m_failed = true;
+}
+
 bool Report::shows_progress() const { return m_options.progress && isatty(STDERR_FILENO) != 0; }
 
 ExitStatus Report::finish(ExitStatus status) {
     if (!m_printed.empty())
         warn(fmt::format("the plug-in printed {} line{} on standard output", m_printed.size(),
                          m_printed.size() == 1 ? "" : "s"));
+    if (status == ExitStatus::good && m_failed)
+        status = ExitStatus::bad;
     if (status == ExitStatus::good && m_options.strict && (!m_warnings.empty() || m_warnings_told))
         status = ExitStatus::warnings;
     if (m_options.json) {

@@ -70,6 +70,8 @@ public:
     void error(const std::string &text);
     // The program is going to end by this signal.
     void ends_by(int signal) { m_signal = signal; }
+    // An error that comes up when the command's own end is settled: it ends with status 1 at best.
+    void fail(const std::string &text);
 
     // Progress bars are drawn on standard error when it is a terminal.
     bool shows_progress() const;
@@ -97,5 +99,6 @@ private:
     Json m_warnings = Json::array();
     bool m_warnings_told = false;
     int m_signal = 0;
+    bool m_failed = false;
     Json m_errors = Json::array();
 };
