@@ -242,6 +242,7 @@ std::vector<std::string> broken_calls(const CheckedFile &file, bool &used) {
     Trial trial;
     {
         const Silence silence;
+        const InSandbox sandbox;
         is_array ? use_array(file.outline, trial) : use_copan(file.outline, trial);
     }
     clear_config_texts();

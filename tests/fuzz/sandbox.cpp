@@ -37,12 +37,19 @@ private:
     std::string m_path;
 };
 
+bool is_in_force = false;
+
 const std::string &root() {
     static const Root directory;
     return directory.path();
 }
 
+std::string redirected(const char *path) { return is_in_force ? sandboxed(path) : path; }
+
 }  // namespace
+
+InSandbox::InSandbox() { is_in_force = true; }
+InSandbox::~InSandbox() { is_in_force = false; }
 
 std::string sandboxed(const std::string &path) {
     if (path.empty() || path[0] != '/' || path.compare(0, root().size(), root()) == 0)
@@ -66,11 +73,11 @@ int __real_unlink(const char *path);
 int __real_statvfs(const char *path, struct statvfs *state);
 long __real_syscall(long number, ...);
 
-int __wrap_mkdir(const char *path, mode_t mode) { return __real_mkdir(sandboxed(path).c_str(), mode); }
-int __wrap_symlink(const char *target, const char *path) { return __real_symlink(target, sandboxed(path).c_str()); }
-int __wrap_stat(const char *path, struct stat *state) { return __real_stat(sandboxed(path).c_str(), state); }
-int __wrap_unlink(const char *path) { return __real_unlink(sandboxed(path).c_str()); }
-int __wrap_statvfs(const char *path, struct statvfs *state) { return __real_statvfs(sandboxed(path).c_str(), state); }
+int __wrap_mkdir(const char *path, mode_t mode) { return __real_mkdir(redirected(path).c_str(), mode); }
+int __wrap_symlink(const char *target, const char *path) { return __real_symlink(target, redirected(path).c_str()); }
+int __wrap_stat(const char *path, struct stat *state) { return __real_stat(redirected(path).c_str(), state); }
+int __wrap_unlink(const char *path) { return __real_unlink(redirected(path).c_str()); }
+int __wrap_statvfs(const char *path, struct statvfs *state) { return __real_statvfs(redirected(path).c_str(), state); }
 
 long __wrap_syscall(long number, ...) {
     va_list list;
@@ -81,7 +88,7 @@ long __wrap_syscall(long number, ...) {
     va_end(list);
     std::string path;
     if (number == SYS_openat2) {
-        path = sandboxed(reinterpret_cast<const char *>(arguments[1]));
+        path = redirected(reinterpret_cast<const char *>(arguments[1]));
         arguments[1] = reinterpret_cast<long>(path.c_str());
     }
     return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);

@@ -7,6 +7,15 @@
 
 #include <string>
 
+// While one lives, the calls go to the sandbox: the fuzzer itself, which looks for its files, is left alone.
+class InSandbox {
+public:
+    InSandbox();
+    ~InSandbox();
+    InSandbox(const InSandbox &) = delete;
+    InSandbox &operator=(const InSandbox &) = delete;
+};
+
 // Where the path lies in truth. A relative path stays as it is.
 std::string sandboxed(const std::string &path);
 
