@@ -24,6 +24,10 @@ install_manual(${PROJECT_SOURCE_DIR}/man/stspi-journal.5 tools)
 install(FILES docs/journal.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/stspi COMPONENT tools)
 install(FILES simhost/completion/simhost.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME simhost COMPONENT tools)
+install(FILES simhost/completion/simhost.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+  RENAME _simhost COMPONENT tools)
+install(FILES simhost/completion/simhost.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+  COMPONENT tools)
 if(STSPI_BUILD_CONFORMANCE)
   install(TARGETS stspi-conformance RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   # Found by the suite as ../lib/stspi-conformance, seen from its own directory.
