@@ -6,6 +6,12 @@
 include(CMakePackageConfigHelpers)
 include(cmake/Manuals.cmake)
 
+# As distributions of RPM packages have 64-bit libraries, whatever machine makes the packages: in lib64, and executable.
+if(CPACK_GENERATOR STREQUAL "RPM")
+  set(CMAKE_INSTALL_LIBDIR lib64)
+  set(CMAKE_INSTALL_SO_NO_EXE OFF)
+endif()
+
 # Frameworks load plug-ins by path; no program links one.
 set(STSPI_PLUGIN_DIR ${CMAKE_INSTALL_LIBDIR}/stspi)
 
