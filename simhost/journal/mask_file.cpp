@@ -187,12 +187,17 @@ void sort_across_calls(std::vector<Mask> &masks, const std::string &entry_point,
         if (mask.action != MaskAction::sort || !fits(mask.entry_point, entry_point))
             continue;
         std::map<std::string, std::vector<Json *>> values;
-        for (Json *call : calls)
+        for (Json *call : calls) {
+            // What is below a value moves with it.
+            std::string taken = "?";
             walk(*call, "", [&](const std::string &path, Json &value) {
-                if (fits(mask.path, path) && !value.is_array())
+                if (path.rfind(taken + ".", 0) != 0 && fits(mask.path, path) && !value.is_array()) {
                     values[path].push_back(&value);
+                    taken = path;
+                }
                 return false;
             });
+        }
         for (auto &[path, places] : values) {
             std::vector<Json> sorted;
             for (const Json *place : places)

@@ -95,6 +95,15 @@ TEST(MaskFile, SortPutsValuesOfCallsInARowInOrder) {
     EXPECT_EQ(second, (Json{{"results", {{"name", "b"}, {"size", 2}}}}));
 }
 
+TEST(MaskFile, APatternThatFitsAValueAndItsPartsMovesTheValue) {
+    std::vector<Mask> masks = parse_masks("sort on * results* # x", "masks");
+    Json first = {{"results", {{"name", "b"}}}};
+    Json second = {{"results", {{"name", "a"}}}};
+    sort_across_calls(masks, "stspi_list_lsu", {&first, &second});
+    EXPECT_EQ(first["results"]["name"], "a");
+    EXPECT_EQ(second["results"]["name"], "b");
+}
+
 TEST(MaskFile, MasksCountWhatTheyMet) {
     std::vector<Mask> masks = parse_masks("drop on * a # x\ndrop on * b # x\n", "masks");
     Json call = {{"a", 1}};
