@@ -3,8 +3,8 @@
 
 Stands on a finished build (cmake --build --preset dev). Every source gets all its mistakes at once, each behind a
 switch that an environment variable throws, so that one compilation serves them all; a mistake in a constant is compiled
-by itself. A mutant is tried on the unit tests of its own folder, the other folders', the walk through the entry points,
-the tests without memory and the conformance suite, until one fails. With a second --build, made with sanitizers, what
+by itself. A mutant is tried on the unit tests of its own folder, the other folders', the walk through the entry points
+and the conformance suite, until one fails. With a second --build, made with sanitizers, what
 then survives is tried there.
 
 Exit status: 0 when every mutant was noticed that equivalent.txt does not name (or as many as --least says), 1 when not,
@@ -41,7 +41,6 @@ MOST_TESTS = 60  # named one by one to a program
 ENOUGH_TO_ASK_THE_SUITE = 300  # mutants, to look which of the suite's tests come by each
 PLUGIN = 'lib/libstspi_kelvarpool.so'
 WALK = 'bin/entry_points_test'
-MEMORY = 'bin/memory_test'
 
 
 def arguments():
@@ -280,7 +279,7 @@ class Trials:
         units = [f'bin/unit_{name}' for name in ROOMS + [FLOOR] if (build.directory / f'bin/unit_{name}').exists()]
         own = f'bin/unit_{room}'
         order = ([own] if own in units else []) + [unit for unit in units if unit != own]
-        order += [program for program in (WALK, MEMORY) if (build.directory / program).exists()]
+        order.append(WALK)
         return order + (['conformance'] if self.with_suite and build is self.builds[0] else [])
 
     def prepare(self, found):

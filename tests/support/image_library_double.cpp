@@ -76,7 +76,7 @@ int32_t stsimg_read_image(sts_image_handle_t image, void *buffer, uint64_t lengt
     answer("stsimg_read_image", nullptr, nullptr, image, buffer, length, offset, out_bytes_read);
     if (current->read_count != 0)
         std::memset(buffer, current->read_byte, current->read_count);
-    if (out_bytes_read != nullptr)
+    if (out_bytes_read != nullptr && current->sets_counts)
         *out_bytes_read = current->read_count;
     return current->read_status;
 }
@@ -88,7 +88,7 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *reserved, const
     answer("stsimg_write_image", nullptr, nullptr, image, reserved, buffer, length, offset, out_bytes_written);
     if (buffer != nullptr)
         current->written.append(static_cast<const char *>(buffer), length);
-    if (out_bytes_written != nullptr)
+    if (out_bytes_written != nullptr && current->sets_counts)
         *out_bytes_written = current->write_count;
     return current->write_status;
 }

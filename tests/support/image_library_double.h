@@ -38,7 +38,8 @@ public:
     char read_byte = 'r';
     int32_t write_status = 0;
     uint64_t write_count = 0;
-    std::string written;  // what the writes were given
+    bool sets_counts = true;  // false: a library that leaves the counts as it finds them
+    std::string written;      // what the writes were given
 
     // Run when a call arrives, before anything else.
     std::function<void()> when_called;

@@ -63,6 +63,12 @@ protected:
 
 // ---- names and sections ------------------------------------------------------------------------------------------
 
+TEST_F(CopanServer, VolumesAreSeparatedByCommasAlone) {
+    configure("STORAGE_SERVER=arr1;\nVOLUMES=a~b,c|d,e:f;\n");
+    CopanSimStorageServer server("copan:arr1");
+    EXPECT_THAT(lsu_names(server), ElementsAre("a", "c", "e"));  // each cut at its bad byte, not split there
+}
+
 TEST_F(CopanServer, SectionWithoutDomainSelectsTheServer) {
     configure("STORAGE_SERVER = arr1 ;\nVOLUMES = vol1,vol2,vol1 ;\nSTORAGE_DIR = " + (m_directory / "cop") + " ;\n");
     CopanSimStorageServer server("copan:arr1.lab");

@@ -58,6 +58,14 @@ TEST_F(CopyExtent, ShortReadWritesWhatWasRead) {
     EXPECT_EQ(m_library.calls().size(), 2U);  // no second try
 }
 
+TEST_F(CopyExtent, CountsThatTheLibraryLeavesAreZero) {
+    m_library.sets_counts = false;
+    EXPECT_EQ(copy(100), 0);
+    ASSERT_EQ(m_library.calls().size(), 2U);
+    EXPECT_EQ(m_library.calls()[1].arguments[3], 0U);
+    EXPECT_EQ(m_count, 0U);
+}
+
 TEST_F(CopyExtent, LengthZeroIsReadAndWritten) {
     m_library.write_count = 5;
     EXPECT_EQ(copy(0), 0);

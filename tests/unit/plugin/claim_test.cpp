@@ -20,6 +20,15 @@ TEST(Claim, NameWhoseFileOpensIsClaimed) {
     EXPECT_TRUE(isPluginSimulated("copan:array1"));
 }
 
+TEST(Claim, OnlyAColonEndsThePrefix) {
+    const ConfigDirectory config;
+    config.write("lab", "");
+    for (const char *name : {"lab~:x", "lab;:x", "lab.:x", "lab,x", "lab x", "lab~"})
+        EXPECT_EQ(stspi_claim(name), STS_E_NOT_CLAIMED) << name;
+    config.write("lab~", "");
+    EXPECT_EQ(stspi_claim("lab~:x"), 0);
+}
+
 TEST(Claim, NameWithoutColonIsItsOwnPrefix) {
     const ConfigDirectory config;
     EXPECT_EQ(stspi_claim("lab"), STS_E_NOT_CLAIMED);

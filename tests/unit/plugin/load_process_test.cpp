@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -131,6 +132,21 @@ TEST_F(LoadProcess, PipeThatCannotBeMade) {
     const FailingCall failing("pipe2", EMFILE);
     EXPECT_EQ(load_process("/bin/false", ""), 0);
     expect_no_child();
+}
+
+TEST_F(LoadProcess, ProcessThatCannotBeMadeLeavesTheHostsOwnChildren) {
+    const pid_t own = fork();
+    if (own == 0)
+        _exit(9);
+    siginfo_t ended;
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(own), &ended, WEXITED | WNOWAIT), 0);
+    {
+        const FailingCall failing("fork", EAGAIN);
+        EXPECT_EQ(load_process("/bin/false", ""), 0);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(own, &status, 0), own);
+    EXPECT_EQ(status, 9 * 256);
 }
 
 TEST_F(LoadProcess, ProcessThatCannotBeMade) {

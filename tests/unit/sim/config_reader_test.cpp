@@ -347,4 +347,15 @@ TEST(ConfigReaderText, GlobalKeysTakeEffectInsideASection) {
     EXPECT_STREQ(c_text(reading.udid_token), "t");
 }
 
+TEST(ConfigReader, ListsAreSeparatedByCommasAlone) {
+    const ConfigReading reading(
+        "DISKGROUP=g;\nDISKS=a~b,c|d;\nVOLUMES=e~f,g:h;\nHOSTS=i~j,k/l;\n"
+        "ENCLOSURE=x;\nDISKS=m~n,o|p;\n");
+    const diskgroup_t &group = reading.diskgroups[0];
+    EXPECT_EQ(joined_names(group.disks), "a,c");
+    EXPECT_EQ(joined_names(group.volumes), "e,g");
+    EXPECT_EQ(joined_names(group.hosts), "k,i");
+    EXPECT_EQ(joined_names(reading.enclosures[0].disks), "m,o");
+}
+
 }  // namespace
