@@ -1,0 +1,92 @@
+"""simhost faults: what it says of rules that are wrong, and rules for processes that run.
+
+usage: faults_commands_test.py SIMHOST FILTER PLUGIN
+"""
+
+import ctypes
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+
+SIMHOST, FILTER, PLUGIN = (sys.argv.pop(1) for _ in range(3))
+
+
+def simhost(*words):
+    return subprocess.run([SIMHOST, "faults", *words], capture_output=True, text=True, timeout=120, check=False)
+
+
+class Faults(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.path = pathlib.Path(directory.name)
+
+    def rules(self, text, name="rules"):
+        path = self.path / name
+        path.write_text(text)
+        return path
+
+    def test_check_tells_place_and_what_was_meant(self):
+        path = self.rules("on write_imag call 3 answer 5\non read_image hold\n")
+        run = simhost("check", path)
+        self.assertEqual(run.returncode, 1)
+        self.assertEqual(
+            run.stdout,
+            f'{path}:1:4: error: "write_imag" is no entry point\n'
+            "    1 | on write_imag call 3 answer 5\n"
+            "      |    ^~~~~~~~~~\n"
+            "      = did you mean write_image?\n"
+            f"{path}: 1 rule: 1 error\n",
+        )
+
+    def test_check_warns_of_hidden_rules(self):
+        path = self.rules("on *_image answer 5\non read_image call 7 delay 1s\n")
+        run = simhost("check", "--strict", path)
+        self.assertEqual(run.returncode, 3)
+        self.assertIn(f"{path}:2:1: warning: the rule of line 1 always hides this one\n", run.stdout)
+
+    def test_rules_that_only_overlap_are_not_hidden(self):
+        path = self.rules("on read_image call 7 answer 5\non read_image answer 6\non read_image image a* answer 7\n")
+        self.assertIn("the rule of line 2 always hides this one", simhost("check", path).stdout)
+        self.assertNotIn(":2:1:", simhost("check", path).stdout)
+
+    def test_explain_tells_sentences(self):
+        run = simhost("explain", self.rules("on write_image call 3 answer STSIMG_E_NO_SPACE\n"))
+        self.assertIn("The third call of stspi_write_image is not made and answered with STSIMG_E_NO_SPACE", run.stdout)
+
+    def test_init_writes_a_file_that_is_right(self):
+        path = self.path / "new"
+        self.assertEqual(simhost("init", path).returncode, 0)
+        self.assertEqual(simhost("check", path).returncode, 0)
+        self.assertNotEqual(simhost("init", path).returncode, 0)
+
+    def test_apply_waits_until_a_process_has_taken_the_rules(self):
+        settings = self.rules(f"plugin {PLUGIN}\non unmount_lsu answer 5\n", "filter.conf")
+        os.environ["STSPI_FILTER"] = str(settings)
+        library = ctypes.CDLL(FILTER)
+        self.assertEqual(library.stspi_unmount_lsu(), 5)
+        new = self.rules(f"plugin {PLUGIN}\non unmount_lsu answer 6\n", "new")
+        waited = simhost("apply", new, "--settings", settings, "--timeout", "1")
+        self.assertEqual(waited.returncode, 1)
+        self.assertIn("has made no call since", waited.stderr)
+        stop = threading.Event()
+        caller = threading.Thread(target=lambda: [library.stspi_unmount_lsu() for _ in iter(stop.is_set, True)])
+        caller.start()
+        try:
+            taken = simhost("apply", new, "--settings", settings)
+        finally:
+            stop.set()
+            caller.join()
+        self.assertEqual(taken.returncode, 0, taken.stdout + taken.stderr)
+        self.assertIn("1 taken, 0 refused, 0 waiting", taken.stdout)
+        self.assertEqual(library.stspi_unmount_lsu(), 6)
+        status = simhost("status", settings, "--expect-all")
+        self.assertEqual(status.returncode, 0, status.stdout)
+        self.assertIn("has these rules", status.stdout)
+
+
+unittest.main()
