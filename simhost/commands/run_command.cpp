@@ -33,23 +33,23 @@ struct RunOptions {
     bool keep = false;
 };
 
-// Deletes an image that the cycle made, on the way out of a failure.
+// Deletes an image that the cycle made, or may have made, on the way out of a failure.
 class ImageCleanup {
 public:
     ImageCleanup(ImageStore &store, const std::string &name) : m_store(store), m_name(name) {}
     ImageCleanup(const ImageCleanup &) = delete;
     ImageCleanup &operator=(const ImageCleanup &) = delete;
     ~ImageCleanup() {
-        if (m_created)
+        if (m_may_be_there)
             m_store.discard(m_name);
     }
-    void created() { m_created = true; }
-    void done() { m_created = false; }
+    void may_be_there() { m_may_be_there = true; }
+    void done() { m_may_be_there = false; }
 
 private:
     ImageStore &m_store;
     std::string m_name;
-    bool m_created = false;
+    bool m_may_be_there = false;
 };
 
 std::string choose(const std::vector<std::string> &names, const std::string &wanted, const char *what,
@@ -91,9 +91,13 @@ std::string unused_image_name() {
     return fmt::format("simhost-{}-{}", getpid(), now.tv_sec * 1000000 + now.tv_nsec / 1000);
 }
 
-Transfer write(ImageStore &store, DataSource &source, const std::string &name, uint64_t chunk_bytes) {
+Transfer write(ImageStore &store, DataSource &source, const std::string &name, const RunOptions &options,
+               ImageCleanup &cleanup) {
     OpenImage image(store, name, OpenImage::How::create);
-    Transfer written = write_image(image, source, chunk_bytes);
+    Transfer written = write_image(image, source, options.chunk_bytes);
+    // Closing puts the image in its place, even when it then answers that it failed.
+    if (!options.keep)
+        cleanup.may_be_there();
     image.close();
     return written;
 }
@@ -150,9 +154,7 @@ Outcome cycle_image(Server &server, DataSource &source, const RunOptions &option
     if (!options.image.empty() && store.has(image))
         throw UsageError(fmt::format("the image {} is there already; the cycle would replace it", in_quotes(image)));
     ImageCleanup cleanup(store, image);
-    const Transfer written = write(store, source, image, options.chunk_bytes);
-    if (!options.keep)
-        cleanup.created();
+    const Transfer written = write(store, source, image, options, cleanup);
     const Transfer read = read_back(store, source, image, written.bytes, options.chunk_bytes);
     demand_same(written, read);
     demand_known(store, image, written.bytes);

@@ -1,4 +1,6 @@
 // simhost sweep: one call of a command fails, each in its turn.
+#include "simhost/commands/sweep_command.h"
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/wait.h>
@@ -7,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -17,7 +20,9 @@
 #include "base/escaped_text.h"
 #include "base/private_directory.h"
 #include "filter/rules/status.h"
-#include "simhost/commands/sweep_command.h"
+#include "redirect/config_redirect.h"
+#include "simhost/check/checked_file.h"
+#include "simhost/check/configuration_source.h"
 #include "simhost/faults/rule_counts.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/report/text_table.h"
@@ -62,37 +67,90 @@ std::string option_value(const std::vector<std::string> &command, const std::str
     return "";
 }
 
+// The same, or else what the environment says in its place.
+std::string option_or_environment(const std::vector<std::string> &command, const std::string &name,
+                                  const char *variable) {
+    const std::string given = option_value(command, name);
+    const char *chosen = std::getenv(variable);
+    return given.empty() && chosen != nullptr ? chosen : given;
+}
+
+// Where the servers of a directory's files keep their data. None when the files cannot be read: the command will tell.
+std::vector<std::string> storage_directories(const std::string &config_directory) {
+    std::vector<std::string> found;
+    try {
+        for (const std::string &file : configuration_files(config_directory)) {
+            Grammar grammar = Grammar::array;
+            if (!grammar_of_file(file, grammar))
+                continue;
+            const Outline outline = check_file(file, read_configuration_source(file), grammar).outline;
+            for (const PoolOutline &pool : outline.pools)
+                found.push_back(pool.storage_dir);
+            for (const ServerOutline &server : outline.servers)
+                found.push_back(server.storage_dir.value_or(""));
+        }
+    } catch (const UsageError &) {
+        return {};
+    }
+    return found;
+}
+
+std::vector<std::string> storage_directories_of(const std::vector<std::string> &command) {
+    std::string config = option_value(command, "-c");
+    if (config.empty())
+        config = option_or_environment(command, "--config-dir", "SIMHOST_CONFIG_DIR");
+    return storage_directories(config.empty() ? config_directory() : config);
+}
+
+// Adds what stands in a directory.
+void add_entries(const std::string &root, bool with_directories, std::set<std::string> &found) {
+    std::error_code failure;
+    for (auto it = fs::recursive_directory_iterator(root, failure); it != fs::recursive_directory_iterator();
+         it.increment(failure))
+        if (with_directories || !it->is_directory(failure))
+            found.insert(it->path().string());
+}
+
 class Sweep {
 public:
     Sweep(const SweepOptions &options, Report &report)
-        : m_options(options), m_report(report), m_directory("simhost-sweep", AtEnd::remove_all) {}
+        : m_options(options),
+          m_report(report),
+          m_directory("simhost-sweep", AtEnd::remove_all),
+          m_image_root(option_or_environment(options.command, "--image-root", "STSIMAGE_ROOT")),
+          m_storage(storage_directories_of(options.command)) {}
 
     void run();
 
 private:
     Run one(const std::string &rules);
     void start(const std::string &rules_path) const;
+    std::set<std::string> own_entries() const;
     std::set<std::string> entries() const;
     std::string verdict(const Run &run, const std::string &entry_point, const std::string &place);
 
     const SweepOptions &m_options;
     Report &m_report;
     PrivateDirectory m_directory;
+    std::string m_image_root;
+    std::vector<std::string> m_storage;  // of the servers
     Run m_clean;
-    std::set<std::string> m_before;
     uint64_t m_bad = 0;
 };
 
-// Where a command leaves things: its temporary directory and the images.
-std::set<std::string> Sweep::entries() const {
+// What stands in the places that are for the command alone: its temporary directory and its images.
+std::set<std::string> Sweep::own_entries() const {
     std::set<std::string> found;
-    for (const std::string &root : {m_directory / "tmp", option_value(m_options.command, "--image-root")}) {
-        std::error_code failure;
-        for (auto it = fs::recursive_directory_iterator(root, failure); it != fs::recursive_directory_iterator();
-             it.increment(failure))
-            if (!it->is_directory(failure) || root == m_directory / "tmp")
-                found.insert(it->path().string());
-    }
+    add_entries(m_directory / "tmp", true, found);
+    add_entries(m_image_root, false, found);
+    return found;
+}
+
+// The same with the servers' storage, where a Copan array has its images.
+std::set<std::string> Sweep::entries() const {
+    std::set<std::string> found = own_entries();
+    for (const std::string &directory : m_storage)
+        add_entries(directory, false, found);
     return found;
 }
 
@@ -126,7 +184,7 @@ Run Sweep::one(const std::string &rules) {
     fs::remove_all(m_directory / "tmp");
     fs::create_directory(m_directory / "tmp");
     std::ofstream(rules_path) << rules << '\n';
-    m_before = entries();
+    const std::set<std::string> before = entries();
     const pid_t child = fork();
     if (child == 0)
         start(rules_path);
@@ -151,12 +209,13 @@ Run Sweep::one(const std::string &rules) {
                 run.told += text.get<std::string>() + "\n";
     }
     for (const std::string &entry : entries())
-        if (m_before.count(entry) == 0)
+        if (before.count(entry) == 0)
             run.left.insert(entry);
-    // The next run is to begin as this one did.
-    for (auto entry = run.left.rbegin(); entry != run.left.rend(); ++entry) {
+    // The next run is to begin as this one did. The storage may have other users, whose files these could be.
+    for (const std::string &entry : own_entries()) {
         std::error_code failure;
-        fs::remove(*entry, failure);
+        if (before.count(entry) == 0)
+            fs::remove(entry, failure);
     }
     return run;
 }
@@ -202,13 +261,25 @@ std::string Sweep::verdict(const Run &run, const std::string &entry_point, const
     return run.exit_status() == 0 ? "told well, as a warning" : "told well";
 }
 
-// The entry point of each call of the clean run, in order.
+// The entry point of each call of a run, in order.
 std::vector<std::string> calls_of(const Json &document) {
     std::vector<std::string> names;
-    for (const Json &call : document["calls"])
+    if (!document.is_object())
+        return names;
+    for (const Json &call : document.value("calls", Json::array()))
         for (uint64_t i = 0; i < call.value("times", uint64_t{1}); ++i)
             names.push_back(call["entry_point"]);
     return names;
+}
+
+// The entry point of a call that failed: the clean run's, unless this run tells of another in its place, because what an
+// earlier run left behind has moved its calls. A crashed run tells of none, and where simhost itself gives up a call, the
+// next one stands in its place.
+std::string name_of(uint64_t call, const Run &run, const std::vector<std::string> &clean_names) {
+    const std::vector<std::string> own_names = calls_of(run.document);
+    if (call <= own_names.size() && run.told.find(own_names[call - 1]) != std::string::npos)
+        return own_names[call - 1];
+    return call <= clean_names.size() ? clean_names[call - 1] : "?";
 }
 
 void Sweep::run() {
@@ -224,7 +295,7 @@ void Sweep::run() {
         for (const char *place : {"before", "after"})
             for (const std::string &status : m_options.statuses) {
                 const Run run = one(fmt::format("on * call {} {} answer {}", call, place, status));
-                const std::string name = call <= names.size() ? names[call - 1] : "?";
+                const std::string name = name_of(call, run, names);
                 const std::string outcome = verdict(run, name, place);
                 table.add({std::to_string(call), name, place, status, outcome});
                 rows.push_back({{"call", call},

@@ -122,7 +122,7 @@ void ImageStore::remove(const std::string &name) {
 void ImageStore::discard(const std::string &name) noexcept {
     const sts_image_definition_t definition = definition_of(name);
     m_host.release("stspi_delete_image", place(m_lsu_name, name),
-                   [&](Call &) { return m_host.entry().delete_image(&m_lsu, &definition, 0); });
+                   [&](Call &) { return m_host.entry().delete_image(&m_lsu, &definition, 0); }, {0, STS_E_NOT_FOUND});
 }
 
 OpenImage::OpenImage(ImageStore &store, const std::string &name, How how)

@@ -28,7 +28,7 @@ public:
     bool has(const std::string &name);
     sts_image_info_t info(const std::string &name);
     void remove(const std::string &name);
-    // The same on the way out of a failure: never throws.
+    // The same on the way out of a failure: never throws, and an image that is not there is as good as removed.
     void discard(const std::string &name) noexcept;
 
 private:

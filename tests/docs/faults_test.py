@@ -75,6 +75,7 @@ class Recipes(unittest.TestCase):
     def test_lost_acknowledgement(self):
         self.expect("lost-acknowledgement", self.cycle("lost-acknowledgement"), 1,
                     "stspi_close_image answers STS_E_SYSTEM")
+        self.assertEqual(list((self.path / "images").rglob("*.stsimg")), [])
 
     def test_retry(self):
         self.expect("retry", self.cycle("retry"), 1, "STS_E_NO_SERVER")
