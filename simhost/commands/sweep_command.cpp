@@ -41,7 +41,7 @@ struct SweepOptions {
 struct Run {
     bool hung = false;
     int wait_status = 0;
-    Json document;  // null when it left none
+    Json document = Json(Json::value_t::discarded);  // when it left none
     std::string told;
     std::set<std::string> left;  // entries that were not there before
 
