@@ -1,6 +1,7 @@
 # What is installed where. The components are Debian packages, see Packages.cmake:
 #   plugin       the plug-in, its configuration manual and examples
 #   tools        simhost and stspi-conformance
+#   doc          what docs/ holds
 #   dev          the public headers with their manuals
 #   stsimage     the substitute image library, apart: beside the real one it would shadow it
 include(CMakePackageConfigHelpers)
@@ -22,6 +23,8 @@ endif()
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-kelvarpool/examples COMPONENT plugin
   FILES_MATCHING PATTERN *.sim)
 install_manual(${PROJECT_SOURCE_DIR}/man/sim.5 plugin)
+# The plug-in reads this directory wherever it is installed itself.
+install(DIRECTORY DESTINATION /etc/quillmere COMPONENT plugin)
 
 install(TARGETS simhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/simhost.1 tools)
@@ -41,6 +44,10 @@ if(STSPI_BUILD_CONFORMANCE)
     LIBRARY DESTINATION lib/stspi-conformance COMPONENT tools)
   install_manual(${PROJECT_SOURCE_DIR}/man/stspi-conformance.1 tools)
 endif()
+
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-doc COMPONENT doc)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-doc COMPONENT doc
+  FILES_MATCHING PATTERN *.md PATTERN *.svg)
 
 install(DIRECTORY include/stspi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN *.h)
 install(TARGETS stspi_headers EXPORT stspi)

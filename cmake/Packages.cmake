@@ -41,18 +41,26 @@ describe_package(tools stspi-tools misc "host program and conformance suite for 
   "simhost loads a storage-server plug-in and drives it from the command line;\nstspi-conformance judges whether one behaves.")
 describe_package(dev libstspi-dev libdevel "headers of the storage-server plug-in interface"
   "The C headers of the interface, with a manual page for every entry point, a\npkg-config file and a CMake package.")
+describe_package(doc stspi-doc doc "documentation of the simulated storage servers and their tools"
+  "A tutorial, the format of the files that describe servers, what simhost's\nchecker finds, the life of a plug-in, every entry point and status, the image\nlibrary and the conformance suite.")
 describe_package(stsimage libstsimage-substitute libs "substitute for the image library of storage plug-ins"
   "Keeps backup images as files. Install it only where the real image library is\nnot: it has the same name.")
 
 set(CPACK_DEBIAN_STSIMAGE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
-set(CPACK_DEBIAN_DEV_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/postinst)
+foreach(component DEV DOC)
+  set(CPACK_DEBIAN_${component}_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS OFF)
+endforeach()
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_RECOMMENDS stspi-tools)
+# Suggested, not recommended: beside a framework it would stand where the real image library is looked for.
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_SUGGESTS "libstsimage-substitute, stspi-doc")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS stspi-kelvarpool)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "libstsimage-substitute, stspi-doc")
 
 include(cmake/RpmPackages.cmake)
 
-set(CPACK_COMPONENTS_ALL plugin tools dev)
+set(CPACK_COMPONENTS_ALL plugin tools dev doc)
 if(STSPI_INSTALL_STSIMAGE)
   list(APPEND CPACK_COMPONENTS_ALL stsimage)
 endif()

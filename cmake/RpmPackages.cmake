@@ -10,6 +10,8 @@ set(CPACK_RPM_CHANGELOG_FILE ${PROJECT_SOURCE_DIR}/packaging/rpm/changelog)
 set(CPACK_RPM_DEV_PACKAGE_NAME libstspi-devel)
 set(CPACK_RPM_DEV_PACKAGE_ARCHITECTURE noarch)
 set(CPACK_RPM_DEV_PACKAGE_GROUP Development/Libraries)
+set(CPACK_RPM_DOC_PACKAGE_ARCHITECTURE noarch)
+set(CPACK_RPM_DOC_PACKAGE_GROUP Documentation)
 # A framework brings its own image library, so no package is asked for.
 set(CPACK_RPM_SPEC_MORE_DEFINE
   "%global __requires_exclude ^libstsimage\\\\.so\n%global packager ${CPACK_PACKAGE_CONTACT}")

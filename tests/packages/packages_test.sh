@@ -19,6 +19,29 @@ ls -l "$work"/packages/*.deb
 echo "=== lintian"
 lintian --fail-on error,warning "$work"/packages/*.deb
 
+echo "=== synopses"
+for package in "$work"/packages/*.deb; do
+    dpkg-deb -f "$package" Description | head -n 1
+done | tee "$work/synopses" | sort | uniq -d | grep . && { echo "two packages with one synopsis"; exit 1; }
+cat "$work/synopses"
+
+echo "=== hardening"
+for package in "$work"/packages/*.deb; do
+    dpkg-deb -x "$package" "$work/unpacked"
+done
+find "$work/unpacked" -type f \( -name '*.so' -o -path '*/bin/*' \) >"$work/binaries"
+grep -q bin/simhost "$work/binaries"
+while read -r binary; do
+    readelf -lW "$binary" | grep -q GNU_RELRO || { echo "$binary: no relro"; exit 1; }
+    readelf -dW "$binary" | grep -qE 'BIND_NOW|FLAGS.*NOW' || { echo "$binary: bound late"; exit 1; }
+done <"$work/binaries"
+for name in simhost libstspi_kelvarpool.so libstsimage.so; do
+    binary=$(grep "/$name\$" "$work/binaries")
+    for function in __stack_chk_fail '_chk@'; do
+        readelf -sW --dyn-syms "$binary" | grep -q "$function" || { echo "$binary: no $function"; exit 1; }
+    done
+done
+
 echo "=== a fresh root"
 debootstrap --variant=minbase bookworm "$work/root" >"$work/debootstrap.log" || { tail "$work/debootstrap.log"; exit 1; }
 mkdir "$work/root/packages"
@@ -30,7 +53,27 @@ set -eu
 mount -t proc proc /proc
 mount -t devpts devpts /dev/pts
 apt-get -q update >/dev/null
-DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends /packages/*.deb >/dev/null
+export DEBIAN_FRONTEND=noninteractive
+echo "=== plug-in and tools alone"
+apt-get -q install -y --no-install-recommends /packages/stspi-kelvarpool_*.deb /packages/stspi-tools_*.deb >/install.log
+grep 'install libstsimage-substitute' /install.log
+[ -d /etc/quillmere ]
+simhost init --storage-dir /var/tmp copan:a
+status=0
+simhost pools --server copan:a 2>/errors || status=$?
+cat /errors
+[ "$status" -eq 2 ]
+grep -q 'or the package libstsimage-substitute' /errors
+echo "=== all packages"
+apt-get -q install -y --no-install-recommends /packages/*.deb >/dev/null
+simhost pools --server copan:a
+echo data | simhost run --server copan:a | tail -n 1
+for page in tutorial.md check.md sim-format.md; do
+    [ -s "/usr/share/doc/stspi-doc/docs/$page" ]
+done
+for completion in bash-completion/completions/simhost zsh/vendor-completions/_simhost fish/vendor_completions.d/simhost.fish; do
+    [ -s "/usr/share/$completion" ]
+done
 for server in Kelvarpool:mediaA copan:arr1; do
     echo "=== simhost run --server $server"
     tar --create --file - --directory /usr/share . |
