@@ -1,13 +1,13 @@
 #!/bin/sh
 # Runs every check and every test. Installs what is missing (with sudo when not root) and builds below build/.
-# Usage: ./test.sh            everything: lint, then the presets tsan, asan and dev
+# Usage: ./test.sh            everything: lint, then the presets clang, tsan, asan and dev
 #        ./test.sh quick      a first verdict: format, rules of the house, one build, unit tests
 #        ./test.sh STEP...    only these: quick, lint, or a preset: dev, clang, asan, tsan; arm64 and s390x, for those
 #                             processors under qemu, only so
 set -eu
 cd "$(dirname "$0")"
 
-steps=${*:-lint tsan asan dev}
+steps=${*:-lint clang tsan asan dev}
 for step in $steps; do
     case $step in
         quick | lint | dev | clang | asan | tsan | arm64 | s390x) ;;

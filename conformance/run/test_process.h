@@ -35,7 +35,7 @@ private:
     const TestCase &test_;
     unsigned round_;
     std::string directory_;
-    std::string kept_;            // "" when nothing is kept
+    std::string kept_;     // "" when nothing is kept
     UnnamedFile journal_;  // paths of what must go even when the process dies
     std::unique_ptr<ChildProcess> child_;
 };

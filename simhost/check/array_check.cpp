@@ -95,7 +95,7 @@ void ArrayCheck::read_headless(const ReadLine &line) {
     const std::string &text = line.text;
     if (text == "DISKGROUP" || text == "ENCLOSURE") {
         m_findings.error(Rule::headless_section, line.place(),
-                         fmt::format("this line opens a section with the name {}", quoted(text)),
+                         fmt::format("this line opens a section with the name {}", in_apostrophes(text)),
                          fmt::format("write {} = NAME;", text));
         open_section(line, text, 0);
         return;
@@ -129,7 +129,7 @@ void ArrayCheck::lose_header(Rule rule, const Place &place, const std::string &t
         m_section == Section::none
             ? "the lines below it have no effect"
             : fmt::format("the lines below it go to {} {}", m_section == Section::enclosure ? "pool" : "disk group",
-                          quoted(sections().back().name.name));
+                          in_apostrophes(sections().back().name.name));
     m_findings.error(rule, place, fmt::format("{}; {}", text, where), help).edits = std::move(edits);
 }
 
@@ -161,7 +161,7 @@ void ArrayCheck::read_attribute(const ReadLine &line, const std::string &key, si
         if (text.find(';') != std::string::npos)
             m_findings.warning(
                 Rule::mount_path_semicolon, value.place(0, text.size()),
-                fmt::format("MOUNT_PATH keeps its ';' and is read as {}; nothing uses it", quoted(text)));
+                fmt::format("MOUNT_PATH keeps its ';' and is read as {}; nothing uses it", in_apostrophes(text)));
     } else if (key == "MOUNT_BEHAVIOR") {
         set_global(key, line, Value(line, value_begin, ValueKind::text), m_mount_behavior);
     } else if (key == "UDID_TOKEN") {
@@ -255,7 +255,7 @@ void ArrayCheck::read_volumes(const ReadLine &line, size_t value_begin) {
         m_findings.error(Rule::volumes_in_enclosure, line.place(),
                          has_diskgroup
                              ? fmt::format("VOLUMES goes to the disk group opened last, {}, not to this enclosure",
-                                           quoted(m_outline.diskgroups.back().name.name))
+                                           in_apostrophes(m_outline.diskgroups.back().name.name))
                              : fmt::format("VOLUMES has no effect in an enclosure; {}", invalid_line(line)),
                          "an enclosure's disks are its volumes: take the line away");
         if (!has_diskgroup)
@@ -292,11 +292,12 @@ void ArrayCheck::check_mount_behavior(const Value &value) {
     std::vector<std::string> words = {"SUCCESS"};
     words.insert(words.end(), failing_mount_behaviors().begin(), failing_mount_behaviors().end());
     const std::string nearest = nearest_word(value.said(), words);
-    Finding &finding = m_findings.error(Rule::unknown_mount_behavior, value.place(),
-                                        fmt::format("unknown mount behaviour {}: every mount fails", quoted(word)),
-                                        nearest.empty()   ? fmt::format("the words are {}", fmt::join(words, ", "))
-                                        : nearest == word ? ""
-                                                          : fmt::format("did you mean {}?", nearest));
+    Finding &finding =
+        m_findings.error(Rule::unknown_mount_behavior, value.place(),
+                         fmt::format("unknown mount behaviour {}: every mount fails", in_apostrophes(word)),
+                         nearest.empty()   ? fmt::format("the words are {}", fmt::join(words, ", "))
+                         : nearest == word ? ""
+                                           : fmt::format("did you mean {}?", nearest));
     if (!nearest.empty() && nearest == in_upper_case(value.said()))
         finding.edits = {{value.place(), nearest}};
 }
@@ -325,7 +326,8 @@ void ArrayCheck::read_unknown(const ReadLine &line, const std::string &key) {
             m_findings.error(Rule::hidden_character, place, text, "type the key anew").edits = edits;
         return;
     }
-    const std::string text = fmt::format("unknown key {}: the line is dropped; {}", quoted(key), invalid_line(line));
+    const std::string text =
+        fmt::format("unknown key {}: the line is dropped; {}", in_apostrophes(key), invalid_line(line));
     const std::string suggested = suggested_key(key, context());
     if (suggested.empty() && key == "STORAGE_SERVER") {
         m_findings.error(Rule::unknown_key, place, text, "STORAGE_SERVER belongs into the file of a Copan array");

@@ -46,7 +46,7 @@ std::string served_prefix(const std::string &path, Grammar grammar) {
 }
 
 void not_served(const std::string &server, const std::string &why, const std::string &help, Findings &findings) {
-    findings.error(Rule::server_not_served, {}, fmt::format("{} is not served: {}", quoted(server), why), help);
+    findings.error(Rule::server_not_served, {}, fmt::format("{} is not served: {}", in_apostrophes(server), why), help);
 }
 
 bool serves_prefix(const std::string &path, Grammar grammar, const std::string &server, Findings &findings) {
@@ -57,7 +57,7 @@ bool serves_prefix(const std::string &path, Grammar grammar, const std::string &
     not_served(server,
                served.empty() ? "only Kelvarpool.sim serves names that begin with 'Kelvarpool:'"
                               : fmt::format("names that begin with {} are not of this file, which serves {}",
-                                            quoted(prefix + ':'), quoted(served + ':')),
+                                            in_apostrophes(prefix + ':'), in_apostrophes(served + ':')),
                "", findings);
     return false;
 }
@@ -71,7 +71,7 @@ void demand_host(const Outline &outline, const std::string &server, const std::s
             hosts.push_back(host.name);
         }
     }
-    not_served(server, fmt::format("no pool lists host {}", quoted(name)), help_for(name, hosts), findings);
+    not_served(server, fmt::format("no pool lists host {}", in_apostrophes(name)), help_for(name, hosts), findings);
 }
 
 void demand_section(const Outline &outline, const std::string &server, const std::string &name, Findings &findings) {
@@ -83,13 +83,14 @@ void demand_section(const Outline &outline, const std::string &server, const std
             return;
         servers.push_back(section.name.name);
     }
-    not_served(server, fmt::format("no STORAGE_SERVER is named {}", quoted(name)), help_for(name, servers), findings);
+    not_served(server, fmt::format("no STORAGE_SERVER is named {}", in_apostrophes(name)), help_for(name, servers),
+               findings);
 }
 
 std::string list_of(const std::set<std::string> &names, const char *otherwise) {
     std::string list;
     for (const std::string &name : names)
-        list += (list.empty() ? "" : ", ") + quoted(name);
+        list += (list.empty() ? "" : ", ") + in_apostrophes(name);
     return list.empty() ? otherwise : list;
 }
 
@@ -102,7 +103,7 @@ void demand_pools(const Outline &outline, const Expectation &expectation, Findin
                 seen.insert(pool.name.name);
     if (seen != demanded)
         findings.error(Rule::not_as_expected, {},
-                       fmt::format("host {} sees {}, but is to see {}", quoted(expectation.host),
+                       fmt::format("host {} sees {}, but is to see {}", in_apostrophes(expectation.host),
                                    list_of(seen, "no pool"), list_of(demanded, "none")));
 }
 

@@ -102,9 +102,10 @@ void CopanCheck::lose_header(Rule rule, const Place &place, const std::string &t
                              std::vector<Edit> edits) {
     m_lost_header = true;
     m_outline.has_lost_header = true;
-    const std::string where = m_outline.servers.empty() ? "the lines below it have no effect"
-                                                        : fmt::format("the lines below it go to server {}",
-                                                                      quoted(m_outline.servers.back().name.name));
+    const std::string where =
+        m_outline.servers.empty()
+            ? "the lines below it have no effect"
+            : fmt::format("the lines below it go to server {}", in_apostrophes(m_outline.servers.back().name.name));
     m_findings.error(rule, place, fmt::format("{}; {}", text, where), help).edits = std::move(edits);
 }
 
@@ -130,9 +131,9 @@ void CopanCheck::read_unknown(const ReadLine &line, const std::string &key) {
         visible != key && (visible == "STORAGE_SERVER" || visible == "VOLUMES" || visible == "STORAGE_DIR");
     const std::string suggested = is_hidden ? visible : suggested_key(key, KeyContext::copan_file);
     const Rule rule = is_hidden ? Rule::hidden_character : Rule::unknown_key;
-    const std::string text = is_hidden
-                                 ? "the key holds a character that cannot be seen: the line is dropped without a word"
-                                 : fmt::format("unknown key {}: the line is dropped without a word", quoted(key));
+    const std::string text =
+        is_hidden ? "the key holds a character that cannot be seen: the line is dropped without a word"
+                  : fmt::format("unknown key {}: the line is dropped without a word", in_apostrophes(key));
     const std::string help = is_hidden           ? "type the key anew"
                              : suggested.empty() ? keys_help(KeyContext::copan_file)
                                                  : fmt::format("did you mean {}?", suggested);
@@ -190,12 +191,12 @@ void check_sections(const Server &server, Findings &findings) {
             if (section->name.name == server.first->name.name)
                 findings.warning(
                     Rule::duplicate_server, section->name.place,
-                    fmt::format("server {} has a section already: both add up", quoted(section->name.name)), "",
+                    fmt::format("server {} has a section already: both add up", in_apostrophes(section->name.name)), "",
                     {first});
             else
                 findings.error(Rule::duplicate_server, section->name.place,
                                fmt::format("{} and {} are the same server: names are compared without their domain",
-                                           quoted(section->name.name), quoted(server.first->name.name)),
+                                           in_apostrophes(section->name.name), in_apostrophes(server.first->name.name)),
                                "", {first});
         }
         const SetKey *own = section->keys.find("STORAGE_DIR");
@@ -227,18 +228,20 @@ void check_volumes(const Server &server, Findings &findings) {
                 continue;
             const auto [first, is_new] = seen.emplace(volume.name, volume.place);
             if (!is_new)
-                findings.error(Rule::duplicate_volume, volume.place,
-                               fmt::format("volume {} is listed twice and has one directory", quoted(volume.name)), "",
-                               {{first->second, "first listed here"}});
+                findings.error(
+                    Rule::duplicate_volume, volume.place,
+                    fmt::format("volume {} is listed twice and has one directory", in_apostrophes(volume.name)), "",
+                    {{first->second, "first listed here"}});
         }
     }
     const ListedName &name = server.first->name;
     if (!has_volumes)
-        findings.warning(Rule::no_volumes, name.place, fmt::format("server {} has no VOLUMES", quoted(name.name)));
+        findings.warning(Rule::no_volumes, name.place,
+                         fmt::format("server {} has no VOLUMES", in_apostrophes(name.name)));
     if (!has_storage_dir)
-        findings.error(
-            Rule::no_storage_dir, name.place,
-            fmt::format("server {} has no STORAGE_DIR: images and properties of its volumes fail", quoted(name.name)));
+        findings.error(Rule::no_storage_dir, name.place,
+                       fmt::format("server {} has no STORAGE_DIR: images and properties of its volumes fail",
+                                   in_apostrophes(name.name)));
     else if (storage_dir.size() + 1 + longest > largest_path)
         findings.error(Rule::path_too_long, name.place,
                        fmt::format("a volume's directory has up to {} bytes; {} fit", storage_dir.size() + 1 + longest,

@@ -37,7 +37,7 @@ std::vector<Finding> Findings::sorted() const {
     return findings;
 }
 
-std::string quoted(const std::string &text) {
+std::string in_apostrophes(const std::string &text) {
     const char quote = text.find('\'') == std::string::npos ? '\'' : '"';
     std::string result(1, quote);
     for (size_t i = 0; i < text.size();) {
@@ -55,7 +55,7 @@ std::string quoted(const std::string &text) {
 }
 
 std::string help_to_write(const std::string &text) {
-    return text.size() <= longest_quote && quoted(text) == "'" + text + "'" ? "write " + text : "";
+    return text.size() <= longest_quote && in_apostrophes(text) == "'" + text + "'" ? "write " + text : "";
 }
 
 std::string counted(size_t number, const char *thing) {

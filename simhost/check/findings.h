@@ -24,7 +24,7 @@ private:
 };
 
 // A text of the file for a message: in single quotes, printable, cut when it is long.
-std::string quoted(const std::string &text);
+std::string in_apostrophes(const std::string &text);
 
 // "write TEXT"; "" when the text is too long for a help, or cannot be seen as it is.
 std::string help_to_write(const std::string &text);

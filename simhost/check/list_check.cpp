@@ -19,7 +19,7 @@ struct Numbered {
     std::string number;
 };
 
-Numbered split(const std::string &name) {
+Numbered number_at_end(const std::string &name) {
     size_t begin = name.size();
     while (begin > 0 && is_ascii_digit(name[begin - 1]))
         --begin;
@@ -38,8 +38,8 @@ bool looks_like_range(const std::string &name, bool is_only_one) {
     const size_t middle = dots != std::string::npos ? dots : name.find('-');
     if (middle == std::string::npos || middle == 0)
         return false;
-    const Numbered from = split(name.substr(0, middle));
-    const Numbered to = split(name.substr(middle + (dots != std::string::npos ? 2 : 1)));
+    const Numbered from = number_at_end(name.substr(0, middle));
+    const Numbered to = number_at_end(name.substr(middle + (dots != std::string::npos ? 2 : 1)));
     if (!is_rising(from.number, to.number) || (!to.prefix.empty() && to.prefix != from.prefix))
         return false;
     return is_only_one || dots != std::string::npos || !to.prefix.empty();
@@ -59,17 +59,18 @@ void check_meaning(const std::vector<ListedName> &names, const char *what, Findi
     const bool are_hosts = std::string(what) == "host";
     for (const ListedName &name : names) {
         if (looks_like_range(name.name, is_only_one))
-            findings.warning(Rule::range_as_name, name.place,
-                             fmt::format("{} is the name of one {}: there are no ranges", quoted(name.name), what),
-                             "list every name");
+            findings.warning(
+                Rule::range_as_name, name.place,
+                fmt::format("{} is the name of one {}: there are no ranges", in_apostrophes(name.name), what),
+                "list every name");
         else if (are_hosts && means_all(name.name))
             findings.warning(Rule::word_as_host, name.place,
-                             fmt::format("{} is the name of one host, no word for several", quoted(name.name)),
+                             fmt::format("{} is the name of one host, no word for several", in_apostrophes(name.name)),
                              "list every host that may use the pool");
         else if (is_only_one && !are_hosts && is_number(name.name) && name.name[0] != '0' && name.name != "1")
-            findings.warning(
-                Rule::count_as_name, name.place,
-                fmt::format("this is one {} of the name {}, not a number of {}s", what, quoted(name.name), what),
-                fmt::format("list the names of the {}s", what));
+            findings.warning(Rule::count_as_name, name.place,
+                             fmt::format("this is one {} of the name {}, not a number of {}s", what,
+                                         in_apostrophes(name.name), what),
+                             fmt::format("list the names of the {}s", what));
     }
 }

@@ -34,11 +34,12 @@ bool check_directory(const std::string &path, const Place &place, Findings &find
     struct stat state {};
     if (stat(path.c_str(), &state) == 0) {
         if (!S_ISDIR(state.st_mode))
-            findings.error(Rule::name_taken, place, fmt::format("on this machine {} is no directory", quoted(path)));
+            findings.error(Rule::name_taken, place,
+                           fmt::format("on this machine {} is no directory", in_apostrophes(path)));
         else if (!may_write(path))
-            findings.error(
-                Rule::no_permission, place,
-                fmt::format("on this machine nothing can be made in {}: {}", quoted(path), std::strerror(errno)));
+            findings.error(Rule::no_permission, place,
+                           fmt::format("on this machine nothing can be made in {}: {}", in_apostrophes(path),
+                                       std::strerror(errno)));
         else
             return true;
         return false;
@@ -46,22 +47,24 @@ bool check_directory(const std::string &path, const Place &place, Findings &find
     const int error = errno;
     const std::string parent = parent_of(path);
     if (error != ENOENT)
-        findings.error(error == ENOTDIR ? Rule::name_taken : Rule::no_permission, place,
-                       fmt::format("on this machine {} cannot be reached: {}", quoted(path), std::strerror(error)));
+        findings.error(
+            error == ENOTDIR ? Rule::name_taken : Rule::no_permission, place,
+            fmt::format("on this machine {} cannot be reached: {}", in_apostrophes(path), std::strerror(error)));
     else if (lstat(path.c_str(), &state) == 0)
         findings.error(Rule::name_taken, place,
-                       fmt::format("on this machine {} is a link that leads nowhere", quoted(path)));
+                       fmt::format("on this machine {} is a link that leads nowhere", in_apostrophes(path)));
     else if (stat(parent.c_str(), &state) != 0)
         findings.error(
             Rule::missing_parent, place,
-            fmt::format("on this machine there is no {}, in which the directory is to be made", quoted(parent)),
+            fmt::format("on this machine there is no {}, in which the directory is to be made", in_apostrophes(parent)),
             fmt::format("make it: only the last directory of a path is made by the plug-in"));
     else if (!S_ISDIR(state.st_mode))
-        findings.error(Rule::name_taken, place, fmt::format("on this machine {} is no directory", quoted(parent)));
+        findings.error(Rule::name_taken, place,
+                       fmt::format("on this machine {} is no directory", in_apostrophes(parent)));
     else if (!may_write(parent))
-        findings.error(
-            Rule::no_permission, place,
-            fmt::format("on this machine no directory can be made in {}: {}", quoted(parent), std::strerror(errno)));
+        findings.error(Rule::no_permission, place,
+                       fmt::format("on this machine no directory can be made in {}: {}", in_apostrophes(parent),
+                                   std::strerror(errno)));
     return false;
 }
 
@@ -74,11 +77,11 @@ void check_volumes(const std::string &path, const Names &names, Findings &findin
         if (stat(directory.c_str(), &state) != 0 || !S_ISDIR(state.st_mode))
             findings.error(Rule::name_taken, volume.place,
                            fmt::format("on this machine the directory of {} {}, {}, is something else", names.what,
-                                       quoted(volume.name), quoted(directory)));
+                                       in_apostrophes(volume.name), in_apostrophes(directory)));
         else if (!may_write(directory))
-            findings.error(
-                Rule::no_permission, volume.place,
-                fmt::format("on this machine nothing can be made in {}: {}", quoted(directory), std::strerror(errno)));
+            findings.error(Rule::no_permission, volume.place,
+                           fmt::format("on this machine nothing can be made in {}: {}", in_apostrophes(directory),
+                                       std::strerror(errno)));
     }
 }
 

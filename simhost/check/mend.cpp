@@ -20,7 +20,7 @@ struct Line {
     std::string text;
 };
 
-std::vector<std::string> split(const std::string &text) {
+std::vector<std::string> lines_of(const std::string &text) {
     std::vector<std::string> lines;
     size_t start = 0;
     for (size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', start)) {
@@ -62,7 +62,7 @@ void apply(const Edit &edit, std::vector<Line> &lines) {
     Line &line = lines.at(index);
     std::string text = line.text;
     text.replace(edit.place.column - 1, edit.place.length, edit.text);
-    const std::vector<std::string> pieces = split(text);
+    const std::vector<std::string> pieces = lines_of(text);
     const size_t origin = line.origin;
     line.text = pieces[0];
     for (size_t i = 1; i < pieces.size(); ++i)
@@ -91,7 +91,7 @@ Mend mended(const std::string &name, const std::string &bytes, Grammar grammar) 
     const std::optional<std::string> plain = in_plain_form(bytes);
     mend.is_other_form = plain.has_value();
     mend.bytes = plain.value_or(bytes);
-    const std::vector<std::string> before = split(mend.bytes);
+    const std::vector<std::string> before = lines_of(mend.bytes);
     std::vector<Line> lines;
     for (size_t i = 0; i < before.size(); ++i)
         lines.push_back({i, before[i]});

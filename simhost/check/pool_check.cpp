@@ -15,7 +15,7 @@ void share_hosts(Outline &outline, Findings &findings) {
     for (size_t i = 0; i < outline.diskgroups.size(); ++i) {
         const PoolOutline &group = outline.diskgroups[i];
         const bool gives_hosts = i < outline.pools.size() && !outline.pools[i].has_hosts && group.has_hosts;
-        const std::string name = quoted(group.name.name);
+        const std::string name = in_apostrophes(group.name.name);
         findings.error(Rule::diskgroup_dropped, group.name.place,
                        gives_hosts
                            ? fmt::format("disk group {} is dropped but for its hosts", name)
@@ -29,13 +29,13 @@ void share_hosts(Outline &outline, Findings &findings) {
         findings.warning(
             Rule::hosts_from_diskgroup, pool.name.place,
             fmt::format("pool {} has no HOSTS and takes those of disk group {}: both are number {} of their kind",
-                        quoted(pool.name.name), name, i + 1),
+                        in_apostrophes(pool.name.name), name, i + 1),
             "give the pool its own HOSTS", {{group.keys.find("HOSTS")->place, "its hosts stand here"}});
     }
 }
 
 void check_hosts(const PoolOutline &pool, Findings &findings) {
-    const std::string name = quoted(pool.name.name);
+    const std::string name = in_apostrophes(pool.name.name);
     if (!pool.has_hosts) {
         findings.error(Rule::no_hosts, pool.name.place,
                        fmt::format("pool {} has no HOSTS: it is never listed, and asking for it fails", name));
@@ -48,7 +48,7 @@ void check_hosts(const PoolOutline &pool, Findings &findings) {
         const auto [first, is_new] = seen.emplace(host.name, host.place);
         if (!is_new)
             findings.warning(Rule::duplicate_host, host.place,
-                             fmt::format("host {} is listed twice", quoted(host.name)), "",
+                             fmt::format("host {} is listed twice", in_apostrophes(host.name)), "",
                              {{first->second, "first listed here"}});
     }
     if (seen.empty())
@@ -57,7 +57,7 @@ void check_hosts(const PoolOutline &pool, Findings &findings) {
 }
 
 void check_pool(const PoolOutline &pool, Findings &findings) {
-    const std::string name = quoted(pool.name.name);
+    const std::string name = in_apostrophes(pool.name.name);
     check_directory_name(pool.name, "pool", findings);
     check_hosts(pool, findings);
     if (pool.disks.empty())
@@ -90,12 +90,12 @@ void check_disk_names(const Outline &outline, Findings &findings) {
             const auto [first, is_new] = seen.emplace(disk.name, KnownDisk{&pool, disk.place});
             if (is_new)
                 continue;
-            const std::string name = quoted(disk.name);
+            const std::string name = in_apostrophes(disk.name);
             findings.error(Rule::duplicate_disk, disk.place,
                            first->second.pool == &pool
                                ? fmt::format("disk {} is in this pool twice", name)
                                : fmt::format("disk {} is in pool {} too, and is always answered for from there", name,
-                                             quoted(first->second.pool->name.name)),
+                                             in_apostrophes(first->second.pool->name.name)),
                            "", {{first->second.place, "first listed here"}});
         }
     }
@@ -110,7 +110,7 @@ void check_pool_names(const Outline &outline, Findings &findings) {
         if (!is_new)
             findings.error(Rule::duplicate_pool, pool.name.place,
                            fmt::format("there is a pool {} already: only that one is listed and answered for",
-                                       quoted(pool.name.name)),
+                                       in_apostrophes(pool.name.name)),
                            "", {{first->second, "first defined here"}});
     }
 }
@@ -126,7 +126,7 @@ void check_identifiers(const Outline &outline, Findings &findings) {
                     Rule::udid_too_long, disk.place,
                     fmt::format("with this UDID_TOKEN the identifier of disk {} has {} bytes; as a directory's "
                                 "name {} fit",
-                                quoted(disk.name), length, longest_directory_name));
+                                in_apostrophes(disk.name), length, longest_directory_name));
                 return;
             }
         }

@@ -49,7 +49,7 @@ void check_shared_directories(const Outline &outline, Findings &findings) {
                 findings.error(
                     Rule::shared_directory, volume.place,
                     fmt::format("volume {} has the same directory as one of server {}, and so the same images",
-                                quoted(volume.name), quoted(owner->second.server->name.name)),
+                                in_apostrophes(volume.name), in_apostrophes(owner->second.server->name.name)),
                     "give the servers STORAGE_DIRs of their own", {{owner->second.volume, "that one is listed here"}});
         }
     }

@@ -100,7 +100,7 @@ void check_storage_dir(const Value &value, const std::string &path, bool makes_i
                 Rule::directory_name, place,
                 fmt::format("no images can be kept here: {} is what the image library calls its directories of "
                             "unfinished ones",
-                            quoted(component)));
+                            in_apostrophes(component)));
     });
     if (path[0] == '/')
         return;

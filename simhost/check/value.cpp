@@ -67,16 +67,17 @@ void check_missing_semicolon(const Value &value, Findings &findings) {
             edit};
     else if (value.kind() == ValueKind::size)
         findings
-            .error(
-                Rule::missing_semicolon, value.place(),
-                fmt::format("without a ';' behind it the unit is not looked at: {} is {}", quoted(value.text()), read),
-                help)
+            .error(Rule::missing_semicolon, value.place(),
+                   fmt::format("without a ';' behind it the unit is not looked at: {} is {}",
+                               in_apostrophes(value.text()), read),
+                   help)
             .edits = {edit};
     else
         findings
-            .error(Rule::missing_semicolon, end,
-                   fmt::format("without a ';' the value loses its last character: it is read as {}", quoted(read)),
-                   help)
+            .error(
+                Rule::missing_semicolon, end,
+                fmt::format("without a ';' the value loses its last character: it is read as {}", in_apostrophes(read)),
+                help)
             .edits = {edit};
 }
 
@@ -131,26 +132,29 @@ void check_after_semicolon(const Value &value, Findings &findings) {
         const std::string key = behind.substr(0, behind.find('='));
         findings
             .error(Rule::after_semicolon, rest,
-                   read == meant ? fmt::format("a line holds one key and one value: this {} is lost", quoted(key))
-                                 : fmt::format("a line holds one key and one value: this {} is lost, and the value in "
-                                               "front of it is read as {}",
-                                               quoted(key), quoted(read)),
-                   fmt::format("put {} on a line of its own", quoted(key)))
+                   read == meant
+                       ? fmt::format("a line holds one key and one value: this {} is lost", in_apostrophes(key))
+                       : fmt::format("a line holds one key and one value: this {} is lost, and the value in "
+                                     "front of it is read as {}",
+                                     in_apostrophes(key), in_apostrophes(read)),
+                   fmt::format("put {} on a line of its own", in_apostrophes(key)))
             .edits = {{{rest.line, rest.column, 0}, "\n"}};
     } else if (continues_list(value)) {
         const std::string mended = with_commas(text);
         findings
             .error(Rule::after_semicolon, rest,
-                   fmt::format("a ';' ends a name, but does not begin another: the list is read as {}", quoted(read)),
+                   fmt::format("a ';' ends a name, but does not begin another: the list is read as {}",
+                               in_apostrophes(read)),
                    "put a ',' between two names: " + help_to_write(mended))
             .edits = {{value.place(0, text.size()), mended}};
     } else if (read == meant) {
         findings.warning(Rule::after_semicolon, rest,
                          "what stands behind the ';' is dropped; a line holds one key and one value");
     } else {
-        findings.error(Rule::after_semicolon, rest,
-                       fmt::format("a ';' in the middle does not end the value: it is read as {}", quoted(read)),
-                       "put what follows on a line of its own");
+        findings.error(
+            Rule::after_semicolon, rest,
+            fmt::format("a ';' in the middle does not end the value: it is read as {}", in_apostrophes(read)),
+            "put what follows on a line of its own");
     }
 }
 
@@ -174,9 +178,10 @@ void check_blanks(const Value &value, Findings &findings) {
             --from;
         while (to < said.size() && !(is_list && said[to] == ','))
             ++to;
-        findings.error(Rule::blank_in_value, value.place(from, to),
-                       fmt::format("white space is dropped: this is read as {}", quoted(said.substr(from, to - from))),
-                       is_list ? "put a ',' between two names; no name can hold a blank" : "");
+        findings.error(
+            Rule::blank_in_value, value.place(from, to),
+            fmt::format("white space is dropped: this is read as {}", in_apostrophes(said.substr(from, to - from))),
+            is_list ? "put a ',' between two names; no name can hold a blank" : "");
         i = to;
     }
 }
@@ -208,18 +213,19 @@ ListedName check_one_name(const Value &value, size_t first, size_t last, const c
                 finding.edits = {{value.place(first - 1, first), ""}};
         }
     } else if (name.empty()) {
-        findings.error(
-            Rule::empty_name, place,
-            fmt::format("{} begins with a byte that no name may hold, so the {}'s name is empty", quoted(said), what),
-            name_help(said));
+        findings.error(Rule::empty_name, place,
+                       fmt::format("{} begins with a byte that no name may hold, so the {}'s name is empty",
+                                   in_apostrophes(said), what),
+                       name_help(said));
     } else if (name.size() == longest_name && kept_name(said.substr(longest_name)) != "") {
         findings.error(Rule::name_too_long, place,
                        fmt::format("names are cut to {} bytes: this one of {} bytes is read as {}", longest_name,
-                                   said.size(), quoted(name)));
+                                   said.size(), in_apostrophes(name)));
     } else {
-        findings.error(Rule::name_cut, value.place(first + name.size(), first + name.size() + 1),
-                       fmt::format("no name may hold this byte: {} is read as {}", quoted(said), quoted(name)),
-                       name_help(said));
+        findings.error(
+            Rule::name_cut, value.place(first + name.size(), first + name.size() + 1),
+            fmt::format("no name may hold this byte: {} is read as {}", in_apostrophes(said), in_apostrophes(name)),
+            name_help(said));
     }
     return {name, place};
 }
@@ -259,18 +265,19 @@ void check_number(const Value &value, const std::string &digits, const std::stri
     uint64_t number = 0;
     const Place place = value.place(0, value.said_size());
     if (!reads_number(digits, number) || number > INT32_MAX) {
-        findings.error(Rule::size_too_large, place,
-                       fmt::format("the number in front of the unit has 31 bits: {} is {}", quoted(value.said()), read),
-                       "use a larger unit");
+        findings.error(
+            Rule::size_too_large, place,
+            fmt::format("the number in front of the unit has 31 bits: {} is {}", in_apostrophes(value.said()), read),
+            "use a larger unit");
         return;
     }
     const int shift = unit.empty() ? -1 : unit_shift(unit[0]);
     if (shift > 0 && number > static_cast<uint64_t>(INT64_MAX) >> shift)
         findings.error(Rule::size_too_large, place,
                        number > UINT64_MAX >> shift
-                           ? fmt::format("this is more than 64 bits hold: {} is {}", quoted(value.said()), read)
+                           ? fmt::format("this is more than 64 bits hold: {} is {}", in_apostrophes(value.said()), read)
                            : fmt::format("properties hold sizes of 63 bits: {} is told as {} bytes",
-                                         quoted(value.said()), static_cast<int64_t>(number << shift)));
+                                         in_apostrophes(value.said()), static_cast<int64_t>(number << shift)));
     else if (number == 0)
         findings.warning(Rule::size_zero, place, "a size of 0");
 }
@@ -336,12 +343,12 @@ void check_directory_name(const ListedName &name, const char *what, Findings &fi
     if (!is_dots || std::string(what) == "pool")
         findings.error(Rule::directory_name, name.place,
                        fmt::format("the image library takes no {} of the name {}: all image calls for it fail", what,
-                                   quoted(name.name)),
+                                   in_apostrophes(name.name)),
                        "choose another name");
     else
         findings.error(
             Rule::directory_name, name.place,
-            fmt::format("the directory of {} {} is {}", what, quoted(name.name),
+            fmt::format("the directory of {} {} is {}", what, in_apostrophes(name.name),
                         name.name == "." ? "the storage directory itself" : "the one above the storage directory"),
             "choose another name");
 }
@@ -364,17 +371,17 @@ CheckedSize check_size(const Value &value, Findings &findings) {
     const bool knows_unit = unit.empty() || (is_one_letter && (unit_shift(unit[0]) > 0 || (unit[0] & ~0x20) == 'B'));
     if (digits.empty()) {
         findings.error(Rule::size_not_a_number, value.place(),
-                       fmt::format("{} is not a number and counts as {}", quoted(said), read), sizes_help());
+                       fmt::format("{} is not a number and counts as {}", in_apostrophes(said), read), sizes_help());
     } else if (!knows_unit && is_ascii_letter(unit[0])) {
         findings.error(Rule::unknown_unit, value.place(end, said.size()),
-                       fmt::format("unknown unit {}: {} is {}", quoted(unit), quoted(said), read),
+                       fmt::format("unknown unit {}: {} is {}", in_apostrophes(unit), in_apostrophes(said), read),
                        unit_help(digits, unit));
     } else if (!knows_unit) {
         findings.error(Rule::size_not_a_number, value.place(end, said.size()),
-                       fmt::format("the number ends here: {} is {}", quoted(said), read), sizes_help());
+                       fmt::format("the number ends here: {} is {}", in_apostrophes(said), read), sizes_help());
     } else if (said[0] == '-') {
         findings.error(Rule::size_negative, value.place(),
-                       fmt::format("a size cannot be negative: {} is {}", quoted(said), read));
+                       fmt::format("a size cannot be negative: {} is {}", in_apostrophes(said), read));
     } else {
         check_ending(value, findings);
         check_number(value, digits, unit, findings);

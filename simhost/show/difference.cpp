@@ -15,9 +15,7 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string shown(const std::string &name) { return name.empty() ? "(no name)" : printable(name); }
+using DifferenceJson = nlohmann::ordered_json;
 
 std::string list_of(const std::vector<std::string> &names) {
     std::string list;
@@ -226,12 +224,14 @@ std::string difference_text(const Difference &difference) {
     return text;
 }
 
-Json difference_json(const Difference &difference) {
+DifferenceJson difference_json(const Difference &difference) {
     const bool is_array = difference.grammar == Grammar::array;
-    const auto text_or_null = [](const std::string &text) { return text.empty() ? Json() : Json(text); };
-    Json all = Json::array();
+    const auto text_or_null = [](const std::string &text) {
+        return text.empty() ? DifferenceJson() : DifferenceJson(text);
+    };
+    DifferenceJson all = DifferenceJson::array();
     for (const SeenChanges &seen : difference.seen) {
-        Json changes = Json::array();
+        DifferenceJson changes = DifferenceJson::array();
         for (const Change &change : seen.changes)
             changes.push_back({{"what", change.what},
                                {"name", change.name},
@@ -239,7 +239,7 @@ Json difference_json(const Difference &difference) {
                                {"after", text_or_null(change.after)}});
         all.push_back({{"name", seen.who}, {"changes", changes}});
     }
-    Json json = {{"grammar", is_array ? "array" : "copan"}, {"same", difference.is_none()}};
+    DifferenceJson json = {{"grammar", is_array ? "array" : "copan"}, {"same", difference.is_none()}};
     if (is_array)
         json["mounts"] = {{"before", difference.mounts_before}, {"after", difference.mounts_after}};
     json[is_array ? "hosts" : "servers"] = all;

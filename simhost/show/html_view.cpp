@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr size_t most_volumes = 12;      // of a pool that are shown unfolded
+constexpr size_t most_unfolded = 12;     // of a pool that are shown unfolded
 constexpr size_t most_findings = 5;      // likewise
 constexpr size_t most_host_buttons = 8;  // more hosts are in a list to choose from
 
@@ -49,7 +49,7 @@ std::string volume_list(const std::vector<VolumeView> &volumes) {
             fmt::format("<li>{}{}</li>", markup_name(volume.name),
                         has_identifier ? fmt::format("<span>{}</span>", markup_text(volume.identifier)) : ""));
     }
-    return folded(items, most_volumes, "volumes");
+    return folded(items, most_unfolded, "volumes");
 }
 
 std::string entry(const char *term, const std::string &text) {

@@ -24,8 +24,6 @@ void draw(const Node &node, const std::string &indent, std::string &tree) {
     }
 }
 
-std::string shown(const std::string &name) { return name.empty() ? "(no name)" : printable(name); }
-
 std::string joined(const std::vector<std::string> &names, const char *otherwise) {
     std::string text;
     for (const std::string &name : names)
@@ -92,7 +90,7 @@ std::string mount_words(const View &view) {
     if (view.mounts_succeed)
         return "carried out";
     return fmt::format("all fail, with {} inside the simulator (MOUNT_BEHAVIOR is {})", view.mount_status,
-                       quoted(view.mount_behavior));
+                       in_apostrophes(view.mount_behavior));
 }
 
 std::string text_of(const View &view) {

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "base/escaped_text.h"
 #include "redirect/config_redirect.h"
 #include "sim/orv_sim_storage_server.h"
 
@@ -172,3 +173,5 @@ void take_prefix(const View &of, View &view) {
     for (ServerView &server : view.servers)
         server.name = prefix_of(of.file) + server.name.substr(server.name.find(':'));
 }
+
+std::string shown(const std::string &name) { return name.empty() ? "(no name)" : printable(name); }

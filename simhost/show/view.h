@@ -55,3 +55,6 @@ View view_of(const CheckedFile &file);
 
 // Names the servers of a Copan array as those of another file, which it is to replace.
 void take_prefix(const View &of, View &view);
+
+// A name as it is shown; one that is empty too.
+std::string shown(const std::string &name);

@@ -212,7 +212,7 @@ int openat(int directory, const char *path, int flags, ...) {
 }
 
 // Takes as many arguments as any call has, from wherever they would lie: not all of them are there.
-[[gnu::no_sanitize("address")]] long syscall(long number, ...) {
+[[gnu::no_sanitize_address]] long syscall(long number, ...) {
     va_list arguments;
     va_start(arguments, number);
     long values[6];
