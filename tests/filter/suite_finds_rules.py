@@ -23,7 +23,7 @@ RULES = [
     ("on terminate after answer success", "registration"),
     ("on terminate lose", "registration"),
     ("on ioctl answer success", "ioctl"),
-    ("on ioctl call 3 answer STS_E_NOT_SUPPORTED", "ioctl"),
+    ("on ioctl calls 2..40 answer STS_E_NOT_SUPPORTED", "ioctl"),
     ("on async_flush answer success", "not-supported"),
     ("on unmount_lsu answer STS_E_NOT_SUPPORTED", "not-supported"),
     ("on get_storel call 7 answer success", "not-supported"),
