@@ -42,9 +42,11 @@ constexpr std::array server_info_fields = {FIELD(sts_server_info_t, server_name,
                                            FIELD(sts_server_info_t, capabilities, words)};
 constexpr RecordType server_info_record = record_type("server_info", server_info_fields);
 
-constexpr std::array lsu_fields = {Field{"server", offsetof(stsp_lsu_v7_t, server), sizeof(stsp_lsu_v7_t::server),
-                                         FieldType::handle, HandleKind::server},
-                                   FIELD(stsp_lsu_v7_t, lsu_name, text)};
+constexpr size_t handle_size = sizeof(sts_server_handle_t);  // NOLINT(bugprone-sizeof-expression): of the pointer
+
+constexpr std::array lsu_fields = {
+    Field{"server", offsetof(stsp_lsu_v7_t, server), handle_size, FieldType::handle, HandleKind::server},
+    FIELD(stsp_lsu_v7_t, lsu_name, text)};
 constexpr RecordType lsu_record = record_type("lsu", lsu_fields);
 
 constexpr std::array lsu_info_fields = {

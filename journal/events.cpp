@@ -87,6 +87,7 @@ std::vector<RunningCall> Events::running() const {
     std::vector<std::pair<uint64_t, RunningCall>> calls(running_.begin(), running_.end());
     std::sort(calls.begin(), calls.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
     std::vector<RunningCall> result;
+    result.reserve(calls.size());
     for (const auto &[place, call] : calls)
         result.push_back(call);
     return result;

@@ -30,6 +30,7 @@ Rule demand_rule(const std::string &id) {
 
 std::vector<Rule> rules_of(const std::vector<std::string> &ids) {
     std::vector<Rule> rules;
+    rules.reserve(ids.size());
     for (const std::string &id : ids)
         rules.push_back(demand_rule(id));
     return rules;

@@ -27,8 +27,7 @@ Numbered number_at_end(const std::string &name) {
 }
 
 bool is_rising(const std::string &from, const std::string &to) {
-    return is_number(from) && is_number(to) && from.size() <= 9 && to.size() <= 9 &&
-           std::atol(from.c_str()) < std::atol(to.c_str());
+    return is_number(from) && is_number(to) && from.size() <= 9 && to.size() <= 9 && std::stol(from) < std::stol(to);
 }
 
 // "g1-g9" and "g1..9" are ranges for most people, and "g1-9" is one when nothing else is in the list: "rack1-2" may well

@@ -30,7 +30,7 @@ std::string real_path(const std::string &path) {
 // A second name for the file. No name that ends in ".sim", which the plug-in would read.
 std::string keep_old(const std::string &path) {
     for (int number = 0; number < 1000; ++number) {
-        const std::string kept = number == 0 ? path + ".orig" : fmt::format("{}.orig.{}", path, number);
+        std::string kept = number == 0 ? path + ".orig" : fmt::format("{}.orig.{}", path, number);
         if (link(path.c_str(), kept.c_str()) == 0)
             return kept;
         if (errno != EEXIST)

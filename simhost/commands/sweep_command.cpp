@@ -38,7 +38,7 @@ struct SweepOptions {
 };
 
 // What one run of the command came to.
-struct Run {
+struct Run {  // NOLINT(bugprone-exception-escape): moving JSON throws nothing
     bool hung = false;
     int wait_status = 0;
     Json document = Json(Json::value_t::discarded);  // when it left none

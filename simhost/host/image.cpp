@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
+#include <exception>
+
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "simhost/host/record_field.h"
@@ -120,9 +123,14 @@ void ImageStore::remove(const std::string &name) {
 }
 
 void ImageStore::discard(const std::string &name) noexcept {
-    const sts_image_definition_t definition = definition_of(name);
-    m_host.release("stspi_delete_image", place(m_lsu_name, name),
-                   [&](Call &) { return m_host.entry().delete_image(&m_lsu, &definition, 0); }, {0, STS_E_NOT_FOUND});
+    try {
+        const sts_image_definition_t definition = definition_of(name);
+        m_host.release("stspi_delete_image", place(m_lsu_name, name),
+                       [&](Call &) { return m_host.entry().delete_image(&m_lsu, &definition, 0); },
+                       {0, STS_E_NOT_FOUND});
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "simhost: the image stays: %s\n", failure.what());
+    }
 }
 
 OpenImage::OpenImage(ImageStore &store, const std::string &name, How how)
