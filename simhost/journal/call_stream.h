@@ -19,7 +19,7 @@ struct ThreadNumber {
     }
 };
 
-struct RecordedCall {
+struct RecordedCall {  // NOLINT(bugprone-exception-escape): moving JSON throws nothing
     ThreadNumber thread;
     uint64_t call = 0;
     std::string entry_point;

@@ -36,8 +36,12 @@ std::string joined_values(const Json &values, bool with_keys) {
         // A null pointer says something only where somebody looks.
         const bool is_looked_at = key.rfind("ignored", 0) != 0 && key != "reserved";
         const std::string one = value.is_null() && !is_looked_at ? "" : value_text(value);
-        if (!one.empty())
-            text += (text.empty() ? "" : ", ") + (with_keys ? key + " " : "") + one;
+        if (one.empty())
+            continue;
+        text += text.empty() ? "" : ", ";
+        if (with_keys)
+            text.append(key).append(" ");
+        text += one;
     }
     return text;
 }
@@ -52,7 +56,7 @@ std::string data_text(const Json &data) {
 // Texts in quotes, records in braces, handles bare; "" for a pointer.
 std::string value_text(const Json &value) {
     if (value.is_string()) {
-        const auto text = value.get<std::string>();
+        auto text = value.get<std::string>();
         if (text == "pointer")
             return "";
         if (is_handle_name(text))
@@ -112,7 +116,7 @@ std::string CallText::line(const Event &event, Events &events) {
         case RecordKind::leave: {
             const auto entered = arguments_.find(key);
             const std::string results = values_text(event, events);
-            const std::string line = fmt::format(
+            std::string line = fmt::format(
                 "{}{}({}) = {}{}{}\n", start, name,
                 event.entered && entered != arguments_.end() ? entered->second : "?", describe_status(head.status),
                 event.entered ? " " + format_duration(static_cast<double>(event.duration_ns) / 1e9) : "",

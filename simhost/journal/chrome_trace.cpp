@@ -58,7 +58,7 @@ public:
 
 private:
     using Key = std::tuple<unsigned, unsigned, uint64_t>;
-    struct Entered {
+    struct Entered {  // NOLINT(bugprone-exception-escape): moving JSON throws nothing
         RecordHead head;
         Json arguments;
     };

@@ -109,7 +109,10 @@ void walk(Json &value, const std::string &path, const Visit &visit) {
     for (auto member = value.begin(); member != value.end();) {
         const size_t index = static_cast<size_t>(std::distance(value.begin(), member));
         const std::string key = value.is_array() ? std::to_string(index) : member.key();
-        const std::string member_path = path.empty() ? key : path + "." + key;
+        std::string member_path = path;
+        if (!path.empty())
+            member_path += ".";
+        member_path += key;
         if (visit(member_path, *member)) {
             // An erased element of a list keeps its place, so that the paths of others stay as they are.
             if (value.is_array()) {

@@ -46,6 +46,7 @@ std::vector<std::string> common(const std::vector<std::string> &names, const std
 
 std::vector<std::string> names_of(const std::vector<VolumeView> &volumes) {
     std::vector<std::string> names;
+    names.reserve(volumes.size());
     for (const VolumeView &volume : volumes)
         names.push_back(volume.name);
     return names;
@@ -61,10 +62,10 @@ void compare_volumes(std::vector<Change> &changes, const std::string &owner, con
     const std::unordered_set<std::string> kept(kept_before.begin(), kept_before.end());
     for (const std::string &name : old_names)
         if (kept.count(name) == 0)
-            changes.push_back({"volume", owner + ":" + name, size_before, ""});
+            changes.push_back({"volume", fmt::format("{}:{}", owner, name), size_before, ""});
     for (const std::string &name : new_names)
         if (kept.count(name) == 0)
-            changes.push_back({"volume", owner + ":" + name, "", size_after});
+            changes.push_back({"volume", fmt::format("{}:{}", owner, name), "", size_after});
     compare(changes, "order of volumes", owner, list_of(kept_before), list_of(kept_after));
 }
 
