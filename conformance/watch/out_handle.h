@@ -39,6 +39,7 @@ public:
 
 private:
     static GuardedMemory &cell() {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): a handle is a pointer
         thread_local GuardedMemory memory(sizeof(Handle));
         return memory;
     }

@@ -34,7 +34,8 @@ public:
                 do
                     m_cells.emplace_back(" ");
                 while (m_cells.size() % tab_width != 0);
-            else if (!character.is_valid)  // NOLINT(bugprone-branch-clone): bytes and characters are told alike
+            else if (!character.is_valid)
+                // NOLINTNEXTLINE(bugprone-branch-clone): bytes and characters are told alike
                 add_escape(fmt::format("\\x{:02x}", static_cast<unsigned char>(line[i])));
             else if (hidden_name(character.code) == nullptr)
                 add_character(line.substr(i, character.bytes), character_columns(character.code));
