@@ -14,6 +14,7 @@ namespace journal {
 // Short records stay on the stack; longer ones take memory, and are cut where there is none or the limit is reached.
 class RecordBuffer {
 public:
+    // cppcheck-suppress uninitMemberVar  ; room that is written before it is read
     RecordBuffer(RecordKind kind, uint64_t limit) noexcept : limit_(limit) {
         new (bytes_) RecordHead{};
         head().kind = kind;

@@ -8,6 +8,7 @@ namespace stsimage {
 template <class Number>
 class LittleEndian {
 public:
+    // cppcheck-suppress uninitMemberVar  ; trivial, as a part of records that are read
     LittleEndian() = default;
     constexpr LittleEndian(Number value) : m_stored(converted(value)) {}
     constexpr operator Number() const { return converted(m_stored); }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+// cppcheck-suppress passedByValue  ; two numbers
 void set_key(SetKeys &keys, const std::string &key, const Value &value, Place line, Findings &findings) {
     if (const SetKey *earlier = keys.find(key)) {
         const bool is_same = earlier->text == value.text();

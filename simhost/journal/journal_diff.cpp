@@ -159,6 +159,7 @@ void compare_values(const Json &a, const Json &b, const std::string &path, std::
 
 CallDifference describe(const RecordedCall *a, const RecordedCall *b) {
     CallDifference difference = {};
+    // cppcheck-suppress nullPointerRedundantCheck  ; one of them is there
     difference.entry_point = a != nullptr ? a->entry_point : b->entry_point;
     difference.call_a = a != nullptr ? a->call : 0;
     difference.call_b = b != nullptr ? b->call : 0;
