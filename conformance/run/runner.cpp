@@ -30,6 +30,7 @@ std::vector<TestResult> run_tests(const RunPlan &plan, const TestSettings &setti
             continue;
         }
         std::vector<ChildProcess *> children;
+        children.reserve(running.size());
         for (const auto &test : running)
             children.push_back(&test->child());
         const size_t ended = wait_for_any(children, stopped);

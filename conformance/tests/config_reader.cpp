@@ -138,7 +138,7 @@ CONFORMANCE_TEST("config.lines.no-final-newline", "The last line needs no line e
 }
 
 CONFORMANCE_TEST("config.lines.nul-bytes", "NUL bytes in a file do no harm: what follows one in its line is lost.") {
-    const std::string text("ENCLOSURE = g;\nDISKS = a\0b,c;\nHOSTS = h;\n\0\n", 44);
+    const std::string text("ENCLOSURE = g;\nDISKS = a\0b,c;\nHOSTS = h;\n\0\n", 43);
     const auto handle = array(text);
     expect_texts("disks", list_volumes(handle, "g"), {"a"});
     expect_number("status", status_of(handle, "g"), 0);

@@ -145,7 +145,7 @@ CONFORMANCE_TEST("growth.copan-volumes",
                          require_status(plugin().open_server(session.pointer(), "copan:arr1", &handle), 0);
                          require_status(plugin().close_server(handle), 0);
                      },
-                     {3 * 128, "the objects of three volumes", true});
+                     {size_t{3} * 128, "the objects of three volumes", true});
 }
 
 LONG_CONFORMANCE_TEST("growth.list-rounds",
@@ -381,7 +381,7 @@ CONFORMANCE_TEST("growth.load-process",
                          plugin().load_process("/bin/true", argument.c_str());
                          plugin().load_process("/no/such/program", "");
                      },
-                     {2 * 32768, "the objects of two calls"});
+                     {size_t{2} * 32768, "the objects of two calls"});
 }
 
 }  // namespace conformance

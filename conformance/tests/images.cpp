@@ -163,7 +163,8 @@ void copan_long_path(const Family &family) {
     directory += "/" + std::string(1010 - directory.size() - 1, 'c');
     const std::string volume(30, 'v');
     write_config("copan", "STORAGE_SERVER=arr1;\nVOLUMES=" + volume + ";\nSTORAGE_DIR=" + directory + ";\n");
-    for (const std::string &path : {directory, directory + "/" + volume})
+    const std::string place = fmt::format("{}/{}", directory, volume);
+    for (const std::string &path : {directory, place})
         register_resource(nullptr, path, [path] { rmdir(path.c_str()); });
     const auto handle = open_server(new_session(), "copan:arr1");
     expect_any_library_call(family, family.call(lsu(handle, volume)));

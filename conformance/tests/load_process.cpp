@@ -23,7 +23,7 @@ namespace conformance {
 namespace {
 
 std::string script(const std::string &body, mode_t mode = 0755) {
-    const std::string path = work_directory() + "/program";
+    std::string path = work_directory() + "/program";
     unlink(path.c_str());
     std::ofstream(path) << body;
     chmod(path.c_str(), mode);
@@ -193,6 +193,7 @@ CONFORMANCE_TEST("load-process.ten-times", "Ten programs one after the other lea
 CONFORMANCE_TEST("load-process.many-threads", "Programs may be started in a process of several busy threads.") {
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
             while (!stop) {

@@ -212,6 +212,7 @@ CONFORMANCE_TEST("server-create.unterminated-host",
 CONFORMANCE_TEST("server-create.many-hosts", "A thousand hosts are all kept.") {
     write_three_pools();
     std::vector<std::string> hosts;
+    hosts.reserve(1001);
     for (int i = 0; i < 1000; ++i)
         hosts.push_back("host" + std::to_string(i));
     hosts.push_back("h3");

@@ -90,7 +90,7 @@ CONFORMANCE_TEST("simulator-sessions.close", "Closing a server leaves both simul
     const sts_server_handle_t handles[] = {open_server(closed, "Kelvarpool:nodeB"), open_server(closed, "copan:arr1"),
                                            create_server(closed, "Kelvarpool:nodeB", {"h1"})};
     expect_sessions_kept([&](Session &) {
-        for (const sts_server_handle_t handle : handles)
+        for (sts_server_handle_t handle : handles)
             expect_status(plugin().close_server(handle), 0);
         closed.clear();
     });

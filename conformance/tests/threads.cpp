@@ -25,6 +25,7 @@ constexpr int rounds = 200;
 void on_threads(const std::function<void(int)> &work) {
     std::atomic<int> ready{0};
     std::vector<std::thread> threads;
+    threads.reserve(thread_count_wanted);
     for (int i = 0; i < thread_count_wanted; ++i)
         threads.emplace_back([&, i] {
             ++ready;
@@ -63,6 +64,7 @@ void write_configs_of_threads() {
 template <typename Make>
 std::vector<sts_server_handle_t> one_for_each_thread(Make make) {
     std::vector<sts_server_handle_t> handles;
+    handles.reserve(thread_count_wanted);
     for (int i = 0; i < thread_count_wanted; ++i)
         handles.push_back(make(i));
     return handles;

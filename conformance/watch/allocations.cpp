@@ -117,10 +117,12 @@ std::vector<KeptMemory> AllocationWatch::kept() {
 
 #if !defined(STSPI_SANITIZED)
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp) the C library's own names
 void *__libc_malloc(size_t size) noexcept;
 void *__libc_calloc(size_t count, size_t size) noexcept;
 void *__libc_realloc(void *address, size_t size) noexcept;
 void __libc_free(void *address) noexcept;
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 __attribute__((visibility("default"))) void *malloc(size_t size) noexcept {
     void *address = __libc_malloc(size);
