@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simhost/commands/command_line.h"
+#include "simhost/commands/all_commands.h"
 #include "simhost/commands/completion.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/host/standard_descriptors.h"

@@ -6,9 +6,6 @@
 
 #include "base/escaped_text.h"
 #include "base/nearest_word.h"
-#include "simhost/commands/help_formatter.h"
-#include "simhost/commands/journal_commands.h"
-#include "simhost/commands/sweep_command.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/server.h"
 #include "simhost/report/quantities.h"
@@ -108,31 +105,6 @@ void add_server_options(CLI::App &command, ServerOptions &options) {
         ->check(CLI::Validator([](const std::string &name) { return name.empty() ? "a host has no name" : ""; }, ""));
 }
 
-namespace {
-
-void add_faults_commands(CLI::App &app, CommandLine &line) {
-    CLI::App *faults = add_command(app, "faults", "Work with rules for trouble on demand");
-    faults->require_subcommand(1);
-    add_faults_check_command(*faults, line);
-    add_faults_explain_command(*faults, line);
-    add_faults_status_command(*faults, line);
-    add_faults_apply_command(*faults, line);
-    add_faults_init_command(*faults, line);
-}
-
-void add_image_commands(CLI::App &app, CommandLine &line) {
-    CLI::App *image = add_command(app, "image", "Work with the images of an LSU");
-    image->require_subcommand(1);
-    add_image_put_command(*image, line);
-    add_image_get_command(*image, line);
-    add_image_ls_command(*image, line);
-    add_image_stat_command(*image, line);
-    add_image_rm_command(*image, line);
-    add_image_copy_command(*image, line);
-}
-
-}  // namespace
-
 std::string unknown_word(const CLI::App &command, const std::string &word) {
     std::vector<std::string> known;
     const char *what = "unexpected argument";
@@ -149,34 +121,6 @@ std::string unknown_word(const CLI::App &command, const std::string &word) {
     const std::string nearest = nearest_word(word, known);
     return fmt::format("{} {}{}", what, in_quotes(word),
                        nearest.empty() ? "" : fmt::format("; did you mean {}?", nearest));
-}
-
-void add_commands(CLI::App &app, CommandLine &line) {
-    app.set_help_flag("-h,--help", "Show this help and end");
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.require_subcommand(1);
-    add_run_command(app, line);
-    add_claim_command(app, line);
-    add_server_command(app, line);
-    add_pools_command(app, line);
-    add_volumes_command(app, line);
-    add_lsu_command(app, line);
-    add_mount_command(app, line);
-    add_umount_command(app, line);
-    add_image_commands(app, line);
-    add_probe_command(app, line);
-    add_init_command(app, line);
-    add_check_command(app, line);
-    add_show_command(app, line);
-    add_diff_command(app, line);
-    add_faults_commands(app, line);
-    add_sweep_command(app, line);
-    add_journal_commands(app, line);
-    add_help_command(app, line);
-    app.footer(
-        "Exit status: 0 all is well, 1 the answer is bad, 2 the command or its input\n"
-        "cannot be used, 3 all is well but for warnings (with --strict).\n"
-        "\"simhost help COMMAND\" tells the options of a command.");
 }
 
 std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure) {

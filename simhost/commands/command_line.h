@@ -1,4 +1,4 @@
-// The command line: one subcommand a file, each of which leaves an action to carry out.
+// What the commands share: the line that they read, the action that each leaves to carry out, their common options.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -48,35 +48,6 @@ struct ServerOptions {
 };
 // Adds --server and --hosts.
 void add_server_options(CLI::App &command, ServerOptions &options);
-
-void add_check_command(CLI::App &app, CommandLine &line);
-void add_claim_command(CLI::App &app, CommandLine &line);
-void add_help_command(CLI::App &app, CommandLine &line);
-void add_diff_command(CLI::App &app, CommandLine &line);
-void add_faults_apply_command(CLI::App &app, CommandLine &line);
-void add_faults_check_command(CLI::App &app, CommandLine &line);
-void add_faults_explain_command(CLI::App &app, CommandLine &line);
-void add_faults_init_command(CLI::App &app, CommandLine &line);
-void add_faults_status_command(CLI::App &app, CommandLine &line);
-void add_image_copy_command(CLI::App &app, CommandLine &line);
-void add_image_get_command(CLI::App &app, CommandLine &line);
-void add_image_ls_command(CLI::App &app, CommandLine &line);
-void add_image_put_command(CLI::App &app, CommandLine &line);
-void add_image_rm_command(CLI::App &app, CommandLine &line);
-void add_image_stat_command(CLI::App &app, CommandLine &line);
-void add_init_command(CLI::App &app, CommandLine &line);
-void add_lsu_command(CLI::App &app, CommandLine &line);
-void add_mount_command(CLI::App &app, CommandLine &line);
-void add_pools_command(CLI::App &app, CommandLine &line);
-void add_probe_command(CLI::App &app, CommandLine &line);
-void add_run_command(CLI::App &app, CommandLine &line);
-void add_server_command(CLI::App &app, CommandLine &line);
-void add_show_command(CLI::App &app, CommandLine &line);
-void add_umount_command(CLI::App &app, CommandLine &line);
-void add_volumes_command(CLI::App &app, CommandLine &line);
-
-// Adds all commands and their help.
-void add_commands(CLI::App &app, CommandLine &line);
 
 // That a command does not know a word that was given, and what is like it.
 std::string unknown_word(const CLI::App &command, const std::string &word);

@@ -3,7 +3,7 @@
 
 #include "base/escaped_text.h"
 #include "journal/about.h"
-#include "simhost/commands/journal_commands.h"
+#include "simhost/commands/journal_file.h"
 #include "simhost/journal/event_json.h"
 #include "simhost/journal/journal_diff.h"
 

@@ -1,5 +1,5 @@
 // simhost journal export: a journal for other programs' eyes.
-#include "simhost/commands/journal_commands.h"
+#include "simhost/commands/journal_file.h"
 #include "simhost/journal/chrome_trace.h"
 #include "simhost/journal/timeline_page.h"
 

@@ -1,5 +1,5 @@
 // simhost journal show: every record of a journal.
-#include "simhost/commands/journal_commands.h"
+#include "simhost/commands/journal_file.h"
 #include "simhost/journal/call_text.h"
 #include "simhost/journal/event_json.h"
 

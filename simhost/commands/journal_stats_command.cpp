@@ -1,7 +1,7 @@
 // simhost journal stats: calls, statuses and latencies by entry point.
 #include <fmt/format.h>
 
-#include "simhost/commands/journal_commands.h"
+#include "simhost/commands/journal_file.h"
 #include "simhost/journal/journal_stats.h"
 #include "simhost/report/quantities.h"
 #include "simhost/report/status_name.h"

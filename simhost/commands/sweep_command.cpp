@@ -1,6 +1,4 @@
 // simhost sweep: one call of a command fails, each in its turn.
-#include "simhost/commands/sweep_command.h"
-
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/wait.h>
@@ -23,6 +21,7 @@
 #include "redirect/config_redirect.h"
 #include "simhost/check/checked_file.h"
 #include "simhost/check/configuration_source.h"
+#include "simhost/commands/command_line.h"
 #include "simhost/faults/rule_counts.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/report/text_table.h"

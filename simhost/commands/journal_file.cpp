@@ -1,4 +1,4 @@
-#include "simhost/commands/journal_commands.h"
+#include "simhost/commands/journal_file.h"
 
 #include <fmt/format.h>
 
@@ -21,13 +21,4 @@ void warn_of_damage(const journal::Reader &reader, const std::string &path, Repo
         report.warn(fmt::format("{}: the file is shorter than the journal was", path));
     if (reader.facts().lost != 0)
         report.warn(fmt::format("{}: {} records found no room", path, reader.facts().lost));
-}
-
-void add_journal_commands(CLI::App &app, CommandLine &line) {
-    CLI::App *journal = add_command(app, "journal", "Read the journal of a plug-in's calls");
-    journal->require_subcommand(1);
-    add_journal_show_command(*journal, line);
-    add_journal_stats_command(*journal, line);
-    add_journal_export_command(*journal, line);
-    add_journal_diff_command(*journal, line);
 }
