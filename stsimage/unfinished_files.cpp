@@ -43,6 +43,14 @@ bool remove_if_abandoned(int directory, const char *name) {
     return file.is_locked() && unlinkat(directory, name, 0) == 0;
 }
 
+// The second name of an image that is being replaced where names cannot be exchanged. It is no image's.
+std::string name_of_earlier(const std::string &file) { return file + ".old"; }
+
+// Whether these mean that the file system knows no second names, or wants none of this file.
+bool refuses_links(int error) {
+    return error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EINVAL || error == EMLINK;
+}
+
 bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
     struct stat named, open;
     return fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(file.get(), &open) == 0 &&
@@ -98,7 +106,7 @@ void clear_abandoned(const LsuDirectory &lsu) {
 UnfinishedFile::~UnfinishedFile() {
     if (!exists || maker != getpid())
         return;
-    remove_name_of(data);
+    remove_name(file, data);
     end_writing();
 }
 
@@ -143,14 +151,15 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
 int32_t UnfinishedFile::publish() {
     if (const int32_t status = flush_data(); status != 0)
         return status;
-    LockedFile replaced;
+    Replaced replaced;
     if (const int32_t status = take_place(replaced); status != 0)
         return status;
     if (const int32_t status = flush_directory(*lsu); status != 0) {
-        give_place_back(replaced.is_locked());
+        give_place_back(replaced);
         return status;
     }
-    remove_name_of(replaced.descriptor());
+    exists = false;
+    remove_replaced(replaced);
     end_writing();
     return 0;
 }
@@ -166,9 +175,9 @@ int32_t UnfinishedFile::flush_data() {
     return 0;
 }
 
-// Puts the file in the place of its image. An earlier image of that name changes places with it, so that it can be put
-// back; it is locked meanwhile, lest it be taken for the file of a dead writer.
-int32_t UnfinishedFile::take_place(LockedFile &out_replaced) {
+// Puts the file in the place of its image. An earlier image of that name stays within reach, so that it can be put back; it
+// is locked meanwhile, lest it be taken for the file of a dead writer.
+int32_t UnfinishedFile::take_place(Replaced &out_replaced) {
     const int target = lsu->descriptor.get();
     const QuotedText path(lsu->path_of(file));
     const LsuLock lock(*lsu);
@@ -178,43 +187,81 @@ int32_t UnfinishedFile::take_place(LockedFile &out_replaced) {
         return status;
     if (!names_file(directory.get(), file, data))
         return fail(STS_E_SYSTEM, "the unfinished file of %s has been taken away", path.c_str());
-    LockedFile earlier = lock_existing(target, file.c_str());
-    if (!earlier.is_locked() && (earlier.descriptor() || errno != ENOENT))
+    Replaced earlier{lock_existing(target, file.c_str()), EarlierImage::none, name_of_earlier(file)};
+    if (!earlier.image.is_locked() && (earlier.image.descriptor() || errno != ENOENT))
         return fail_system(errno, "cannot lock %s to replace it", path.c_str());
-    if (earlier.is_locked()) {
+    if (earlier.image.is_locked()) {
         if (renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0) {
+            earlier.kept = EarlierImage::exchanged;
             out_replaced = std::move(earlier);
             return 0;
         }
         if (errno != EINVAL && errno != ENOSYS)
             return fail_system(errno, "cannot replace %s", path.c_str());
-        // This file system cannot exchange names: below, the earlier image is gone at once and cannot be put back.
+        if (const int32_t status = link_earlier(earlier); status != 0)
+            return status;
     }
-    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0)
-        return fail_system(errno, "cannot give %s its name", path.c_str());
+    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0) {
+        const int error = errno;
+        if (earlier.kept == EarlierImage::linked)
+            unlinkat(directory.get(), earlier.second_name.c_str(), 0);
+        return fail_system(error, "cannot give %s its name", path.c_str());
+    }
+    out_replaced = std::move(earlier);
     return 0;
 }
 
-void UnfinishedFile::give_place_back(bool replaced) {
-    const LsuLock lock(*lsu);
-    if (!lock || !names_file(lsu->descriptor.get(), file, data))
-        return;
-    if (replaced)
-        renameat2(directory.get(), file.c_str(), lsu->descriptor.get(), file.c_str(), RENAME_EXCHANGE);
+// Where names cannot be exchanged, a second name keeps the earlier image. One that is there already is a dead writer's.
+int32_t UnfinishedFile::link_earlier(Replaced &earlier) {
+    const char *const second_name = earlier.second_name.c_str();
+    if (unlinkat(directory.get(), second_name, 0) != 0 && errno != ENOENT)
+        return fail_system(errno, "cannot remove the old second name of %s", QuotedText(lsu->path_of(file)).c_str());
+    if (linkat(lsu->descriptor.get(), file.c_str(), directory.get(), second_name, 0) == 0)
+        earlier.kept = EarlierImage::linked;
+    else if (refuses_links(errno))
+        earlier.kept = EarlierImage::lost;
     else
-        unlinkat(lsu->descriptor.get(), file.c_str(), 0);
-    fsync(lsu->descriptor.get());  // as far as it goes: that something failed is told anyway
+        return fail_system(errno, "cannot give %s a second name", QuotedText(lsu->path_of(file)).c_str());
+    return 0;
+}
+
+void UnfinishedFile::give_place_back(const Replaced &replaced) {
+    const LsuLock lock(*lsu);
+    const int target = lsu->descriptor.get();
+    if (!lock || !names_file(target, file, data))
+        return;
+    switch (replaced.kept) {
+        case EarlierImage::none:
+            unlinkat(target, file.c_str(), 0);
+            break;
+        case EarlierImage::exchanged:
+            renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE);
+            break;
+        case EarlierImage::linked:
+            if (names_file(directory.get(), replaced.second_name, replaced.image.descriptor()))
+                renameat(directory.get(), replaced.second_name.c_str(), target, file.c_str());
+            break;
+        case EarlierImage::lost:
+            break;  // the new one is all there is
+    }
+    fsync(target);  // as far as it goes: that something failed is told anyway
+}
+
+void UnfinishedFile::remove_replaced(const Replaced &replaced) {
+    if (replaced.kept == EarlierImage::linked)
+        remove_name(replaced.second_name, replaced.image.descriptor());
+    else
+        remove_name(file, replaced.image.descriptor());
 }
 
 // Removes the name if it is still that of the given file: once published, it is free for another writer. Without the lock
 // the name is left; clearing finds it later.
-void UnfinishedFile::remove_name_of(const FileDescriptor &unwanted) {
-    exists = false;
+void UnfinishedFile::remove_name(const std::string &name, const FileDescriptor &unwanted) {
     const LsuLock lock(*lsu);
     if (!lock)
         return;
-    if (unwanted && names_file(directory.get(), file, unwanted))
-        unlinkat(directory.get(), file.c_str(), 0);
+    if (unwanted && names_file(directory.get(), name, unwanted))
+        unlinkat(directory.get(), name.c_str(), 0);
     remove_unfinished_directory_if_empty(*lsu);
 }
 

@@ -10,10 +10,10 @@
 #include <string_view>
 
 #include "stsimage/file_descriptor.h"
+#include "stsimage/locked_file.h"
 
 namespace stsimage {
 
-class LockedFile;
 struct LsuDirectory;
 
 constexpr std::string_view unfinished_directory = ".stsimg-unfinished";
@@ -39,10 +39,21 @@ public:
     int32_t publish();
 
 private:
+    // How an earlier image can be put back. Lost: the file system can neither exchange names nor give a file two.
+    enum class EarlierImage { none, exchanged, linked, lost };
+
+    struct Replaced {
+        LockedFile image;
+        EarlierImage kept = EarlierImage::none;
+        std::string second_name;  // made beforehand: once the new image has its place, memory must not be needed
+    };
+
     int32_t flush_data();
-    int32_t take_place(LockedFile &out_replaced);
-    void give_place_back(bool replaced);
-    void remove_name_of(const FileDescriptor &unwanted);
+    int32_t take_place(Replaced &out_replaced);
+    int32_t link_earlier(Replaced &earlier);
+    void give_place_back(const Replaced &replaced);
+    void remove_replaced(const Replaced &replaced);
+    void remove_name(const std::string &name, const FileDescriptor &unwanted);
     void end_writing();
 
     const LsuDirectory *lsu = nullptr;

@@ -45,6 +45,7 @@ bool has_failed = false;
 bool limited = false;
 uint64_t bytes_left = 0;
 size_t longest_transfer = SIZE_MAX;
+bool exchanging = true;
 bool recording = false;
 std::atomic<int64_t> allocations{0};
 std::array<int, static_cast<size_t>(Call::none)> counts{};
@@ -123,9 +124,9 @@ Function next(const char *name) {
 }  // namespace
 
 const char *name_of(Call call) {
-    static constexpr const char *names[] = {"open",      "mkdir", "write",  "read",       "fsync", "rename",
-                                            "unlink",    "close", "flock",  "truncate",   "stat",  "list",
-                                            "duplicate", "seek",  "random", "write_back", "memory"};
+    static constexpr const char *names[] = {"open", "mkdir",     "write", "read",   "fsync",      "rename",
+                                            "link", "unlink",    "close", "flock",  "truncate",   "stat",
+                                            "list", "duplicate", "seek",  "random", "write_back", "memory"};
     return names[static_cast<int>(call)];
 }
 
@@ -147,10 +148,13 @@ void limit_written_bytes(uint64_t bytes) {
     has_failed = false;
 }
 
+void refuse_exchanges() { exchanging = false; }
+
 void shorten_transfers(size_t most) { longest_transfer = most; }
 
 bool let_calls_pass() {
     longest_transfer = SIZE_MAX;
+    exchanging = true;
     failing_call = Call::none;
     limited = false;
     return has_failed;
@@ -282,8 +286,19 @@ int renameat(int from, const char *old_path, int to, const char *new_path) noexc
 int renameat2(int from, const char *old_path, int to, const char *new_path, unsigned int flags) noexcept {
     if (fails(Call::rename))
         return -1;
+    if (inside > 0 && !exchanging && (flags & RENAME_EXCHANGE) != 0) {
+        errno = EINVAL;
+        return -1;
+    }
     note("exchange");
     return NEXT(renameat2)(from, old_path, to, new_path, flags);
+}
+
+int linkat(int from, const char *old_path, int to, const char *new_path, int flags) noexcept {
+    if (fails(Call::link))
+        return -1;
+    note("link");
+    return NEXT(linkat)(from, old_path, to, new_path, flags);
 }
 
 int unlinkat(int directory, const char *path, int flags) noexcept {

@@ -17,6 +17,7 @@ enum class Call {
     read,
     fsync,
     rename,
+    link,
     unlink,
     close,
     flock,
@@ -49,6 +50,9 @@ void limit_written_bytes(uint64_t bytes);
 
 // Lets no read or write transfer more bytes than that in one call.
 void shorten_transfers(size_t most);
+
+// Lets no two names be exchanged, which is how file systems of clusters are.
+void refuse_exchanges();
 
 // Undoes all of it. Returns whether any call has failed.
 bool let_calls_pass();

@@ -153,10 +153,22 @@ struct Fault {
     Call call;
     int error;
     Failing failing;
+    bool exchanging = true;  // whether the file system can exchange two names
 };
 
+Fault without_exchange(Fault fault) {
+    fault.exchanging = false;
+    return fault;
+}
+
 std::ostream &operator<<(std::ostream &stream, const Fault &fault) {
-    return stream << name_of(fault.call) << " " << strerrorname_np(fault.error);
+    return stream << name_of(fault.call) << " " << strerrorname_np(fault.error)
+                  << (fault.exchanging ? "" : ", no exchange");
+}
+
+std::string name_of_fault(const testing::TestParamInfo<Fault> &fault) {
+    return std::string(name_of(fault.param.call)) + "_" + strerrorname_np(fault.param.error) +
+           (fault.param.failing == Failing::once ? "_once" : "_from_then_on");
 }
 
 class FaultLoop : public ImageTest, public testing::WithParamInterface<Fault> {
@@ -190,7 +202,10 @@ TEST_P(FaultLoop, EveryRoundEndsClearlyAndKeepsWhatWasPromised) {
     {
         Promised promised;
         set_up_images(promised);
+        if (!fault.exchanging)
+            refuse_exchanges();
         run_cycle(promised);
+        let_calls_pass();
         ASSERT_EQ(promised.first_failure, 0) << promised.reason;
         check(promised);
     }
@@ -202,6 +217,8 @@ TEST_P(FaultLoop, EveryRoundEndsClearlyAndKeepsWhatWasPromised) {
         set_up_images(*promised);
         const int descriptors = open_descriptors();
         fail_call(fault.call, n, fault.error, fault.failing);
+        if (!fault.exchanging)
+            refuse_exchanges();
         run_cycle(*promised);
         const bool failed = let_calls_pass();
         EXPECT_EQ(open_descriptors(), descriptors);
@@ -238,10 +255,25 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{Call::list, EIO, Failing::once}, Fault{Call::duplicate, EMFILE, Failing::once},
                     Fault{Call::seek, EIO, Failing::once}, Fault{Call::random, EIO, Failing::once},
                     Fault{Call::memory, ENOMEM, Failing::once}, Fault{Call::memory, ENOMEM, Failing::from_then_on}),
-    [](const testing::TestParamInfo<Fault> &fault) {
-        return std::string(name_of(fault.param.call)) + "_" + strerrorname_np(fault.param.error) +
-               (fault.param.failing == Failing::once ? "_once" : "_from_then_on");
-    });
+    name_of_fault);
+
+// What can go wrong between the flush of the data and that of the directory, where two names cannot be exchanged.
+INSTANTIATE_TEST_SUITE_P(WithoutExchange, FaultLoop,
+                         testing::Values(without_exchange({Call::fsync, EIO, Failing::once}),
+                                         without_exchange({Call::fsync, EIO, Failing::from_then_on}),
+                                         without_exchange({Call::fsync, ENOSPC, Failing::once}),
+                                         without_exchange({Call::fsync, EDQUOT, Failing::once}),
+                                         without_exchange({Call::rename, EIO, Failing::once}),
+                                         without_exchange({Call::rename, ENOSPC, Failing::from_then_on}),
+                                         without_exchange({Call::link, EIO, Failing::once}),
+                                         without_exchange({Call::link, ENOSPC, Failing::from_then_on}),
+                                         without_exchange({Call::unlink, EIO, Failing::once}),
+                                         without_exchange({Call::open, EMFILE, Failing::once}),
+                                         without_exchange({Call::close, EIO, Failing::once}),
+                                         without_exchange({Call::flock, ENOLCK, Failing::once}),
+                                         without_exchange({Call::stat, EIO, Failing::once}),
+                                         without_exchange({Call::memory, ENOMEM, Failing::once})),
+                         name_of_fault);
 
 using FullDisk = ImageTest;
 
@@ -385,6 +417,27 @@ TEST_F(FlushOrder, FailureToMakeADirectoryIsToldAndLeavesTheOnesAboveIt) {
     EXPECT_NE(promised.reason.find(root() / "made/on"), std::string::npos) << promised.reason;
     EXPECT_TRUE(fs::is_empty(root() / "made"));
     EXPECT_TRUE(store_image(promised, fresh_lsu, "image", new_data));
+}
+
+// Where names cannot be exchanged, a second name keeps the old image for the case of need.
+TEST_F(FlushOrder, StateThatIsRestoredWithoutExchangeIsFlushed) {
+    for (const int error : {EIO, ENOSPC, EDQUOT, ESTALE, EINVAL, EROFS}) {
+        ASSERT_EQ(store("image", kept_data), 0);
+        Promised promised;
+        record_calls();
+        fail_call(Call::fsync, 2, error, Failing::once);
+        refuse_exchanges();
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        const std::vector<std::string> calls = take_recorded_calls();
+        const auto linked = std::find(calls.begin(), calls.end(), "link");
+        ASSERT_GE(calls.end() - linked, 4);
+        EXPECT_EQ(linked[1], "rename");
+        EXPECT_EQ(linked[2], "rename");
+        EXPECT_EQ(linked[3], "fsync directory");
+        EXPECT_EQ(content("image"), kept_data) << strerrorname_np(error);
+        EXPECT_FALSE(fs::exists(unfinished()));
+    }
 }
 
 // After a failed flush of the directory nobody knows what the disk holds: the earlier state is flushed again.
@@ -604,6 +657,44 @@ TEST_F(Replacing, WorksWhereNamesCannotBeExchanged) {
         EXPECT_TRUE(content("image") == new_data);
         EXPECT_FALSE(fs::exists(unfinished()));
     }
+}
+
+// Some file systems cannot even give a file two names: an image that cannot be put back is not taken away either.
+TEST_F(Replacing, LeavesTheNewImageWhereTheOldOneCannotBeKept) {
+    for (const int error : {EPERM, EOPNOTSUPP, ENOSYS, EMLINK}) {
+        ASSERT_EQ(store("image", old_data), 0);
+        Promised promised;
+        refuse_exchanges();
+        fail_call(Call::link, 1, error, Failing::once);
+        before_flush(2, [] { fail_call(Call::fsync, 1, EIO, Failing::once); });
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+        EXPECT_TRUE(content("image") == new_data) << content("image").substr(0, 20);
+        EXPECT_FALSE(fs::exists(unfinished()));
+    }
+}
+
+// A writer that is killed between the two names leaves the second one behind.
+TEST_F(Replacing, ClearsTheSecondNameThatADeadWriterLeft) {
+    ASSERT_EQ(store("image", old_data), 0);
+    fs::create_directory(unfinished());
+    fs::create_hard_link(file_of("image"), unfinished() / "image.stsimg.old");
+    EXPECT_TRUE(content("image") == old_data);
+    EXPECT_FALSE(fs::exists(unfinished()));
+    fs::create_directory(unfinished());
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(create("image", image), 0);
+    ASSERT_EQ(write(image, new_data), 0);
+    std::ofstream(unfinished() / "image.stsimg.old") << "left";
+    refuse_exchanges();
+    {
+        const Library scope;
+        EXPECT_EQ(stsimg_close_image(image), 0) << stsimg_last_error();
+    }
+    let_calls_pass();
+    EXPECT_TRUE(content("image") == new_data);
+    EXPECT_FALSE(fs::exists(unfinished()));
 }
 
 TEST_F(Replacing, IsGivenUpWhenExchangingFails) {
