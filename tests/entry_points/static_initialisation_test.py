@@ -8,7 +8,8 @@ import subprocess
 import sys
 
 INITIALISERS = re.compile(r"_GLOBAL__|__static_initialization_and_destruction|__cxx_global_var_init")
-ALLOWED = re.compile(r"std::ios_base::Init::Init\(\)@plt|__cxa_atexit@plt")
+# The second is the first as LLVM's objdump writes it.
+ALLOWED = re.compile(r"std::ios_base::Init::Init\(\)@plt|_ZNSt8ios_base4InitC1Ev@plt|__cxa_atexit@plt")
 
 
 def calls_by_function(objdump, library):
@@ -19,7 +20,7 @@ def calls_by_function(objdump, library):
         if head:
             function = head[1]
             continue
-        call = re.search(r"\t(?:call|jmp)\s+(?:[0-9a-f]+ )?(.*)", line)
+        call = re.search(r"\t(?:call|jmp)q?\s+(?:(?:0x)?[0-9a-f]+ )?(.*)", line)
         if call and function and INITIALISERS.search(function):
             yield function, call[1]
 
