@@ -9,6 +9,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "conformance/watch/call_note.h"
 #include "conformance/watch/written_configuration.h"
 #include "redirect/config_redirect.h"
 
@@ -56,12 +57,14 @@ void write_config(const std::string &name, const std::string &text) {
     }
     close(file);
     remember_configuration(name + ".sim", text);
+    note_step(name + ".sim written");
 }
 
 void remove_config(const std::string &name) {
     unlink(config_path(name).c_str());
     written().erase(name);
     forget_configuration(name + ".sim");
+    note_step(name + ".sim removed");
 }
 
 std::string work_directory() { return working_directory; }

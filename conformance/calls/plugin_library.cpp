@@ -6,11 +6,25 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "conformance/watch/call_note.h"
+#include "conformance/watch/call_watch.h"
+
 namespace conformance {
 
 namespace fs = std::filesystem;
 
-PluginLibrary::PluginLibrary(const std::string &path, int mode) : handle_(dlopen(path.c_str(), mode)) {
+namespace {
+
+void *open_library(const std::string &path, const std::string &call, int mode) {
+    const LoaderNote note(call);
+    const CallWatch watch(call);
+    return dlopen(path.c_str(), mode);
+}
+
+}  // namespace
+
+PluginLibrary::PluginLibrary(const std::string &path, int mode)
+    : file_name_(fs::path(path).filename().string()), handle_(open_library(path, "dlopen of " + file_name_, mode)) {
     if (handle_ == nullptr)
         throw std::runtime_error(dlerror());
     link_map *map = nullptr;
@@ -18,7 +32,17 @@ PluginLibrary::PluginLibrary(const std::string &path, int mode) : handle_(dlopen
     base_ = reinterpret_cast<void *>(map->l_addr);  // NOLINT(performance-no-int-to-ptr)
 }
 
-PluginLibrary::~PluginLibrary() { dlclose(handle_); }
+PluginLibrary::~PluginLibrary() {
+    // A call that ends the process brings this about, too: it stays the call that did.
+    if (is_this_thread_in_a_call()) {
+        dlclose(handle_);
+        return;
+    }
+    const std::string call = "dlclose of " + file_name_;
+    const LoaderNote note(call);
+    const CallWatch watch(call);
+    dlclose(handle_);
+}
 
 void *PluginLibrary::symbol(const std::string &name) const {
     void *address = dlsym(handle_, name.c_str());

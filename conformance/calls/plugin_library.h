@@ -25,6 +25,7 @@ public:
     void *handle() const { return handle_; }
 
 private:
+    std::string file_name_;
     void *handle_;
     void *base_;
 };

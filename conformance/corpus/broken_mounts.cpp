@@ -16,6 +16,8 @@ BROKEN_ENTRY_POINT(stspi_mount_lsu, const stsp_lsu_v7_t *lsu, const char *mount_
                    char *out_result) {
     if (is("mount.mode-after-pointers") && lsu->server == nullptr)
         return STS_E_INVALID_PARAMETER;
+    if (is("mount.result-cleared-first") && out_result != nullptr)
+        out_result[0] = '\0';
     if (is("mount.mode-ignored") && mode == 0)
         mode = 1;
     if (is("mount.large-mode-refused") && mode > 2)

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -102,6 +103,10 @@ BROKEN_ENTRY_POINT(stspi_terminate, void) {
 }
 
 BROKEN_ENTRY_POINT(stspi_claim, const char *name) {
+    if (is("claim.first-answer-stays") && name != nullptr) {
+        static std::map<std::string, int32_t> answers;
+        return answers.emplace(name, REAL(stspi_claim)(name)).first->second;
+    }
     if (is("claim.everything"))
         return 0;
     if (is("claim.empty-name") && name != nullptr && *name == '\0')
@@ -166,6 +171,8 @@ BROKEN_ENTRY_POINT(stspi_claim, const char *name) {
 }
 
 BROKEN_ENTRY_POINT(stspi_ioctl, const void *handle, int32_t command, ...) {
+    if (is("ioctl.low-byte"))
+        command &= 0xff;
     if (is("ioctl.accepts-8") && command == 8)
         return 0;
     if (is("ioctl.accepts-13") && command == 13)

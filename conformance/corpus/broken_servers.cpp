@@ -1,4 +1,5 @@
 // Opening, creating, closing and describing servers.
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -106,6 +107,8 @@ BROKEN_ENTRY_POINT(stspi_close_server, sts_server_handle_t handle) {
         return 0;
     if (is("close.keeps-handle"))
         return 0;
+    if (is("close.bound-to-its-thread") && broken::server_of(handle).thread != std::this_thread::get_id())
+        std::abort();
     const auto session = broken::server_of(handle).session;
     broken::forget_server(handle);
     broken::free_pool_arrays(handle);
@@ -285,6 +288,11 @@ BROKEN_ENTRY_POINT(stspi_get_server_prop_byname, const sts_session_def_v7_t *ses
     }
     if (broken::refuses_host(name) && session != nullptr && info != nullptr)
         return STS_E_INVALID_PARAMETER;
+    std::string trimmed = name == nullptr ? "" : name;
+    if (is("props-byname.slash-trimmed") && !trimmed.empty() && trimmed.back() == '/') {
+        trimmed.pop_back();
+        name = trimmed.c_str();
+    }
     if (is("props-byname.unclaimed-sets-bits") && info != nullptr &&
         broken::real<decltype(stspi_claim)>("stspi_claim")(name) != 0)
         info->capabilities[0] |= 0x10040100;

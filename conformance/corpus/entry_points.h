@@ -1,6 +1,8 @@
 // How a broken entry point reaches the real one.
 #pragma once
 
+#include <thread>
+
 #include "broken_log.h"
 #include "real_plugin.h"
 #include "stspi/stspi.h"
@@ -19,6 +21,7 @@ struct OpenServer {
     const sts_session_def_v7_t *session = nullptr;  // the framework's
     char name[600] = "";
     bool is_created = false;
+    std::thread::id thread = std::this_thread::get_id();  // that opened it
 };
 
 void remember_server(sts_server_handle_t handle, const OpenServer &server);

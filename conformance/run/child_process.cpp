@@ -137,9 +137,7 @@ bool ChildProcess::crashed() const {
 }
 
 std::string ChildProcess::end_text() const {
-    const std::string place = note_->in_call == 1   ? fmt::format("in {}", note_->call)
-                              : note_->call[0] != 0 ? fmt::format("at {}, after {}", note_->stage, note_->call)
-                                                    : fmt::format("at {}", note_->stage);
+    const std::string place = place_text(*note_);
     if (timed_out_)
         return fmt::format("no end within {:.0f} s, {}", std::chrono::duration<double>(deadline_ - start_).count(),
                            place);

@@ -17,7 +17,6 @@
 #include "conformance/calls/entry_points.h"
 #include "conformance/calls/image_calls.h"
 #include "conformance/run/kept_directory.h"
-#include "conformance/watch/call_watch.h"
 #include "conformance/watch/creations.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/leak_check.h"
@@ -90,11 +89,7 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
     std::string skip_reason;
     {
         const LeakCheck leaks(directory + "/work");
-        note_stage("loading the plug-in");
-        {
-            const CallWatch watch("loading the plug-in");
-            set_plugin(std::make_unique<EntryPoints>(settings.plugin, RTLD_NOW | RTLD_LOCAL));
-        }
+        set_plugin(std::make_unique<EntryPoints>(settings.plugin, RTLD_NOW | RTLD_LOCAL));
         skip_reason = run_body(test);
         // Written twice: a crash in what follows does not lose what was found so far.
         write_report(report, skip_reason);
@@ -108,11 +103,7 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
         if (!skip_reason.empty())
             findings().clear();
         expect_true(!leaks_memory(), "memory", "none lost", "see standard error");
-        note_stage("unloading the plug-in");
-        {
-            const CallWatch watch("unloading the plug-in");
-            set_plugin(nullptr);
-        }
+        set_plugin(nullptr);
         note_stage("looking for what was left");
         leaks.expect_nothing_left();
     }
@@ -219,7 +210,6 @@ std::string why_not_testable(const TestSettings &settings) {
     if (stat(settings.plugin.c_str(), &status) != 0)
         return fmt::format("{}: {}", settings.plugin, std::strerror(errno));
     const auto load = [&](int report) {
-        note_stage("loading the library");
         use_configuration_directory(settings.directory, -1);
         load_image_double();
         std::string reason;

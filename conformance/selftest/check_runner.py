@@ -55,22 +55,22 @@ class Runner(unittest.TestCase):
 
     def test_crash_at_load(self):
         result = self.run_suite(PATHS.bad_load, STSPI_BAD_LOAD="crash")
-        self.expect(result, 2, "ended by signal 6 (SIGABRT) at loading the library")
+        self.expect(result, 2, "ended by signal 6 (SIGABRT) in dlopen of libstspi_conformance_bad_load.so")
 
     def test_exit_at_load(self):
         result = self.run_suite(PATHS.bad_load, STSPI_BAD_LOAD="exit")
-        self.expect(result, 2, "ended with exit status 3 at loading the library")
+        self.expect(result, 2, "ended with exit status 3 in dlopen of libstspi_conformance_bad_load.so")
 
     def test_broken_plugin_that_has_nothing_to_break(self):
         for value, why in (("", "it is not set"), ("/no/such.so", "/no/such.so: cannot open shared object file")):
             result = self.run_suite(PATHS.broken, STSPI_BROKEN_REAL=value)
-            self.expect(result, 2, "ended with exit status 1 at loading the library",
+            self.expect(result, 2, "ended with exit status 1 in dlopen of libstspi_broken.so",
                         "STSPI_BROKEN_REAL must name the plug-in to wrap: " + why)
             self.assertEqual(result.stderr.count("STSPI_BROKEN_REAL"), 1)
 
     def test_hang_at_load(self):
         result = self.run_suite(PATHS.bad_load, "--timeout", "1", STSPI_BAD_LOAD="hang")
-        self.expect(result, 2, "no end within 1 s, at loading the library")
+        self.expect(result, 2, "no end within 1 s, in dlopen of libstspi_conformance_bad_load.so")
 
     # ---- plug-ins that go wrong in a call ----
 
@@ -165,8 +165,31 @@ class Runner(unittest.TestCase):
         hosts = self.run_suite(PATHS.broken, "--filter", "server-create.hosts.all-read", STSPI_BROKEN="create.last-host-lost")
         self.assertRegex(hosts.stdout, r'before    stspi_create_server\([^\n]*\n    before    stspi_open_lsu_list\(')
         log = self.run_suite(PATHS.broken, "--filter", "server-open.disk-array.log", STSPI_BROKEN="open.disk-array-blank-lost")
-        self.assertRegex(log.stdout, r'\n      \* +level 3 context [0-9a-f]+ "KELVARPOOL "\n')
-        self.assertNotRegex(log.stdout, r'\* +level 3 context [0-9a-f]+ "Kelvarpool:nodeA"')
+        self.assertRegex(log.stdout, r'expected  level 3 context [0-9a-f]+ "KELVARPOOL "\n    got       level 3 context [0-9a-f]+ "KELVARPOOL"\n')
+        self.assertRegex(log.stdout, r'\n      \* level 3 context [0-9a-f]+ "KELVARPOOL " +\| level 3 context [0-9a-f]+ "KELVARPOOL"\n')
+        self.assertRegex(log.stdout, r'\n        level 3 context [0-9a-f]+ "Kelvarpool:nodeA" +\| level 3 context [0-9a-f]+ "Kelvarpool:nodeA"\n')
+
+    def test_finding_of_a_lost_message_leaves_the_others_beside_each_other(self):
+        lost = self.run_suite(PATHS.broken, "--filter", "server-open.copan.log", STSPI_BROKEN="log.entering-missing")
+        self.assertRegex(lost.stdout, r'\n      \* [^|\n]*"\+\+\+\+ Entering stspi_open_server\\n" +\| *\n')
+        self.assertRegex(lost.stdout, r'\n        [^|\n]*"copan:arr1" +\| [^|\n]*"copan:arr1"\n')
+
+    def test_finding_shows_what_was_written_between_equal_calls(self):
+        claim = self.run_suite(PATHS.broken, "--filter", "claim.file-decides", STSPI_BROKEN="claim.first-answer-stays")
+        self.expect(claim, 1, '    before    stspi_claim("lab:x")\n    before    (lab.sim written)\n    called    stspi_claim("lab:x")\n')
+
+    def test_what_a_refused_call_wrote_is_told_once(self):
+        mount = self.run_suite(PATHS.broken, "--filter", "mount.behavior.already-mounted", STSPI_BROKEN="mount.result-cleared-first")
+        self.expect(mount, 1, "    checked   mount result\n    expected  untouched\n    got       1 other byte, the first at offset 0\n")
+        self.assertEqual(mount.stdout.count("expected  untouched"), 2, "once for each LSU, whatever the pattern")
+
+    def test_crash_without_a_running_call_names_the_loader(self):
+        again = self.run_suite(PATHS.broken, "--filter", "loading.two-hundred-times", STSPI_BROKEN="loading.only-once")
+        self.expect(again, 1, "ended by signal 6 (SIGABRT) in dlopen of libstspi_broken.so, after dlclose of libstspi_broken.so\n")
+
+    def test_crash_on_another_thread_names_its_call(self):
+        crash = self.run_suite(PATHS.broken, "--filter", "threads.handle-moves", STSPI_BROKEN="close.bound-to-its-thread")
+        self.assertRegex(crash.stdout, r"ended by signal 6 \(SIGABRT\) in stspi_close_server\(0x[0-9a-f]+\) on another thread\n")
 
     def test_equal_findings_stand_there_once(self):
         result = self.run_suite(PATHS.broken, "--filter", "claim.file-decides,hostile.all-null.claim", STSPI_BROKEN="claim.everything")
@@ -176,10 +199,10 @@ class Runner(unittest.TestCase):
 
     def test_process_state_names_its_call(self):
         for breakage, text in (("claim.changes-umask", "umask of the process\n    expected  0022\n    got       0077"),
-                               ("claim.ignores-a-signal", "signal dispositions and mask of the process"),
-                               ("claim.blocks-a-signal", "signal dispositions and mask of the process"),
+                               ("claim.ignores-a-signal", "signal dispositions and mask of the process\n    expected  SIGUSR1 default\n    got       SIGUSR1 ignored\n"),
+                               ("claim.blocks-a-signal", "signal dispositions and mask of the process\n    expected  SIGUSR2 default\n    got       SIGUSR2 default, blocked\n"),
                                ("claim.changes-locale", "locale of the process\n    expected  C\n    got       LC_CTYPE=C;LC_NUMERIC=C.UTF-8"),
-                               ("claim.changes-environment", "environment of the process"),
+                               ("claim.changes-environment", "environment of the process\n    expected  STSPI_LAST_CLAIM not set\n    got       STSPI_LAST_CLAIM=\"lab:x\"\n"),
                                ("claim.changes-directory", "working directory of the process\n    expected  ")):
             result = self.run_suite(PATHS.broken, "--filter", "claim.contents-do-not-matter,cycle.disk-array", STSPI_BROKEN=breakage)
             self.expect(result, 1, "fail    cycle.disk-array", "called    stspi_claim(\"lab:x\")\n    checked   " + text)

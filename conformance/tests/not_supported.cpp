@@ -48,7 +48,8 @@ CONFORMANCE_TEST("ioctl.accepted", "Commands 1 to 7 and 9 to 12 are acknowledged
 }
 
 CONFORMANCE_TEST("ioctl.refused", "Every other command gives STS_E_NOT_SUPPORTED.") {
-    for (const int32_t command : {0, 8, 13, 14, 31, 32, 33, 40, 64, 65, 1000, -1, -7, -32, INT32_MAX, INT32_MIN})
+    for (const int32_t command : {0,  8,  13,  14,        31,        32,    33,     40,      64,        65,        1000,
+                                  -1, -7, -32, INT32_MAX, INT32_MIN, 0x101, 0x8001, 0x10001, 0x1000001, 0x0c00000c})
         expect_status(plugin().ioctl(nullptr, command), STS_E_NOT_SUPPORTED);
 }
 

@@ -224,7 +224,8 @@ CONFORMANCE_TEST("server-open.host-name", "The host part is all that follows the
     write_example_configs();
     for (const auto &[name, host] :
          {std::pair{"Kelvarpool:nodeA", "nodeA"}, std::pair{"Kelvarpool:a:b", "a:b"}, std::pair{"Kelvarpool::", ":"},
-          std::pair{"Kelvarpool: x ", " x "}, std::pair{"Kelvarpool:%s%n", "%s%n"}}) {
+          std::pair{"Kelvarpool: x ", " x "}, std::pair{"Kelvarpool:%s%n", "%s%n"}, std::pair{"Kelvarpool:x/", "x/"},
+          std::pair{"Kelvarpool:Node.A.", "Node.A."}, std::pair{"Kelvarpool:/x;", "/x;"}}) {
         const auto handle = open_server(new_session(), name);
         expect_status(plugin().open_image_list(lsu(handle, "enc1"), 0, nullptr), 0);
         expect_text("server name given to the image library", take_image_call("stsimg_open_image_list").server_name,

@@ -205,8 +205,9 @@ CONFORMANCE_TEST("server-props.by-handle.same-name-as-lsu-props",
 CONFORMANCE_TEST("server-props.by-name.disk-array",
                  "By name, a disk array's host part and bits are told without reading the configuration.") {
     write_config("Kelvarpool", "FOO = 1;\n");
-    for (const auto &[name, host] :
-         {std::pair{"Kelvarpool:nodeA", "nodeA"}, std::pair{"Kelvarpool:a:b", "a:b"}, std::pair{"Kelvarpool:", ""}})
+    for (const auto &[name, host] : {std::pair{"Kelvarpool:nodeA", "nodeA"}, std::pair{"Kelvarpool:a:b", "a:b"},
+                                     std::pair{"Kelvarpool:", ""}, std::pair{"Kelvarpool:x/", "x/"},
+                                     std::pair{"Kelvarpool: x ", " x "}, std::pair{"Kelvarpool:Node.A.", "Node.A."}})
         expect_record(
             0,
             [name = name](sts_server_info_t *info) {

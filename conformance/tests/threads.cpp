@@ -234,6 +234,8 @@ CONFORMANCE_TEST("threads.handle-moves", "A handle opened on one thread may be u
         }
         expect_status(plugin().close_server(handle), 0);
     }).join();
+    const auto copan = open_server(new_session(), "copan:arr1");
+    std::thread([&] { expect_status(plugin().close_server(copan), 0); }).join();
 }
 
 CONFORMANCE_TEST("threads.claims-and-stateless-calls",

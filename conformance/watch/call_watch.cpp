@@ -7,13 +7,13 @@
 
 #include <cerrno>
 #include <clocale>
-#include <csignal>
-#include <cstring>
 #include <map>
 #include <utility>
 
 #include "conformance/watch/call_note.h"
+#include "conformance/watch/environment_snapshot.h"
 #include "conformance/watch/expect.h"
+#include "conformance/watch/signal_snapshot.h"
 
 namespace conformance {
 
@@ -24,34 +24,15 @@ std::map<int, std::string> openers;
 std::string children_from;
 std::string threads_from;
 
-// Enough to tell one state from another.
-uint64_t mixed(uint64_t sum, const void *bytes, size_t size) {
-    for (size_t i = 0; i < size; ++i)
-        sum = (sum ^ static_cast<const unsigned char *>(bytes)[i]) * 1099511628211U;
-    return sum;
+// As before the call that is watched now.
+SignalSnapshot &signals() {
+    static SignalSnapshot snapshot;
+    return snapshot;
 }
 
-uint64_t signal_state() {
-    uint64_t sum = 0;
-    for (int number = 1; number < NSIG; ++number) {
-        struct sigaction action {};
-        if (sigaction(number, nullptr, &action) != 0)
-            continue;
-        sum = mixed(sum, &action.sa_handler, sizeof action.sa_handler);
-        sum = mixed(sum, &action.sa_flags, sizeof action.sa_flags);
-    }
-    sigset_t mask;
-    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    for (int number = 1; number < NSIG; ++number)
-        sum = sum * 3 + static_cast<uint64_t>(sigismember(&mask, number) + 1);
-    return sum;
-}
-
-uint64_t environment_state() {
-    uint64_t sum = 0;
-    for (char **one = environ; one != nullptr && *one != nullptr; ++one)
-        sum = mixed(sum, *one, std::strlen(*one) + 1);
-    return sum;
+EnvironmentSnapshot &environment() {
+    static EnvironmentSnapshot snapshot;
+    return snapshot;
 }
 
 int lowest_free_descriptor() {
@@ -70,11 +51,9 @@ unsigned thread_links() {
 
 CallWatch::State CallWatch::look() {
     State now{};
-    now.signals = signal_state();
     now.umask = umask(022);
     umask(now.umask);
     now.locale = setlocale(LC_ALL, nullptr);
-    now.environment = environment_state();
     char directory[4096];
     now.directory = getcwd(directory, sizeof directory) == nullptr ? "" : directory;
     now.lowest_free_descriptor = lowest_free_descriptor();
@@ -85,8 +64,11 @@ CallWatch::State CallWatch::look() {
 }
 
 CallWatch::CallWatch(std::string call) : call_(std::move(call)), is_watching_(is_on && is_noted_thread()) {
-    if (is_watching_)
-        before_ = look();
+    if (!is_watching_)
+        return;
+    signals().take();
+    environment().take();
+    before_ = look();
 }
 
 CallWatch::~CallWatch() {
@@ -98,12 +80,17 @@ CallWatch::~CallWatch() {
         if (!is_kept)
             add_finding_of(call_, what, expected, got);
     };
-    expect_kept(now.signals == before_.signals, "signal dispositions and mask of the process", "as before the call",
-                "others");
+    if (!signals().is_current()) {
+        const auto difference = signals().difference();
+        add_finding_of(call_, "signal dispositions and mask of the process", difference.then, difference.now);
+    }
+    if (!environment().is_current()) {
+        const auto difference = environment().difference();
+        add_finding_of(call_, "environment of the process", difference.then, difference.now);
+    }
     expect_kept(now.umask == before_.umask, "umask of the process", fmt::format("{:04o}", before_.umask),
                 fmt::format("{:04o}", now.umask));
     expect_kept(now.locale == before_.locale, "locale of the process", before_.locale, now.locale);
-    expect_kept(now.environment == before_.environment, "environment of the process", "as before the call", "another");
     expect_kept(now.directory == before_.directory, "working directory of the process", before_.directory,
                 now.directory);
     for (int number = before_.lowest_free_descriptor; number < now.lowest_free_descriptor; ++number)

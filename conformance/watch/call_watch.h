@@ -2,7 +2,6 @@
 // descriptors, children and threads that it leaves are remembered, so that a leak names its call.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,10 +20,8 @@ public:
 
 private:
     struct State {
-        uint64_t signals;  // dispositions and mask, as a sum of bytes
         unsigned umask;
         std::string locale;
-        uint64_t environment;
         std::string directory;
         int lowest_free_descriptor;
         bool has_children;

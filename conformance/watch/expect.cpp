@@ -42,10 +42,35 @@ std::string without_addresses(const std::string &text) {
     return std::regex_replace(text, address, "0x...");
 }
 
+constexpr char untouched[] = "untouched";
+
+// Whatever pattern stood there before, what was written is the same.
+bool has_same_detail(const Finding &a, const Finding &b) { return a.expected == untouched || a.detail == b.detail; }
+
 bool is_same(const Finding &a, const Finding &b) {
     return a.warning == b.warning && a.what == b.what && a.expected == b.expected && a.got == b.got &&
-           a.detail == b.detail && a.configuration == b.configuration &&
+           has_same_detail(a, b) && a.configuration == b.configuration &&
            without_addresses(a.called) == without_addresses(b.called);
+}
+
+// The printable text that a block begins with, "" when it does not begin with one.
+std::string leading_text(const void *bytes, size_t size) {
+    const auto *text = static_cast<const char *>(bytes);
+    const size_t length = strnlen(text, size);
+    const bool prints =
+        std::all_of(text, text + length, [](unsigned char byte) { return byte >= 0x20 && byte < 0x7f; });
+    return length < size && prints ? std::string(text, length) : "";
+}
+
+// "3 other bytes, the first at offset 64".
+std::string difference_text(const void *got, const void *expected, size_t size) {
+    const auto *left = static_cast<const unsigned char *>(got);
+    const auto *right = static_cast<const unsigned char *>(expected);
+    const auto first = static_cast<size_t>(std::mismatch(left, left + size, right).first - left);
+    size_t differing = 0;
+    for (size_t i = first; i < size; ++i)
+        differing += left[i] != right[i] ? 1U : 0U;
+    return fmt::format("{} other byte{}, the first at offset {}", differing, differing == 1 ? "" : "s", first);
 }
 
 }  // namespace
@@ -141,9 +166,22 @@ bool expect_bytes(const std::string &what, const void *got, const void *expected
                   const std::string &fields) {
     if (std::memcmp(got, expected, size) == 0)
         return true;
+    // Of a block that holds a text the text says most.
+    const std::string expected_text = fields.empty() ? leading_text(expected, size) : "";
+    const std::string got_text = fields.empty() ? leading_text(got, size) : "";
+    const bool are_texts = !expected_text.empty() && !got_text.empty() && expected_text != got_text;
     add_finding(
-        what, fmt::format("{} given bytes", size), "others",
+        what, are_texts ? quoted(expected_text) : fmt::format("{} given bytes", size),
+        are_texts ? quoted(got_text) : difference_text(got, expected, size),
         fields + hex_diff(static_cast<const unsigned char *>(expected), static_cast<const unsigned char *>(got), size));
+    return false;
+}
+
+bool expect_untouched_bytes(const std::string &what, const void *now, const void *before, size_t size) {
+    if (std::memcmp(now, before, size) == 0)
+        return true;
+    add_finding(what, untouched, difference_text(now, before, size),
+                hex_diff(static_cast<const unsigned char *>(before), static_cast<const unsigned char *>(now), size));
     return false;
 }
 

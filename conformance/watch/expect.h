@@ -53,6 +53,8 @@ bool expect_text(const std::string &what, const std::string &got, const std::str
 // fields: what is known of the difference; the bytes are shown below it.
 bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size,
                   const std::string &fields = {});
+// As expect_bytes, where before is what stood there before the call, which must write nothing.
+bool expect_untouched_bytes(const std::string &what, const void *now, const void *before, size_t size);
 // Lists that are long are shown to people around their first difference; the reports for programs hold them whole.
 bool expect_texts(const std::string &what, const std::vector<std::string> &got,
                   const std::vector<std::string> &expected);

@@ -39,8 +39,10 @@ GuardedMemory::GuardedMemory(size_t size, unsigned char pattern) : size_(size) {
 GuardedMemory::~GuardedMemory() { munmap(base_, mapped_); }
 
 void GuardedMemory::expect_margin(const std::string &what) const {
-    expect_true(std::all_of(base_, data_, [](unsigned char byte) { return byte == margin_pattern; }),
-                "memory before " + what, "untouched", "overwritten");
+    // Each byte is the one before it, and the first is the pattern's: the C library's comparison takes a tenth of a loop's time.
+    const auto size = static_cast<size_t>(data_ - base_);
+    const bool is_whole = *base_ == margin_pattern && std::memcmp(base_, base_ + 1, size - 1) == 0;
+    expect_true(is_whole, "memory before " + what, "untouched", "overwritten");
 }
 
 void GuardedMemory::make_read_only() {

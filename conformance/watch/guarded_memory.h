@@ -68,7 +68,8 @@ public:
     }
 
     bool expect_untouched(const std::string &what) {
-        return expect_changed(what, [](Record &) {});
+        memory_.expect_margin(what);
+        return expect_untouched_bytes(what, memory_.data(), &before_, sizeof(Record));
     }
 
 private:

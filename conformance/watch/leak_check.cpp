@@ -1,5 +1,6 @@
 #include "conformance/watch/leak_check.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -43,6 +44,8 @@ std::set<std::string> entries_below(const std::string &directory) {
 std::set<std::string> open_descriptors() {
     std::set<std::string> found;
     for (int number = 0; number < 1024; ++number) {
+        if (fcntl(number, F_GETFD) < 0)
+            continue;
         char target[512];
         const auto length = readlink(fmt::format("/proc/self/fd/{}", number).c_str(), target, sizeof target - 1);
         if (length >= 0)

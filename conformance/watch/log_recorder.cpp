@@ -3,11 +3,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <memory>
-#include <sstream>
 
+#include "conformance/report/log_diff.h"
 #include "conformance/watch/call_note.h"
 
 namespace conformance {
@@ -23,22 +24,7 @@ std::deque<std::unique_ptr<Session>> &sessions() {
 }
 
 std::string show(uint64_t context, int32_t level, const std::string &text) {
-    return fmt::format("    level {} context {:x} {}\n", level, context, quoted(text));
-}
-
-// The lines of a log, those marked with '*' that are not the other log's at their place.
-std::string marked(const std::string &log, const std::string &other) {
-    if (log.empty())
-        return "      nothing\n";
-    std::string out;
-    std::istringstream lines(log);
-    std::istringstream others(other);
-    for (std::string line; std::getline(lines, line);) {
-        std::string counterpart;
-        const bool is_same = std::getline(others, counterpart) && line == counterpart;
-        out += (is_same ? "  " : "* ") + line + "\n";
-    }
-    return out;
+    return fmt::format("level {} context {:x} {}", level, context, quoted(text));
 }
 
 bool passes(const LogLine &line, uint32_t mask) {
@@ -82,48 +68,57 @@ Session &new_session(uint32_t mask) {
 
 Session &new_null_session() { return *sessions().emplace_back(std::unique_ptr<Session>(new Session(0, true))); }
 
-std::string Session::shown(const std::vector<LogLine> &lines) const {
-    std::string text;
+std::vector<std::string> Session::shown(const std::vector<LogLine> &lines) const {
+    std::vector<std::string> texts;
     if (is_null_ || record_->log_function == nullptr)
-        return text;
+        return texts;
     for (const LogLine &line : lines)
         if (passes(line, record_->log_mask))
-            text += show(record_->log_context,
-                         line.log_class == LogClass::trace ? STS_LOG_LEVEL_TRACE : STS_LOG_LEVEL_ERROR, line.text);
-    return text;
+            texts.push_back(show(record_->log_context,
+                                 line.log_class == LogClass::trace ? STS_LOG_LEVEL_TRACE : STS_LOG_LEVEL_ERROR,
+                                 line.text));
+    return texts;
 }
 
-std::string Session::take_shown_messages() {
-    std::string text;
+std::vector<std::string> Session::take_shown_messages() {
+    std::vector<std::string> texts;
+    texts.reserve(messages_.size());
     for (const RecordedMessage &message : messages_)
-        text += show(message.context, message.level, message.text);
+        texts.push_back(show(message.context, message.level, message.text));
     clear();
-    return text;
+    return texts;
 }
 
-void Session::add_log_finding(const std::string &expected, const std::string &got) const {
+void Session::add_log_finding(const std::vector<std::string> &expected, const std::vector<std::string> &got) const {
+    const auto both = static_cast<std::ptrdiff_t>(std::min(expected.size(), got.size()));
+    const auto place = std::mismatch(expected.begin(), expected.begin() + both, got.begin());
     const std::string where =
         is_null_ ? "log of a null session" : fmt::format("log under mask 0x{:x}", record_->log_mask);
-    add_finding(where, "these messages", "others",
-                "expected\n" + marked(expected, got) + "got\n" + marked(got, expected));
+    add_finding(fmt::format("{}, message {}", where, place.first - expected.begin() + 1),
+                place.first == expected.end() ? "none" : *place.first,
+                place.second == got.end() ? "none" : *place.second, log_diff(expected, got));
 }
 
 bool Session::expect_log(const std::vector<LogLine> &lines) {
-    const std::string expected = shown(lines);
-    const std::string got = take_shown_messages();
+    const auto expected = shown(lines);
+    const auto got = take_shown_messages();
     if (expected != got)
         add_log_finding(expected, got);
     return expected == got;
 }
 
 bool Session::expect_log_around(const std::vector<LogLine> &before, const std::vector<LogLine> &after) {
-    const std::string begin = shown(before);
-    const std::string end = shown(after);
-    const std::string got = take_shown_messages();
-    const bool holds = got.size() >= begin.size() + end.size() && got.compare(0, begin.size(), begin) == 0 &&
-                       got.compare(got.size() - end.size(), end.size(), end) == 0;
-    if (!holds)
-        add_log_finding(begin + "      anything\n" + end, got);
+    const auto begin = shown(before);
+    const auto end = shown(after);
+    const auto got = take_shown_messages();
+    const bool holds = got.size() >= begin.size() + end.size() && std::equal(begin.begin(), begin.end(), got.begin()) &&
+                       std::equal(end.rbegin(), end.rend(), got.rbegin());
+    if (!holds) {
+        auto expected = begin;
+        expected.emplace_back("anything");
+        expected.insert(expected.end(), end.begin(), end.end());
+        add_log_finding(expected, got);
+    }
     return holds;
 }
 

@@ -63,10 +63,10 @@ private:
     friend Session &new_null_session();
     friend void receive(uint64_t context, const char *text, int32_t level);
     Session(uint32_t mask, bool is_null);
-    // Those of the lines that this session lets through, one a line of text.
-    std::string shown(const std::vector<LogLine> &lines) const;
-    std::string take_shown_messages();
-    void add_log_finding(const std::string &expected, const std::string &got) const;
+    // Those of the lines that this session lets through, as findings show them.
+    std::vector<std::string> shown(const std::vector<LogLine> &lines) const;
+    std::vector<std::string> take_shown_messages();
+    void add_log_finding(const std::vector<std::string> &expected, const std::vector<std::string> &got) const;
 
     bool is_null_;
     Watched<sts_session_def_v7_t> record_;
