@@ -17,12 +17,10 @@ TraceObject::TraceObject(const sts_session_def_v7_t *session, const char *functi
 }
 
 TraceObject::~TraceObject() {
-    if (m_session == nullptr)
-        return;
     try {
         send("---- Leaving ");
-    } catch (...) {  // sent on the way out of other exceptions too, where a second one would end the process
-        return;
+    } catch (...) {
+        // Sent on the way out of other exceptions too, where a second one would end the process.
     }
 }
 

@@ -302,6 +302,15 @@ def messages_are_documented(house):
                     yield f"{name}: the message \"{text}\" is not in docs/failures.md"
 
 
+def seeds_belong_to_tests(house):
+    if "tests/seeds.txt" not in house.files:
+        return
+    asked = set(re.findall(r'seeds_of\("([^"]+)"', "".join(house.text(name) for name in house.code() if name.startswith("tests/"))))
+    for number, line in enumerate(house.text("tests/seeds.txt").splitlines(), 1):
+        if line and not line.startswith("#") and line.split()[0] not in asked:
+            yield f"tests/seeds.txt:{number}: no test asks for the seeds of {line.split()[0]}"
+
+
 def no_markers_are_left(house):
     for name in house.files:
         if pathlib.PurePath(name).suffix not in CODE | {".py", ".sh", ".md", ".txt", ".cmake", ".1", ".3", ".5"}:
@@ -320,7 +329,7 @@ def no_markers_are_left(house):
 RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, lengths, functions_are_short, links_are_alive,
-    findings_are_documented, statuses_are_documented, messages_are_documented, no_markers_are_left,
+    findings_are_documented, statuses_are_documented, messages_are_documented, seeds_belong_to_tests, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -338,6 +347,7 @@ BROKEN = {
     statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "", "docs/failures.md": "",
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
+    seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
     no_markers_are_left: ({"low/a.cpp": "// TO" + "DO: later\n"}, "low/a.cpp:1: a marker"),
 }
 

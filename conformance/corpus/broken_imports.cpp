@@ -327,44 +327,39 @@ int32_t broken_write(uint64_t a, uint64_t b, uint64_t c, uint64_t d, uint64_t e,
     return library_write.original(a, b, c, d, e, f);
 }
 
-bool begins(const char *prefix) {
-    const char *chosen = std::getenv("STSPI_BROKEN");
-    return chosen != nullptr && std::strncmp(chosen, prefix, std::strlen(prefix)) == 0;
-}
-
 }  // namespace
 
 void set_lsu_of_image_call(const char *lsu_name) { lsu_of_image_call = lsu_name; }
 
 void replace_imports() {
     // Only what the breakage chosen can need: an unbroken plug-in runs untouched.
-    if (begins("mount.")) {
+    if (is_any_of("mount.")) {
         real_mkdir.replace("mkdir", broken_mkdir);
         real_symlink.replace("symlink", broken_symlink);
         real_unlink.replace("unlink", broken_unlink);
     }
-    if (begins("props.statvfs"))
+    if (is_any_of("props.statvfs"))
         real_statvfs.replace("statvfs", broken_statvfs);
-    if (begins("config.") || begins("copan.") || begins("permitted.config")) {
+    if (is_any_of("config.") || is_any_of("copan.") || is_any_of("permitted.config")) {
         real_fgets.replace("fgets", broken_fgets);
         real_fopen.replace("fopen", broken_fopen);
         real_fclose.replace("fclose", broken_fclose);
         real_strtol.replace("strtol", broken_strtol);
     }
-    if (begins("process."))
+    if (is_any_of("process."))
         real_waitpid.replace("waitpid", broken_waitpid);
-    if (begins("init.library"))
+    if (is_any_of("init.library"))
         library_init.replace("stsimg_init", broken_init);
     if (is("terminate.library-twice"))
         library_terminate.replace("stsimg_terminate", broken_terminate);
-    if (begins("image.") || begins("permitted.image") || is("create.host-name-set")) {
+    if (is_any_of("image.") || is_any_of("permitted.image") || is("create.host-name-set")) {
         library_create.replace("stsimg_create_image", SPOILED(library_create));
         library_open.replace("stsimg_open_image", SPOILED(library_open));
         library_delete.replace("stsimg_delete_image", SPOILED(library_delete));
         library_list.replace("stsimg_open_image_list", SPOILED(library_list));
         library_prop_byname.replace("stsimg_get_image_prop_byname", SPOILED(library_prop_byname));
     }
-    if (begins("copy.")) {
+    if (is_any_of("copy.")) {
         library_read.replace("stsimg_read_image", broken_read);
         library_write.replace("stsimg_write_image", broken_write);
     }

@@ -50,7 +50,23 @@ void write_slot(void **slot, void *value) {
 
 }  // namespace
 
-bool is(const char *breakage) { return std::strcmp(breakage, chosen()) == 0; }
+bool is(const char *breakage) {
+    const size_t length = std::strlen(breakage);
+    for (const char *name = chosen(); *name != '\0';) {
+        const size_t ends = std::strcspn(name, ",");
+        if (ends == length && std::strncmp(name, breakage, length) == 0)
+            return true;
+        name += ends + (name[ends] == ',' ? 1 : 0);
+    }
+    return false;
+}
+
+bool is_any_of(const char *prefix) {
+    for (const char *name = chosen(); name != nullptr; name = std::strchr(name, ','))
+        if (name += *name == ',' ? 1 : 0; std::strncmp(name, prefix, std::strlen(prefix)) == 0)
+            return true;
+    return false;
+}
 
 void *real_symbol(const char *name) { return dlsym(library, name); }
 

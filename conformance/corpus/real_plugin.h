@@ -1,15 +1,17 @@
-// The plug-in that a broken one wraps, and which single thing about it is to be broken.
+// The plug-in that a broken one wraps, and what about it is to be broken.
 //
-// STSPI_BROKEN_REAL names the library, STSPI_BROKEN the breakage (see breakages.txt); none at all leaves the plug-in as
-// it is.
+// STSPI_BROKEN_REAL names the library, STSPI_BROKEN the breakage (see breakages.txt), or several separated by commas; none at
+// all leaves the plug-in as it is.
 #pragma once
 
 #include <string>
 
 namespace broken {
 
-// True for the breakage chosen.
+// True for a breakage that was chosen.
 bool is(const char *breakage);
+// True when one was chosen whose name begins so.
+bool is_any_of(const char *prefix);
 
 // The real library's symbol.
 void *real_symbol(const char *name);

@@ -37,6 +37,7 @@ HERE = Path(__file__).resolve().parent
 PROJECT = HERE.parent.parent
 ROOMS = ['plugin', 'lsu', 'image', 'sim', 'copan']
 FLOOR = 'base'  # of which only the headers belong to the plug-in
+FLOOR_TESTS = 'bin/base_unit_tests'
 MOST_TESTS = 60  # named one by one to a program
 ENOUGH_TO_ASK_THE_SUITE = 300  # mutants, to look which of the suite's tests come by each
 PLUGIN = 'lib/libstspi_kelvarpool.so'
@@ -76,8 +77,14 @@ class Product:
         if not self.objects:
             fail(f'{build.directory} holds no plug-in: build it first')
         self.users = {}  # file -> objects
-        dependencies = subprocess.run(['ninja', '-t', 'deps'] + list(self.objects), cwd=build.directory, capture_output=True,
-                                      text=True, check=True).stdout
+        self._note_users(build, list(self.objects), lambda file: True)
+        # The tests of the headers compile them for themselves.
+        tests = [word for word in build.link_words(FLOOR_TESTS) if word in build.commands]
+        self._note_users(build, tests, lambda file: file in self.users)
+
+    def _note_users(self, build, objects, is_wanted):
+        dependencies = subprocess.run(['ninja', '-t', 'deps'] + objects, cwd=build.directory, capture_output=True, text=True,
+                                      check=True).stdout
         for block in dependencies.split('\n\n'):
             lines = block.strip().splitlines()
             if not lines:
@@ -86,7 +93,9 @@ class Product:
             for line in lines[1:]:
                 path = (build.directory / line.strip()).resolve()
                 if path.is_relative_to(PROJECT) and path.relative_to(PROJECT).parts[0] in ROOMS + [FLOOR]:
-                    self.users.setdefault(str(path.relative_to(PROJECT)), []).append(name)
+                    file = str(path.relative_to(PROJECT))
+                    if is_wanted(file):
+                        self.users.setdefault(file, []).append(name)
 
     def files(self):
         return sorted(self.users)
@@ -276,8 +285,8 @@ class Trials:
         self.jobs = jobs
 
     def programs_for(self, build, room):
-        units = [f'bin/unit_{name}' for name in ROOMS + [FLOOR] if (build.directory / f'bin/unit_{name}').exists()]
-        own = f'bin/unit_{room}'
+        units = [f'bin/unit_{name}' for name in ROOMS] + [FLOOR_TESTS]
+        own = FLOOR_TESTS if room == FLOOR else f'bin/unit_{room}'
         order = ([own] if own in units else []) + [unit for unit in units if unit != own]
         order.append(WALK)
         return order + (['conformance'] if self.with_suite and build is self.builds[0] else [])

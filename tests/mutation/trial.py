@@ -7,6 +7,7 @@ import tempfile
 import time
 from pathlib import Path
 
+PASSED = ('[  PASSED  ]', 'The plug-in conforms.')  # what tests say at their end
 MOST_MEMORY = 1 << 30  # bytes that a program and its children may hold
 MOST_FILE = 1 << 30
 
@@ -71,9 +72,13 @@ def run(words, environment, seconds, prefix, writable=''):
             pass
         code = process.wait()
         took = time.monotonic() - began
-        if failure is None and code != 0:
+        if failure is None:
             output.seek(0)
-            failure = _reason(output.read().decode('utf-8', 'replace'), code)
+            text = output.read().decode('utf-8', 'replace')
+            if code != 0:
+                failure = _reason(text, code)
+            elif not any(line in text for line in PASSED):  # as when the program became another one
+                failure = 'ends before its tests do'
         return failure, took
 
 

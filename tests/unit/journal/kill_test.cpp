@@ -1,4 +1,4 @@
-// kill -9 at any moment. STSPI_KILL_ROUNDS in the environment sets how often, STSPI_KILL_SEED the moments.
+// kill -9 at any moment. STSPI_KILL_ROUNDS in the environment sets how often, STSPI_SEED the moments.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "read_journal.h"
+#include "tests/support/seeds.h"
 
 using namespace journal;
 
@@ -106,14 +107,15 @@ void expect_whole(const ReadJournal &read, const SharedProgress &progress) {
 
 TEST(Kill, NothingIsLostNotEvenTheCallThatWasRunning) {
     const unsigned long rounds = setting("STSPI_KILL_ROUNDS", 25);
-    const unsigned long seed = setting("STSPI_KILL_SEED", 1);
-    std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
-    for (unsigned long round = 0; round < rounds && !testing::Test::HasFailure(); ++round) {
-        SCOPED_TRACE("round " + std::to_string(round) + " of seed " + std::to_string(seed));
-        const TempDirectory directory;
-        const SharedProgress progress;
-        write_and_kill(directory / "j", progress, static_cast<useconds_t>(random() % 3000));
-        expect_whole(read_journal(directory / "j"), progress);
+    for (const uint32_t seed : seeds_of("Kill.NothingIsLostNotEvenTheCallThatWasRunning", 1)) {
+        std::mt19937 random(seed);
+        for (unsigned long round = 0; round < rounds && !testing::Test::HasFailure(); ++round) {
+            SCOPED_TRACE("round " + std::to_string(round) + " of seed " + std::to_string(seed));
+            const TempDirectory directory;
+            const SharedProgress progress;
+            write_and_kill(directory / "j", progress, static_cast<useconds_t>(random() % 3000));
+            expect_whole(read_journal(directory / "j"), progress);
+        }
     }
 }
 

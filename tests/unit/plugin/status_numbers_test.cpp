@@ -49,6 +49,15 @@ TEST(StatusNumbers, OfCallsThatNeedNoServer) {
     EXPECT_EQ(stspi_copy_extent(nullptr, 0, nullptr, 0, 0, nullptr, nullptr), 2060001);
 }
 
+TEST(Ioctl, AcceptsTwelveCommandsButTheEighth) {
+    for (int32_t command = -70; command <= 70; ++command) {
+        const bool is_accepted = command >= 1 && command <= 12 && command != 8;
+        EXPECT_EQ(stspi_ioctl(nullptr, command), is_accepted ? 0 : STS_E_NOT_SUPPORTED) << command;
+    }
+    for (const int32_t command : {INT32_MIN, INT32_MIN + 1, INT32_MAX})
+        EXPECT_EQ(stspi_ioctl(nullptr, command), STS_E_NOT_SUPPORTED) << command;
+}
+
 TEST(LogNumbers, AreTheFrameworks) {
     EXPECT_EQ(STS_LOG_MASK_TRACE, 0x1);
     EXPECT_EQ(STS_LOG_MASK_ERROR, 0x8);

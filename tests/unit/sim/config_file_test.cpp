@@ -28,4 +28,21 @@ TEST(OpenConfiguration, FileIsOpenForReading) {
     EXPECT_EQ(std::fgetc(file.get()), 'x');
 }
 
+// Names up to what a path has room for, and no longer: /etc/quillmere/NAME.sim ends with byte 4,095 at the latest.
+TEST(OpenConfiguration, NameThatNoPathHasRoomForIsTooLong) {
+    const ConfigDirectory directory;
+    for (const size_t length : {4077U, 4078U, 4079U, 4091U, 4092U, 4100U, 100000U}) {
+        errno = 0;
+        EXPECT_EQ(open_configuration(std::string(length, 'n'), "r"), nullptr) << length;
+        EXPECT_EQ(errno, ENAMETOOLONG) << length;
+    }
+}
+
+TEST(OpenConfiguration, LeftoverErrnoIsNoLackOfMemory) {
+    const ConfigDirectory directory;
+    directory.write("lab1", "x");
+    errno = ENOMEM;
+    EXPECT_NE(open_configuration("lab1", "r"), nullptr);
+}
+
 }  // namespace

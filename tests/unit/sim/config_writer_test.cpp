@@ -38,6 +38,17 @@ TEST(Sync, WholeModel) {
               "\tMOUNT_BEHAVIOR = SUCCESS;\n");
 }
 
+TEST(Sync, EveryEnclosureInTheOrderOfTheFile) {
+    DiskArray array("ENCLOSURE = enc1;\nDISKS = a;\nENCLOSURE = enc2;\nDISKS = b;\nENCLOSURE = enc3;\nDISKS = c;\n");
+    const std::string saved = array.saved();
+    const size_t first = saved.find("ENCLOSURE = enc1;\n\tDISKS = a;\n");
+    const size_t second = saved.find("ENCLOSURE = enc2;\n\tDISKS = b;\n");
+    const size_t third = saved.find("ENCLOSURE = enc3;\n\tDISKS = c;\n");
+    EXPECT_LT(first, second);
+    EXPECT_LT(second, third);
+    EXPECT_NE(third, std::string::npos);
+}
+
 TEST(Sync, WrittenFileReadsBackWithDefaultsForWhatIsNotWritten) {
     DiskArray first("DISKGROUP=dg1;\nDISKS=d1,d2;\nDISK_SIZE=1G;\nVOLUME_SIZE=1G;\nUDID_TOKEN=t;\nMOUNT_PATH=/m;\n");
     DiskArray second(first.saved());

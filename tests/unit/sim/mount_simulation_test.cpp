@@ -284,6 +284,15 @@ TEST_F(MountLsu, ParentDirectoryThatCannotBeMadeIsLogged) {
     EXPECT_TRUE(fs::is_directory(m_directory / "storage/vol1"));  // what was made stays
 }
 
+TEST_F(MountLsu, FirstParentDirectoryThatCannotBeMadeEndsIt) {
+    DiskArray mounting = array();
+    ASSERT_EQ(mount(mounting, "vol1", m_directory / "mnt"), 0);
+    fs::create_directory(m_directory / "read-only");
+    fs::permissions(m_directory / "read-only", fs::perms(0555));
+    const Unprivileged nobody;
+    EXPECT_EQ(mount(mounting, "vol1", m_directory / "read-only/a/b/mnt"), EACCES);
+}
+
 TEST_F(MountLsu, LinkThatCannotBeMadeIsLogged) {
     DiskArray mounting = array();
     const FailingCall failing("symlink", ENOSPC);

@@ -27,6 +27,12 @@ std::vector<std::string> pools(DiskArray &array, const std::vector<std::string> 
 
 // ---- getPoolLSUList ----------------------------------------------------------------------------------------------
 
+TEST(NameCount, OfNoListIsNone) {
+    const NameList three = name_list({"a", "b", "c"});
+    EXPECT_EQ(name_count(&three), 3U);
+    EXPECT_EQ(name_count(nullptr), 0U);
+}
+
 TEST(GetPoolLsuList, OneHostFindsItsGroupsInReverseOrder) {
     DiskArray array("DISKGROUP=A;\nHOSTS=h1;\nDISKGROUP=B;\nHOSTS=h2;\nDISKGROUP=C;\nHOSTS=h1,h2;\n");
     EXPECT_THAT(pools(array, {"h1"}, true), ElementsAre("C", "A"));

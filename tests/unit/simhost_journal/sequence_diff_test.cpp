@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <random>
 
+#include "tests/support/seeds.h"
+
 namespace {
 
 using Sequence = std::vector<uint64_t>;
@@ -30,6 +32,24 @@ size_t longest_common(const Sequence &a, const Sequence &b) {
     return longest[a.size()][b.size()];
 }
 
+void compare_with_plain_search(uint32_t seed) {
+    std::mt19937 random(seed);
+    for (int round = 0; round < 3000; ++round) {
+        Sequence a(random() % 14);
+        Sequence b(random() % 14);
+        for (Sequence *one : {&a, &b})
+            std::generate(one->begin(), one->end(), [&random] { return random() % 4; });
+        const auto pairs = matching_elements(a, b);
+        ASSERT_EQ(pairs.size(), longest_common(a, b)) << "round " << round;
+        for (size_t i = 0; i < pairs.size(); ++i) {
+            ASSERT_LT(pairs[i].first, a.size());
+            ASSERT_LT(pairs[i].second, b.size());
+            ASSERT_EQ(a[pairs[i].first], b[pairs[i].second]);
+            ASSERT_TRUE(i == 0 || (pairs[i - 1].first < pairs[i].first && pairs[i - 1].second < pairs[i].second));
+        }
+    }
+}
+
 }  // namespace
 
 TEST(SequenceDiff, EmptyAndEqualSequences) {
@@ -50,20 +70,9 @@ TEST(SequenceDiff, InsertionsDeletionsAndChanges) {
 }
 
 TEST(SequenceDiff, FindsTheLongestCommonSequence) {
-    std::mt19937 random(3);
-    for (int round = 0; round < 3000; ++round) {
-        Sequence a(random() % 14);
-        Sequence b(random() % 14);
-        for (Sequence *one : {&a, &b})
-            std::generate(one->begin(), one->end(), [&random] { return random() % 4; });
-        const auto pairs = matching_elements(a, b);
-        ASSERT_EQ(pairs.size(), longest_common(a, b)) << "round " << round;
-        for (size_t i = 0; i < pairs.size(); ++i) {
-            ASSERT_LT(pairs[i].first, a.size());
-            ASSERT_LT(pairs[i].second, b.size());
-            ASSERT_EQ(a[pairs[i].first], b[pairs[i].second]);
-            ASSERT_TRUE(i == 0 || (pairs[i - 1].first < pairs[i].first && pairs[i - 1].second < pairs[i].second));
-        }
+    for (const uint32_t seed : seeds_of("SequenceDiff.FindsTheLongestCommonSequence", 3)) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        compare_with_plain_search(seed);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <random>
 
+#include "tests/support/seeds.h"
 #include "tests/unit/stsimage/file_bytes.h"
 #include "tests/unit/stsimage/image_test.h"
 
@@ -363,34 +364,37 @@ TEST_F(WriteImage, OfNothingBehindTheEndLeavesTheImageAsItIs) {
 
 // Writes and reads of all shapes around a few blocks, beside the same in plain memory.
 TEST_F(WriteImage, AnySequenceOfWritesAndReadsAgreesWithPlainMemory) {
-    std::mt19937 random(23);
-    const auto place = [&random] {
-        const uint64_t block = random() % 8 * 4096;
-        return random() % 2 == 0 ? block : block + random() % 4096;
-    };
-    for (uint64_t round = 0; round < 60; ++round) {
-        const uint64_t base = round % 2 == 0 ? 0 : (2048 - 4) * 4096;  // where a group ends, too
-        std::string expected(round % 3 == 0 ? 0 : base + place(), 'x');
-        ASSERT_EQ(store("image", expected), 0);
-        sts_image_handle_t image = nullptr;
-        ASSERT_EQ(open("image", STSIMG_MODE_WRITE, image), 0);
-        for (uint64_t step = 0; step < 30; ++step) {
-            uint64_t begin = base + place(), end = base + place();
-            if (begin > end)
-                std::swap(begin, end);
-            if (random() % 4 == 0) {
-                std::string data;
-                ASSERT_EQ(read(image, data, end - begin, begin), 0);
-                ASSERT_TRUE(data == (begin < expected.size() ? expected.substr(begin, end - begin) : "")) << round;
-            } else if (end > begin) {
-                const std::string data = pattern(end - begin, round * 100 + step);
-                ASSERT_EQ(write(image, data, begin), 0);
-                expected.resize(std::max<uint64_t>(expected.size(), end));
-                expected.replace(begin, data.size(), data);
+    for (const uint32_t seed : seeds_of("WriteImage.AnySequenceOfWritesAndReadsAgreesWithPlainMemory", 23)) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        const auto place = [&random] {
+            const uint64_t block = random() % 8 * 4096;
+            return random() % 2 == 0 ? block : block + random() % 4096;
+        };
+        for (uint64_t round = 0; round < 60; ++round) {
+            const uint64_t base = round % 2 == 0 ? 0 : (2048 - 4) * 4096;  // where a group ends, too
+            std::string expected(round % 3 == 0 ? 0 : base + place(), 'x');
+            ASSERT_EQ(store("image", expected), 0);
+            sts_image_handle_t image = nullptr;
+            ASSERT_EQ(open("image", STSIMG_MODE_WRITE, image), 0);
+            for (uint64_t step = 0; step < 30; ++step) {
+                uint64_t begin = base + place(), end = base + place();
+                if (begin > end)
+                    std::swap(begin, end);
+                if (random() % 4 == 0) {
+                    std::string data;
+                    ASSERT_EQ(read(image, data, end - begin, begin), 0);
+                    ASSERT_TRUE(data == (begin < expected.size() ? expected.substr(begin, end - begin) : "")) << round;
+                } else if (end > begin) {
+                    const std::string data = pattern(end - begin, round * 100 + step);
+                    ASSERT_EQ(write(image, data, begin), 0);
+                    expected.resize(std::max<uint64_t>(expected.size(), end));
+                    expected.replace(begin, data.size(), data);
+                }
             }
+            ASSERT_EQ(stsimg_close_image(image), 0);
+            ASSERT_TRUE(content("image") == expected) << round;
         }
-        ASSERT_EQ(stsimg_close_image(image), 0);
-        ASSERT_TRUE(content("image") == expected) << round;
     }
 }
 
