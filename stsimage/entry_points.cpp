@@ -17,6 +17,7 @@
 #include "stsimage/image_writer.h"
 #include "stsimage/last_error.h"
 #include "stsimage/lsu_directory.h"
+#include "stsimage/passing_trouble.h"
 #include "stspi/stsimg.h"
 
 using namespace stsimage;
@@ -104,14 +105,15 @@ int32_t stsimg_create_image(const char *lsu, const void *, const char *server_na
         std::string_view name;
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
-        LsuDirectory directory;
-        if (const int32_t status = open_lsu(lsu, WhenMissing::make, directory); status != 0)
-            return status;
         std::shared_ptr<Image> image;
-        if (const int32_t status = ImageWriter::create(std::move(directory), name, server_name, image); status != 0)
-            return status;
-        *out_image = images.add(std::move(image));
-        return 0;
+        const int32_t status = patiently([&] {
+            LsuDirectory directory;
+            const int32_t opened = open_lsu(lsu, WhenMissing::make, directory);
+            return opened != 0 ? opened : ImageWriter::create(std::move(directory), name, server_name, image);
+        });
+        if (status == 0)
+            *out_image = images.add(std::move(image));
+        return status;
     });
 }
 
@@ -128,16 +130,17 @@ int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name
         std::string_view name;
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
-        LsuDirectory directory;
-        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
-            return status;
         std::shared_ptr<Image> image;
-        const int32_t status = (mode & STSIMG_MODE_WRITE) != 0 ? ImageWriter::open(std::move(directory), name, image)
-                                                               : ImageReader::open(directory, name, image);
-        if (status != 0)
-            return status;
-        *out_image = images.add(std::move(image));
-        return 0;
+        const int32_t status = patiently([&] {
+            LsuDirectory directory;
+            if (const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory); opened != 0)
+                return opened;
+            return (mode & STSIMG_MODE_WRITE) != 0 ? ImageWriter::open(std::move(directory), name, image)
+                                                   : ImageReader::open(directory, name, image);
+        });
+        if (status == 0)
+            *out_image = images.add(std::move(image));
+        return status;
     });
 }
 
@@ -150,9 +153,13 @@ int32_t stsimg_delete_image(const char *lsu, const void *, const char *server_na
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
         LsuDirectory directory;
-        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
+        const auto remove_now = [&] {
+            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
+            return opened != 0 ? opened : remove_image(directory, name);
+        };
+        if (const int32_t status = patiently(remove_now); status != 0)
             return status;
-        return remove_image(directory, name);
+        return flush_directory(directory);
     });
 }
 
@@ -165,14 +172,15 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
         static constexpr sts_image_definition_t no_image{};
         if (const int32_t status = check_arguments(lsu, server_name, &no_image); status != 0)
             return status;
-        LsuDirectory directory;
-        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
-            return status;
         std::shared_ptr<ImageList> list;
-        if (const int32_t status = ImageList::open(std::move(directory), list); status != 0)
-            return status;
-        *out_list = lists.add(std::move(list));
-        return 0;
+        const int32_t status = patiently([&] {
+            LsuDirectory directory;
+            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
+            return opened != 0 ? opened : ImageList::open(std::move(directory), list);
+        });
+        if (status == 0)
+            *out_list = lists.add(std::move(list));
+        return status;
     });
 }
 
@@ -186,17 +194,15 @@ int32_t stsimg_get_image_prop_byname(const char *lsu, const void *, const char *
         std::string_view name;
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
-        LsuDirectory directory;
-        if (const int32_t status = open_lsu(lsu, WhenMissing::fail, directory); status != 0)
-            return status;
-        FileDescriptor file;
-        if (const int32_t status = open_image_file(directory, name, file); status != 0)
-            return status;
         ImageHeader header;
-        if (const int32_t status = read_header(file.get(), directory.path_of(file_of(name)), header); status != 0)
-            return status;
-        fill_info(name, header.image_size, header.creation_time, *out_info);
-        return 0;
+        const int32_t status = patiently([&] {
+            LsuDirectory directory;
+            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
+            return opened != 0 ? opened : read_header_of_image(directory, name, header);
+        });
+        if (status == 0)
+            fill_info(name, header.image_size, header.creation_time, *out_info);
+        return status;
     });
 }
 

@@ -15,6 +15,9 @@ namespace stsimage {
 // Opens the file of an image, whatever it holds. STS_E_NOT_FOUND when there is none.
 int32_t open_image_file(const LsuDirectory &lsu, std::string_view name, FileDescriptor &out_file);
 
+// Reads and checks the header of an image, and of one whose file another host has just written until this one sees it.
+int32_t read_header_of_image(const LsuDirectory &lsu, std::string_view name, ImageHeader &out_header);
+
 class ImageReader : public Image {
 public:
     static int32_t open(const LsuDirectory &lsu, std::string_view name, std::shared_ptr<Image> &out_image);

@@ -13,9 +13,8 @@
 
 namespace stsimage {
 
-namespace {
-
-int32_t remove_file(const LsuDirectory &lsu, const std::string &file) {
+int32_t remove_image(const LsuDirectory &lsu, std::string_view name) {
+    const std::string file = file_of(name);
     const int directory = lsu.descriptor.get();
     const QuotedText path(lsu.path_of(file));
     const LsuLock lock(lsu);
@@ -30,14 +29,6 @@ int32_t remove_file(const LsuDirectory &lsu, const std::string &file) {
     if (unlinkat(directory, file.c_str(), 0) != 0)
         return fail_system(errno, "cannot delete %s", path.c_str());
     return 0;
-}
-
-}  // namespace
-
-int32_t remove_image(const LsuDirectory &lsu, std::string_view name) {
-    if (const int32_t status = remove_file(lsu, file_of(name)); status != 0)
-        return status;
-    return flush_directory(lsu);
 }
 
 }  // namespace stsimage

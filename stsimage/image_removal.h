@@ -8,7 +8,7 @@
 
 namespace stsimage {
 
-// Removes the file of an image, whatever it holds, and makes that last.
+// Removes the file of an image, whatever it holds. Flushing the directory, which makes that last, is left to the caller.
 int32_t remove_image(const LsuDirectory &lsu, std::string_view name);
 
 }  // namespace stsimage

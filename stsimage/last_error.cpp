@@ -11,9 +11,9 @@ namespace stsimage {
 
 namespace {
 
-// Room for a line with two quoted texts of any length; what does not fit is cut.
-constexpr size_t text_size = 4608;
+constexpr size_t text_size = longest_failure;
 thread_local char last_text[text_size];
+thread_local int last_errno = 0;
 
 int32_t status_of(int error) {
     switch (error) {
@@ -41,6 +41,7 @@ int32_t fail(int32_t status, const char *format, ...) {
     va_start(arguments, format);
     std::vsnprintf(last_text, text_size, format, arguments);
     va_end(arguments);
+    last_errno = 0;
     return status;
 }
 
@@ -52,9 +53,19 @@ int32_t fail_system(int error, const char *format, ...) {
     const size_t used = std::strlen(last_text);
     const char *meaning = strerrordesc_np(error);
     std::snprintf(last_text + used, text_size - used, ": %s", meaning != nullptr ? meaning : "unknown error");
+    last_errno = error;
     return status_of(error);
 }
 
 const char *last_error() { return last_text; }
+
+int last_system_error() { return last_errno; }
+
+EarlierFailure::EarlierFailure() : error(last_errno) { std::memcpy(text, last_text, std::strlen(last_text) + 1); }
+
+void EarlierFailure::tell_again() const {
+    std::memcpy(last_text, text, std::strlen(text) + 1);
+    last_errno = error;
+}
 
 }  // namespace stsimage

@@ -5,6 +5,7 @@
 // destructor keeps the library loaded.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace stsimage {
@@ -16,5 +17,22 @@ namespace stsimage {
 [[gnu::format(printf, 2, 3)]] int32_t fail_system(int error, const char *format, ...);
 
 const char *last_error();
+
+// Room for a line with two quoted texts of any length; what does not fit is cut.
+constexpr size_t longest_failure = 4608;
+
+// The failure that was the latest one when this was made, to be told again once a later one has been overcome.
+class EarlierFailure {
+public:
+    EarlierFailure();
+    void tell_again() const;
+
+private:
+    char text[longest_failure];
+    int error;
+};
+
+// The errno value of the latest failure, 0 when that did not come from a system call.
+int last_system_error();
 
 }  // namespace stsimage

@@ -4,6 +4,7 @@
 // descriptor too.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/file.h>
 
 #include <cerrno>
@@ -15,6 +16,17 @@ namespace stsimage {
 
 // Without waiting. False with errno set when there is no lock; EWOULDBLOCK when another one has it.
 inline bool lock_now(const FileDescriptor &file) { return flock(file.get(), LOCK_EX | LOCK_NB) == 0; }
+
+// O_NONBLOCK: whatever lies there in place of a file, opening it must not wait.
+constexpr int open_to_lock = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
+// Opens a file to be locked, for writing as well if that may be: file servers give an exclusive lock on no other terms.
+inline FileDescriptor open_existing_to_lock(int directory, const char *name) {
+    FileDescriptor file(openat(directory, name, O_RDWR | open_to_lock));
+    if (file || (errno != EACCES && errno != EPERM && errno != EROFS && errno != EISDIR))
+        return file;
+    return FileDescriptor(openat(directory, name, O_RDONLY | open_to_lock));
+}
 
 class LockedFile {
 public:

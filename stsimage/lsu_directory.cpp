@@ -14,6 +14,8 @@
 #include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
 #include "stsimage/lasting_directories.h"
+#include "stsimage/locked_file.h"
+#include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/unfinished_files.h"
 #include "stspi/stsimg.h"
@@ -25,6 +27,7 @@ namespace {
 constexpr size_t longest_text = STS_LSU_NAME_SIZE - 1;
 constexpr char default_root[] = "/var/lib/stsimage";
 constexpr mode_t directory_mode = 0700;
+constexpr mode_t lock_file_mode = 0666;  // less the umask: whoever may change the directory may lock it
 
 int32_t refuse(std::string_view text, const char *why) {
     return fail(STSIMG_E_INVALID_LSU, "the LSU text %s %s", QuotedText(text).c_str(), why);
@@ -163,6 +166,24 @@ int32_t flush_name_of_root(const FileDescriptor &root, const std::string &root_p
                        QuotedText(root_path).c_str());
 }
 
+// Returns 0 or an errno value.
+int wait_for_lock(int file) {
+    int result;
+    do {
+        result = flock(file, LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
+// Makes the lock file. Where that cannot be done there is none to be had: a full file system lets images be deleted all the
+// same, and a directory that may not be written to refuses what is asked of it by itself.
+FileDescriptor make_lock_file(int directory, bool &out_cannot_be) {
+    FileDescriptor made(openat(directory, lock_file, open_to_lock | O_RDWR | O_CREAT, lock_file_mode));
+    out_cannot_be =
+        !made && (errno == ENOSPC || errno == EDQUOT || errno == EROFS || errno == EACCES || errno == EPERM);
+    return made;
+}
+
 LastingDirectories lasting_directories;
 
 int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDirectory &out_lsu) {
@@ -207,12 +228,43 @@ int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_l
 }
 
 LsuLock::LsuLock(const LsuDirectory &locked_lsu) : lsu(locked_lsu) {
-    while (error == 0 && flock(lsu.descriptor.get(), LOCK_EX) != 0)
-        error = errno != EINTR ? errno : 0;
+    lock_directory();
+    if (error == 0)
+        lock_file_in_it();
+}
+
+void LsuLock::lock_directory() {
+    error = wait_for_lock(lsu.descriptor.get());
+    directory_locked = error == 0;
+    if (error == EBADF || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS)
+        error = 0;  // a file system without locks on directories
+}
+
+void LsuLock::lock_file_in_it() {
+    struct stat state;
+    do {
+        bool cannot_be = false;
+        file = open_existing_to_lock(lsu.descriptor.get(), lock_file);
+        if (!file && errno == ENOENT) {
+            if (directory_locked && !is_shared(lsu.descriptor.get()))
+                return;
+            file = make_lock_file(lsu.descriptor.get(), cannot_be);
+        }
+        if (!file) {
+            error = cannot_be && directory_locked ? 0 : errno;
+            return;
+        }
+        error = wait_for_lock(file.get());
+        if (error == 0 && fstat(file.get(), &state) != 0)
+            error = errno;
+    } while (error == 0 && state.st_nlink == 0);  // somebody has removed it: the others lock another one
 }
 
 LsuLock::~LsuLock() {
-    if (error == 0)
+    // Explicitly: a process that was forked meanwhile has the descriptors too.
+    if (file)
+        flock(file.get(), LOCK_UN);
+    if (directory_locked)
         flock(lsu.descriptor.get(), LOCK_UN);
 }
 
@@ -221,9 +273,11 @@ int32_t LsuLock::status() const {
 }
 
 int32_t flush_directory(const LsuDirectory &lsu) {
-    if (fsync(lsu.descriptor.get()) != 0)
-        return fail_system(errno, "cannot flush the directory %s", QuotedText(lsu.path).c_str());
-    return 0;
+    return patiently([&lsu] {
+        if (fsync(lsu.descriptor.get()) != 0)
+            return fail_system(errno, "cannot flush the directory %s", QuotedText(lsu.path).c_str());
+        return 0;
+    });
 }
 
 }  // namespace stsimage

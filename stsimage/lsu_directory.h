@@ -1,8 +1,9 @@
 // The directory behind an LSU text.
 //
 // It holds the image files and, while images are being written, a directory of unfinished files. Every change of names in
-// either is made under a lock on the LSU directory, held for a few system calls only. The kernel gives it up with its
-// process, so a killed one leaves nothing locked.
+// either is made under a lock, held for a few system calls only. Locks on directories exclude no other host: where there may be
+// others, it is that of a file that lies in the directory for this. The kernel or the file server gives it up with its
+// process or host, so a killed one leaves nothing locked.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,10 @@ struct LsuDirectory {
     std::string path_of(const std::string &file) const { return path + '/' + file; }
 };
 
+// That file. It is made when names are first changed on a file system that other hosts may write to, and stays. It is heeded
+// wherever it is: other hosts may share a local directory by way of this one.
+constexpr char lock_file[] = ".stsimg-lock";
+
 enum class WhenMissing { fail, make };
 
 // Opens the directory of an LSU text and clears what dead writers left in it. A directory below the root is made when
@@ -27,7 +32,9 @@ enum class WhenMissing { fail, make };
 // its own path never is, since it may be the place where a file system is not mounted.
 int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_lsu);
 
-// Holds the lock of an LSU directory.
+// Holds the lock of an LSU directory: the directory's own, which earlier versions of the library heed, and that of the file.
+// Where the file can neither be found nor made (a full file system, a directory that may not be written to), the
+// directory's must do.
 class LsuLock {
 public:
     explicit LsuLock(const LsuDirectory &lsu);
@@ -42,7 +49,12 @@ public:
     int32_t status() const;
 
 private:
+    void lock_directory();
+    void lock_file_in_it();
+
     const LsuDirectory &lsu;
+    FileDescriptor file;
+    bool directory_locked = false;
     int error = 0;
 };
 

@@ -12,6 +12,7 @@
 #include "stsimage/last_error.h"
 #include "stsimage/locked_file.h"
 #include "stsimage/lsu_directory.h"
+#include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
 
@@ -19,11 +20,8 @@ namespace stsimage {
 
 namespace {
 
-constexpr mode_t directory_mode = 0700;
+constexpr mode_t unfinished_directory_mode = 0700;
 constexpr mode_t file_mode = 0600;
-
-// O_NONBLOCK: whatever lies there in place of a file, opening it must not wait.
-constexpr int existing_flags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
 
 FileDescriptor open_unfinished_directory(const LsuDirectory &lsu) {
     return FileDescriptor(
@@ -34,9 +32,7 @@ void remove_unfinished_directory_if_empty(const LsuDirectory &lsu) {
     unlinkat(lsu.descriptor.get(), unfinished_directory.data(), AT_REMOVEDIR);
 }
 
-LockedFile lock_existing(int directory, const char *name) {
-    return LockedFile(FileDescriptor(openat(directory, name, O_RDONLY | existing_flags)));
-}
+LockedFile lock_existing(int directory, const char *name) { return LockedFile(open_existing_to_lock(directory, name)); }
 
 bool remove_if_abandoned(int directory, const char *name) {
     const LockedFile file = lock_existing(directory, name);
@@ -51,10 +47,19 @@ bool refuses_links(int error) {
     return error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EINVAL || error == EMLINK;
 }
 
-bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
+enum class Seen { yes, no, unknown };
+
+Seen look_whether_names(int directory, const std::string &name, const FileDescriptor &file) {
     struct stat named, open;
-    return fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(file.get(), &open) == 0 &&
-           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    if (fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT ? Seen::no : Seen::unknown;
+    if (fstat(file.get(), &open) != 0)
+        return Seen::unknown;
+    return named.st_dev == open.st_dev && named.st_ino == open.st_ino ? Seen::yes : Seen::no;
+}
+
+bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
+    return look_whether_names(directory, name, file) == Seen::yes;
 }
 
 // Whether an image may take this name: nothing bears it, or a regular file does.
@@ -122,7 +127,7 @@ int32_t UnfinishedFile::make(const LsuDirectory &new_lsu, const std::string &new
     if (const int32_t status = check_no_writer_is_closing(*lsu, file); status != 0)
         return status;
     const std::string path = lsu->path_of(file);
-    if (mkdirat(lsu->descriptor.get(), unfinished_directory.data(), directory_mode) != 0 && errno != EEXIST)
+    if (mkdirat(lsu->descriptor.get(), unfinished_directory.data(), unfinished_directory_mode) != 0 && errno != EEXIST)
         return fail_system(errno, "cannot make the directory of unfinished images in %s",
                            QuotedText(lsu->path).c_str());
     directory = open_unfinished_directory(*lsu);
@@ -152,16 +157,21 @@ int32_t UnfinishedFile::publish() {
     if (const int32_t status = flush_data(); status != 0)
         return status;
     Replaced replaced;
-    if (const int32_t status = take_place(replaced); status != 0)
+    if (const int32_t status = patiently([&] { return take_place(replaced); }); status != 0)
         return status;
-    if (const int32_t status = flush_directory(*lsu); status != 0) {
-        give_place_back(replaced);
-        return status;
-    }
+    if (const int32_t status = flush_directory(*lsu); status != 0)
+        return give_place_back(replaced) ? status : tell_it_may_stay();
     exists = false;
     remove_replaced(replaced);
     end_writing();
     return 0;
+}
+
+// The directory could not be flushed, and what was there before not be put back: the new image is seen, but may not last.
+int32_t UnfinishedFile::tell_it_may_stay() {
+    return fail(STSIMG_E_OUTCOME_UNKNOWN,
+                "%s has its name, but the directory could not be flushed, and what was there before not be restored",
+                QuotedText(lsu->path_of(file)).c_str());
 }
 
 int32_t UnfinishedFile::flush_data() {
@@ -185,7 +195,10 @@ int32_t UnfinishedFile::take_place(Replaced &out_replaced) {
         return lock.status();
     if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
         return status;
-    if (!names_file(directory.get(), file, data))
+    const Seen still_there = look_whether_names(directory.get(), file, data);
+    if (still_there == Seen::unknown)
+        return fail_system(errno, "cannot look at the unfinished file of %s", path.c_str());
+    if (still_there == Seen::no)
         return fail(STS_E_SYSTEM, "the unfinished file of %s has been taken away", path.c_str());
     Replaced earlier{lock_existing(target, file.c_str()), EarlierImage::none, name_of_earlier(file)};
     if (!earlier.image.is_locked() && (earlier.image.descriptor() || errno != ENOENT))
@@ -196,19 +209,39 @@ int32_t UnfinishedFile::take_place(Replaced &out_replaced) {
             out_replaced = std::move(earlier);
             return 0;
         }
-        if (errno != EINVAL && errno != ENOSYS)
-            return fail_system(errno, "cannot replace %s", path.c_str());
+        if (errno != EINVAL && errno != ENOSYS) {
+            const int32_t status = settle_renaming(errno, path);
+            if (status == 0) {
+                earlier.kept = EarlierImage::exchanged;
+                out_replaced = std::move(earlier);
+            }
+            return status;
+        }
         if (const int32_t status = link_earlier(earlier); status != 0)
             return status;
     }
-    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0) {
-        const int error = errno;
-        if (earlier.kept == EarlierImage::linked)
-            unlinkat(directory.get(), earlier.second_name.c_str(), 0);
-        return fail_system(error, "cannot give %s its name", path.c_str());
-    }
+    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0)
+        if (const int32_t status = settle_renaming(errno, path); status != 0) {
+            if (earlier.kept == EarlierImage::linked && status != STSIMG_E_OUTCOME_UNKNOWN)
+                unlinkat(directory.get(), earlier.second_name.c_str(), 0);
+            return status;
+        }
     out_replaced = std::move(earlier);
     return 0;
+}
+
+// A file server that failed to answer may have done what it was asked for: what is there now tells.
+int32_t UnfinishedFile::settle_renaming(int error, const QuotedText &path) {
+    switch (look_whether_names(lsu->descriptor.get(), file, data)) {
+        case Seen::yes:
+            return 0;
+        case Seen::no:
+            return fail_system(error, "cannot give %s its name", path.c_str());
+        case Seen::unknown:
+            break;
+    }
+    fail_system(error, "%s may have got its name or not", path.c_str());
+    return STSIMG_E_OUTCOME_UNKNOWN;
 }
 
 // Where names cannot be exchanged, a second name keeps the earlier image. One that is there already is a dead writer's.
@@ -225,26 +258,32 @@ int32_t UnfinishedFile::link_earlier(Replaced &earlier) {
     return 0;
 }
 
-void UnfinishedFile::give_place_back(const Replaced &replaced) {
+// Returns whether what was there before is there again.
+bool UnfinishedFile::give_place_back(const Replaced &replaced) {
     const LsuLock lock(*lsu);
+    if (!lock)
+        return false;
     const int target = lsu->descriptor.get();
-    if (!lock || !names_file(target, file, data))
-        return;
+    const Seen in_place = look_whether_names(target, file, data);
+    if (in_place != Seen::yes)
+        return in_place == Seen::no;  // the image has been deleted or replaced meanwhile
+    bool restored = false;
     switch (replaced.kept) {
         case EarlierImage::none:
-            unlinkat(target, file.c_str(), 0);
+            restored = unlinkat(target, file.c_str(), 0) == 0;
             break;
         case EarlierImage::exchanged:
-            renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE);
+            restored = renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0;
             break;
         case EarlierImage::linked:
-            if (names_file(directory.get(), replaced.second_name, replaced.image.descriptor()))
-                renameat(directory.get(), replaced.second_name.c_str(), target, file.c_str());
+            restored = names_file(directory.get(), replaced.second_name, replaced.image.descriptor()) &&
+                       renameat(directory.get(), replaced.second_name.c_str(), target, file.c_str()) == 0;
             break;
         case EarlierImage::lost:
             break;  // the new one is all there is
     }
     fsync(target);  // as far as it goes: that something failed is told anyway
+    return restored;
 }
 
 void UnfinishedFile::remove_replaced(const Replaced &replaced) {

@@ -15,6 +15,7 @@
 namespace stsimage {
 
 struct LsuDirectory;
+class QuotedText;
 
 constexpr std::string_view unfinished_directory = ".stsimg-unfinished";
 
@@ -35,7 +36,8 @@ public:
     int descriptor() const { return data.get(); }
 
     // Flushes the file, gives it its place among the images, instead of one of that name that was there, and flushes the
-    // directory. When that fails the earlier state is restored and the file stays unfinished.
+    // directory. When that fails the earlier state is restored and the file stays unfinished; STSIMG_E_OUTCOME_UNKNOWN when
+    // that could not be done, or when a file server did not tell whether the name was given.
     int32_t publish();
 
 private:
@@ -50,8 +52,10 @@ private:
 
     int32_t flush_data();
     int32_t take_place(Replaced &out_replaced);
+    int32_t settle_renaming(int error, const QuotedText &path);
     int32_t link_earlier(Replaced &earlier);
-    void give_place_back(const Replaced &replaced);
+    int32_t tell_it_may_stay();
+    bool give_place_back(const Replaced &replaced);
     void remove_replaced(const Replaced &replaced);
     void remove_name(const std::string &name, const FileDescriptor &unwanted);
     void end_writing();

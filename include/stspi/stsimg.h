@@ -58,7 +58,8 @@ extern "C" {
     X(STSIMG_E_NOT_AN_IMAGE, 2061110, "the file of that name is no image")                              \
     X(STSIMG_E_UNKNOWN_VERSION, 2061111, "the image's format is of a version that is not known here")   \
     X(STSIMG_E_TRUNCATED, 2061112, "the image's file is shorter than it was written")                   \
-    X(STSIMG_E_DAMAGED, 2061113, "a checksum of the image's file does not match its content")
+    X(STSIMG_E_DAMAGED, 2061113, "a checksum of the image's file does not match its content")           \
+    X(STSIMG_E_OUTCOME_UNKNOWN, 2061114, "what was asked for may have been done or not")
 
 #define STSIMG_STATUS_ENUMERATOR(name, number, meaning) name = number,
 enum { STSIMG_STATUS_LIST(STSIMG_STATUS_ENUMERATOR) };
@@ -159,7 +160,9 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *reserved, const
                            uint64_t offset, uint64_t *out_bytes_written);
 
 /* Closes an image. One that was written appears under its name, as a whole, when and only when 0 is returned; its data
- * and its name are on stable storage by then. When it fails, what was there before under that name is still there.
+ * and its name are on stable storage by then. When it fails, what was there before under that name is still there, but for
+ * one status: STSIMG_E_OUTCOME_UNKNOWN says that a file server, or a disk that fails, left open whether the image appeared.
+ * It is there as a whole or not at all; the next look tells, though only a close that returns 0 makes it last.
  * The handle is gone afterwards, whatever the status. */
 int32_t stsimg_close_image(sts_image_handle_t image);
 

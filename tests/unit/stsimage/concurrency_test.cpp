@@ -344,11 +344,12 @@ TEST_F(SideBySide, NamesChangeInTurns) {
     ASSERT_EQ(store("deleted", "x"), 0);
     sts_image_handle_t closing = nullptr;
     ASSERT_EQ(create("closed", closing), 0);
-    const int directory = ::open((root() / "pool").c_str(), O_RDONLY | O_CLOEXEC);
+    // On a local file system the file is not made, but heeded: other hosts may share the directory by way of this one.
+    const int lock = ::open((root() / "pool/.stsimg-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     const auto unfinished_files = [this] {
         return std::distance(fs::directory_iterator(unfinished()), fs::directory_iterator());
     };
-    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
     std::thread closer([&] { EXPECT_EQ(stsimg_close_image(closing), 0); });
     std::thread remover([] { EXPECT_EQ(remove("deleted"), 0); });
     std::thread creator([] { EXPECT_EQ(store("created", "x"), 0); });
@@ -357,7 +358,7 @@ TEST_F(SideBySide, NamesChangeInTurns) {
     EXPECT_FALSE(fs::exists(file_of("closed")));
     EXPECT_FALSE(fs::exists(file_of("created")));
     EXPECT_EQ(unfinished_files(), 1);
-    ::close(directory);
+    ::close(lock);
     closer.join();
     remover.join();
     creator.join();

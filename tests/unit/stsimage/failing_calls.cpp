@@ -3,11 +3,14 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -46,6 +49,8 @@ bool limited = false;
 uint64_t bytes_left = 0;
 size_t longest_transfer = SIZE_MAX;
 bool exchanging = true;
+bool sharing = false;
+int waits_made = 0;
 bool recording = false;
 std::atomic<int64_t> allocations{0};
 std::array<int, static_cast<size_t>(Call::none)> counts{};
@@ -107,7 +112,18 @@ struct Interruption {
     }
 };
 
-Interruption lock_interruption, flush_interruption;
+Interruption lock_interruption, flush_interruption, wait_interruption;
+std::function<void()> when_answer_is_lost;
+
+int answer(int result) {
+    if (inside == 0 || result != 0 || !when_answer_is_lost)
+        return result;
+    has_failed = true;
+    when_answer_is_lost();
+    has_failed = true;
+    errno = EIO;
+    return -1;
+}
 
 template <class Function>
 Function next(const char *name) {
@@ -150,11 +166,18 @@ void limit_written_bytes(uint64_t bytes) {
 
 void refuse_exchanges() { exchanging = false; }
 
+void pretend_to_share() { sharing = true; }
+
+int waits() { return waits_made; }
+
 void shorten_transfers(size_t most) { longest_transfer = most; }
 
 bool let_calls_pass() {
     longest_transfer = SIZE_MAX;
     exchanging = true;
+    sharing = false;
+    waits_made = 0;
+    when_answer_is_lost = nullptr;
     failing_call = Call::none;
     limited = false;
     return has_failed;
@@ -186,16 +209,11 @@ void after_lock(int n, std::function<void()> action) { lock_interruption = {n, s
 
 void before_flush(int n, std::function<void()> action) { flush_interruption = {n, std::move(action)}; }
 
-int64_t live_allocations() { return allocations; }
+void before_wait(int n, std::function<void()> action) { wait_interruption = {n, std::move(action)}; }
 
-int open_descriptors() {
-    int count = 0;
-    DIR *directory = opendir("/proc/self/fd");
-    while (readdir(directory) != nullptr)
-        ++count;
-    closedir(directory);
-    return count;
-}
+void lose_answers_of_renames(std::function<void()> action) { when_answer_is_lost = std::move(action); }
+
+int64_t live_allocations() { return allocations; }
 
 extern "C" {
 
@@ -280,7 +298,7 @@ int renameat(int from, const char *old_path, int to, const char *new_path) noexc
     if (fails(Call::rename))
         return -1;
     note("rename");
-    return NEXT(renameat)(from, old_path, to, new_path);
+    return answer(NEXT(renameat)(from, old_path, to, new_path));
 }
 
 int renameat2(int from, const char *old_path, int to, const char *new_path, unsigned int flags) noexcept {
@@ -291,7 +309,7 @@ int renameat2(int from, const char *old_path, int to, const char *new_path, unsi
         return -1;
     }
     note("exchange");
-    return NEXT(renameat2)(from, old_path, to, new_path, flags);
+    return answer(NEXT(renameat2)(from, old_path, to, new_path, flags));
 }
 
 int linkat(int from, const char *old_path, int to, const char *new_path, int flags) noexcept {
@@ -333,6 +351,21 @@ int fstat(int file, struct stat *state) noexcept { return fails(Call::stat) ? -1
 
 int fstatat(int directory, const char *path, struct stat *state, int flags) noexcept {
     return fails(Call::stat) ? -1 : NEXT(fstatat)(directory, path, state, flags);
+}
+
+int fstatfs(int file, struct statfs *state) noexcept {
+    const int result = NEXT(fstatfs)(file, state);
+    if (inside > 0 && sharing)
+        state->f_type = NFS_SUPER_MAGIC;
+    return result;
+}
+
+int nanosleep(const timespec *wanted, timespec *left) {
+    if (inside == 0)
+        return NEXT(nanosleep)(wanted, left);
+    ++waits_made;
+    wait_interruption.count_call();
+    return 0;
 }
 
 DIR *fdopendir(int file) { return fails(Call::list) ? nullptr : NEXT(fdopendir)(file); }

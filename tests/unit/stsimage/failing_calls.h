@@ -54,6 +54,12 @@ void shorten_transfers(size_t most);
 // Lets no two names be exchanged, which is how file systems of clusters are.
 void refuse_exchanges();
 
+// Lets the file system look like one that other hosts may write to.
+void pretend_to_share();
+
+// How often the library has waited since then, which it does not have to here.
+int waits();
+
 // Undoes all of it. Returns whether any call has failed.
 bool let_calls_pass();
 
@@ -74,6 +80,11 @@ void after_lock(int n, std::function<void()> action);
 // Does something when the library is about to flush for the n-th time from now on.
 void before_flush(int n, std::function<void()> action);
 
+// Does something when the library waits for the n-th time from now on.
+void before_wait(int n, std::function<void()> action);
+
+// Lets every change of names say EIO although it was made, and does something then.
+void lose_answers_of_renames(std::function<void()> action = [] {});
+
 // What the library holds now.
 int64_t live_allocations();
-int open_descriptors();

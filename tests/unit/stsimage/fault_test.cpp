@@ -17,6 +17,7 @@
 
 #include "tests/unit/stsimage/failing_calls.h"
 #include "tests/unit/stsimage/image_test.h"
+#include "tests/unit/stsimage/open_descriptors.h"
 
 namespace fs = std::filesystem;
 
@@ -421,7 +422,7 @@ TEST_F(FlushOrder, FailureToMakeADirectoryIsToldAndLeavesTheOnesAboveIt) {
 
 // Where names cannot be exchanged, a second name keeps the old image for the case of need.
 TEST_F(FlushOrder, StateThatIsRestoredWithoutExchangeIsFlushed) {
-    for (const int error : {EIO, ENOSPC, EDQUOT, ESTALE, EINVAL, EROFS}) {
+    for (const int error : {EIO, ENOSPC, EDQUOT, EINVAL, EROFS, ENOTCONN}) {
         ASSERT_EQ(store("image", kept_data), 0);
         Promised promised;
         record_calls();
@@ -592,12 +593,16 @@ protected:
 
 TEST_F(ForkedChild, DoesNotKeepTheLockOfTheLsu) {
     ASSERT_EQ(store("image", old_data), 0);
-    fork_after_lock(1);
+    pretend_to_share();
+    fork_after_lock(2);
     ASSERT_TRUE(store_image(promised, "pool", "image", new_data));
+    let_calls_pass();
     ASSERT_EQ(children.size(), 1u);
-    const int directory = ::open((root() / "pool").c_str(), O_RDONLY | O_CLOEXEC);
-    EXPECT_EQ(flock(directory, LOCK_EX | LOCK_NB), 0);
-    ::close(directory);
+    for (const fs::path &locked : {root() / "pool", root() / "pool/.stsimg-lock"}) {
+        const int file = ::open(locked.c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(flock(file, LOCK_EX | LOCK_NB), 0) << locked;
+        ::close(file);
+    }
 }
 
 // Creating an image looks whether an earlier writer is still closing it.
@@ -669,7 +674,7 @@ TEST_F(Replacing, LeavesTheNewImageWhereTheOldOneCannotBeKept) {
         before_flush(2, [] { fail_call(Call::fsync, 1, EIO, Failing::once); });
         EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
         EXPECT_TRUE(let_calls_pass());
-        EXPECT_EQ(promised.first_failure, STS_E_SYSTEM);
+        EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
         EXPECT_TRUE(content("image") == new_data) << content("image").substr(0, 20);
         EXPECT_FALSE(fs::exists(unfinished()));
     }
@@ -773,6 +778,219 @@ TEST_F(LsuLocking, IsTriedAgainWhenInterruptedAndToldWhenItFails) {
     EXPECT_EQ(in_library(promised, remove_it), 0) << promised.reason;
     EXPECT_TRUE(let_calls_pass());
     EXPECT_TRUE(names().empty());
+}
+
+// Locks on directories exclude no other host, and some file systems have none.
+TEST_F(LsuLocking, IsOnTheFileWhereDirectoriesCannotBeLocked) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const sts_image_definition_t definition = image_named("image");
+    const auto remove_it = [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); };
+    Promised promised;
+    for (const int error : {EBADF, EINVAL, EOPNOTSUPP, ENOSYS}) {
+        fail_call(Call::flock, 1, error, Failing::once);
+        EXPECT_EQ(in_library(promised, remove_it), 0) << promised.reason;
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_EQ(store("image", old_data), 0);
+        fail_call(Call::flock, 1, error, Failing::from_then_on);
+        EXPECT_EQ(in_library(promised, remove_it), STS_E_SYSTEM);
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_TRUE(content("image") == old_data);
+        EXPECT_TRUE(fs::exists(root() / "pool/.stsimg-lock"));
+    }
+}
+
+// Who locked the old one excludes nobody any more.
+TEST_F(LsuLocking, TakesTheFileThatIsThereWhenOneWasRemovedMeanwhile) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const fs::path lock = root() / "pool/.stsimg-lock";
+    pretend_to_share();
+    after_lock(2, [&] { fs::remove(lock); });
+    const sts_image_definition_t definition = image_named("image");
+    Promised promised;
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }), 0);
+    let_calls_pass();
+    EXPECT_TRUE(fs::exists(lock));
+}
+
+// On a local file system the lock of the directory excludes all there are, and nothing is to stay in it.
+TEST_F(LsuLocking, MakesNoFileOnALocalFileSystem) {
+    ASSERT_EQ(store("image", old_data), 0);
+    ASSERT_EQ(remove("image"), 0);
+    EXPECT_TRUE(fs::is_empty(root() / "pool"));
+}
+
+// Images that were written when there was no lock file, and no room for one now.
+TEST_F(LsuLocking, DoesWithoutTheFileWhereThereIsNoRoomForIt) {
+    const sts_image_definition_t definition = image_named("image");
+    const fs::path lock = root() / "pool/.stsimg-lock";
+    const auto remove_it = [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); };
+    Promised promised;
+    ASSERT_EQ(store("image", old_data), 0);
+    pretend_to_share();
+    count_calls();
+    ASSERT_EQ(in_library(promised, remove_it), 0);
+    let_calls_pass();
+    const int making_it = counted_calls()[Call::open];  // the last file that is opened
+    ASSERT_TRUE(fs::exists(lock));
+    for (const int error : {ENOSPC, EDQUOT, EROFS, EACCES, EPERM, EIO}) {
+        fs::remove(lock);
+        ASSERT_EQ(store("image", old_data), 0);
+        pretend_to_share();
+        fail_call(Call::open, making_it, error, Failing::once);
+        EXPECT_EQ(in_library(promised, remove_it), error == EIO ? int32_t{STS_E_SYSTEM} : 0) << strerrorname_np(error);
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_FALSE(fs::exists(lock));
+    }
+}
+
+// Trouble of file servers that passes by itself.
+using PassingTrouble = ImageTest;
+
+TEST_F(PassingTrouble, IsMetByTryingAgain) {
+    for (const Call call : {Call::open, Call::stat, Call::flock, Call::list})
+        for (const int error : {ESTALE, ETIMEDOUT}) {
+            for (int n = 1;; ++n) {
+                SCOPED_TRACE(std::string(name_of(call)) + " number " + std::to_string(n));
+                ASSERT_EQ(store("image", old_data), 0);
+                Promised promised;
+                promised.images = {{"image", new_data}};
+                fail_call(call, n, error, Failing::once);
+                store_image(promised, "pool", "image", new_data);
+                read_image(promised, "image");
+                const bool failed = let_calls_pass();
+                EXPECT_EQ(promised.first_failure, 0) << promised.reason;
+                EXPECT_TRUE(content("image") == new_data);
+                if (!failed || HasFailure())
+                    break;
+            }
+        }
+}
+
+TEST_F(PassingTrouble, IsToldWhenItDoesNotPass) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const sts_image_definition_t definition = image_named("image");
+    sts_image_info_t properties;
+    Promised promised;
+    fail_call(Call::open, 1, ESTALE, Failing::from_then_on);
+    EXPECT_EQ(in_library(promised,
+                         [&] { return stsimg_get_image_prop_byname("pool", nullptr, "", &definition, &properties); }),
+              STS_E_SYSTEM);
+    EXPECT_EQ(waits(), 5);
+    EXPECT_TRUE(let_calls_pass());
+}
+
+TEST_F(PassingTrouble, OtherTroubleIsToldAtOnce) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const sts_image_definition_t definition = image_named("image");
+    sts_image_info_t properties;
+    Promised promised;
+    fail_call(Call::open, 1, EIO, Failing::once);
+    EXPECT_EQ(in_library(promised,
+                         [&] { return stsimg_get_image_prop_byname("pool", nullptr, "", &definition, &properties); }),
+              STS_E_SYSTEM);
+    EXPECT_EQ(waits(), 0);
+    EXPECT_TRUE(let_calls_pass());
+}
+
+// A server may have given the name though its answer got lost.
+TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
+    for (const bool exchanging : {true, false})
+        for (const bool replacing : {true, false}) {
+            remove("image");
+            if (replacing) {
+                ASSERT_EQ(store("image", old_data), 0);
+            }
+            Promised promised;
+            if (!exchanging)
+                refuse_exchanges();
+            lose_answers_of_renames();
+            EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+            EXPECT_TRUE(let_calls_pass());
+            EXPECT_TRUE(content("image") == new_data);
+            EXPECT_FALSE(fs::exists(unfinished()));
+        }
+}
+
+TEST_F(PassingTrouble, OutcomeIsUnknownWhenNobodyTellsWhetherTheNameWasGiven) {
+    ASSERT_EQ(store("image", old_data), 0);
+    Promised promised;
+    lose_answers_of_renames([] { fail_call(Call::stat, 1, EIO, Failing::from_then_on); });
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
+    EXPECT_TRUE(content("image") == new_data) << "the next look tells";
+    EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+// What a cache shows of a file that another host has just written: less than there is.
+class OldCache : public ImageTest {
+protected:
+    void hide_end(const char *name) {
+        file = file_of(name);
+        size = fs::file_size(file);
+        fs::rename(file, root() / "whole");
+        fs::copy_file(root() / "whole", file);
+        fs::resize_file(file, size - 1);
+    }
+
+    void show_whole() { fs::rename(root() / "whole", file); }
+
+    fs::path file;
+    uintmax_t size = 0;
+    Promised promised;
+};
+
+TEST_F(OldCache, IsGivenTimeOnFileSystemsThatOtherHostsWriteTo) {
+    promised.images = {{"image", new_data}};
+    ASSERT_EQ(store("image", new_data), 0);
+    hide_end("image");
+    pretend_to_share();
+    before_wait(2, [&] { show_whole(); });
+    read_image(promised, "image");
+    EXPECT_EQ(promised.first_failure, 0) << promised.reason;
+    EXPECT_EQ(waits(), 2);
+    let_calls_pass();
+}
+
+TEST_F(OldCache, IsToldInTheEnd) {
+    promised.images = {{"image", new_data}};
+    ASSERT_EQ(store("image", new_data), 0);
+    hide_end("image");
+    pretend_to_share();
+    read_image(promised, "image");
+    EXPECT_EQ(promised.first_failure, STSIMG_E_TRUNCATED);
+    EXPECT_EQ(waits(), 5 + 5) << "for the properties and for the opening";
+    let_calls_pass();
+}
+
+TEST_F(OldCache, IsNoneOnALocalFileSystem) {
+    promised.images = {{"image", new_data}};
+    ASSERT_EQ(store("image", new_data), 0);
+    hide_end("image");
+    read_image(promised, "image");
+    EXPECT_EQ(promised.first_failure, STSIMG_E_TRUNCATED);
+    EXPECT_EQ(waits(), 0);
+}
+
+TEST_F(OldCache, OfABlockIsReadAgain) {
+    ASSERT_EQ(store("image", new_data), 0);
+    sts_image_handle_t image = nullptr;
+    ASSERT_EQ(open("image", STSIMG_MODE_READ, image), 0);
+    const auto put_byte = [this](char byte) {
+        const int to = ::open(file_of("image").c_str(), O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(pwrite(to, &byte, 1, 1 << 20), 1);
+        ::close(to);
+    };
+    put_byte(static_cast<char>(new_data[0] ^ 1));
+    pretend_to_share();
+    before_wait(1, [&] { put_byte(new_data[0]); });
+    std::string data(new_data.size(), '?');
+    uint64_t got = 0;
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_read_image(image, data.data(), data.size(), 0, &got); }), 0);
+    EXPECT_TRUE(data == new_data);
+    EXPECT_EQ(waits(), 1);
+    let_calls_pass();
+    EXPECT_EQ(stsimg_close_image(image), 0);
 }
 
 using List = ImageTest;

@@ -64,9 +64,20 @@ TEST_F(ImageName, UnterminatedFieldIsRefused) {
 }
 
 TEST_F(ImageName, UnusualButHarmlessNamesWork) {
-    const std::vector<std::string> unusual{
-        std::string(240, 'n'),  "..x",      ".hidden", ".stsimg-unfinished", "-rf",     "a b  c ", "%s%n", "x.stsimg",
-        "\xc3\xa4\xe2\x82\xac", "\xff\xfe", "*",       "C:\\windows",        "'\"`$(x)"};
+    const std::vector<std::string> unusual{std::string(240, 'n'),
+                                           "..x",
+                                           ".hidden",
+                                           ".stsimg-unfinished",
+                                           ".stsimg-lock",
+                                           "-rf",
+                                           "a b  c ",
+                                           "%s%n",
+                                           "x.stsimg",
+                                           "\xc3\xa4\xe2\x82\xac",
+                                           "\xff\xfe",
+                                           "*",
+                                           "C:\\windows",
+                                           "'\"`$(x)"};
     for (const std::string &name : unusual) {
         ASSERT_EQ(store(name, "data of " + name), 0) << name << ": " << stsimg_last_error();
         EXPECT_EQ(content(name), "data of " + name);

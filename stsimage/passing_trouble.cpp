@@ -1,0 +1,45 @@
+#include "stsimage/passing_trouble.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+namespace stsimage {
+
+namespace {
+
+// linux/magic.h does not name all of them.
+constexpr uint32_t local_kinds[] = {EXT4_SUPER_MAGIC,  XFS_SUPER_MAGIC,      BTRFS_SUPER_MAGIC,     TMPFS_MAGIC,
+                                    RAMFS_MAGIC,       F2FS_SUPER_MAGIC,     OVERLAYFS_SUPER_MAGIC, MSDOS_SUPER_MAGIC,
+                                    EXFAT_SUPER_MAGIC, REISERFS_SUPER_MAGIC,
+                                    0x2fc12fc1,   // ZFS
+                                    0x3153464a};  // JFS
+
+constexpr long first_wait = 1'000'000;  // nanoseconds; each further one is four times as long
+
+}  // namespace
+
+bool last_failure_passes() {
+    const int error = last_system_error();
+    return error == ESTALE || error == ETIMEDOUT;
+}
+
+bool is_shared(int file) {
+    struct statfs state;
+    return fstatfs(file, &state) == 0 && std::find(std::begin(local_kinds), std::end(local_kinds),
+                                                   static_cast<uint32_t>(state.f_type)) == std::end(local_kinds);
+}
+
+void drop_cached_data(int file) { posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED); }
+
+void wait_before_next_attempt(int attempt) {
+    const timespec wait{0, first_wait << (2 * attempt)};
+    nanosleep(&wait, nullptr);
+}
+
+}  // namespace stsimage

@@ -1,0 +1,4 @@
+// What this process has open.
+#pragma once
+
+int open_descriptors();
