@@ -52,10 +52,17 @@ private:
     bool m_may_be_there = false;
 };
 
+// An entry without a name cannot be used: "pool:" would name something else than its volume.
 std::string choose(const std::vector<std::string> &names, const std::string &wanted, const char *what,
-                   const char *option, const std::string &why_none) {
+                   const char *option, const std::string &why_none, Report &report) {
     if (names.empty())
         throw BadAnswer(why_none);
+    const bool has_nameless = std::find(names.begin(), names.end(), "") != names.end();
+    const std::string nameless = fmt::format("stspi_list_lsu answered success and stored no {} name", what);
+    if (wanted.empty() && names.front().empty())
+        throw BadAnswer(nameless);
+    if (has_nameless)
+        report.warn(nameless);
     if (wanted.empty())
         return names.front();
     if (std::find(names.begin(), names.end(), wanted) == names.end())
@@ -137,7 +144,10 @@ void demand_known(ImageStore &store, const std::string &image, uint64_t size) {
 void tell_transfer(Report &report, const char *label, const char *key, const Transfer &transfer) {
     report.line("{:<15}{} in {}, {}, xxh128 {}", label, bytes_in_words(transfer.bytes),
                 format_duration(transfer.seconds), format_rate(transfer.bytes, transfer.seconds), transfer.hash);
-    report.result()[key] = {{"size_bytes", transfer.bytes}, {"seconds", transfer.seconds}, {"xxh128", transfer.hash}};
+    report.result()[key] = {{"size_bytes", transfer.bytes},
+                            {"bytes", transfer.bytes},  // as the first release calls it
+                            {"seconds", transfer.seconds},
+                            {"xxh128", transfer.hash}};
 }
 
 struct Outcome {
@@ -166,11 +176,11 @@ Outcome cycle_image(Server &server, DataSource &source, const RunOptions &option
 
 Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &options,
                          const std::string &private_directory, Report &report) {
-    const std::string pool = choose(server.list_lsus(), options.pool, "pool", "--pool", server.why_no_lsus());
+    const std::string pool = choose(server.list_lsus(), options.pool, "pool", "--pool", server.why_no_lsus(), report);
     server.lsu_info(pool);
     const std::vector<std::string> volumes = server.list_volumes(pool);
     const std::string volume = choose(volumes, listed_volume(server, pool, volumes, options.volume), "volume",
-                                      "--volume", fmt::format("the pool {} has no disks", in_quotes(pool)));
+                                      "--volume", fmt::format("the pool {} has no disks", in_quotes(pool)), report);
     MountPoint mount_point(options.mount_point.empty() ? private_directory + "/volume" : options.mount_point);
     const std::string lsu = pool + ':' + volume;
     server.mount(lsu, mount_point.path());
@@ -185,7 +195,7 @@ Outcome cycle_disk_array(Server &server, DataSource &source, const RunOptions &o
 }
 
 Outcome cycle_copan(Server &server, DataSource &source, const RunOptions &options, Report &report) {
-    const std::string lsu = choose(server.list_lsus(), options.lsu, "LSU", "--lsu", server.why_no_lsus());
+    const std::string lsu = choose(server.list_lsus(), options.lsu, "LSU", "--lsu", server.why_no_lsus(), report);
     server.lsu_info(lsu);
     return cycle_image(server, source, options, lsu, report);
 }

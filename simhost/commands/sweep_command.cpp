@@ -22,6 +22,7 @@
 #include "simhost/check/checked_file.h"
 #include "simhost/check/configuration_source.h"
 #include "simhost/commands/command_line.h"
+#include "simhost/commands/image_copies.h"
 #include "simhost/faults/rule_counts.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/report/text_table.h"
@@ -74,6 +75,15 @@ std::string option_or_environment(const std::vector<std::string> &command, const
     return given.empty() && chosen != nullptr ? chosen : given;
 }
 
+void replace_option_value(std::vector<std::string> &command, const std::string &name, const std::string &value) {
+    for (size_t i = 0; i < command.size(); ++i) {
+        if (command[i] == name && i + 1 < command.size())
+            command[i + 1] = value;
+        else if (command[i].compare(0, name.size() + 1, name + "=") == 0)
+            command[i] = fmt::format("{}={}", name, value);
+    }
+}
+
 // Where the servers of a directory's files keep their data. None when the files cannot be read: the command will tell.
 std::vector<std::string> storage_directories(const std::string &config_directory) {
     std::vector<std::string> found;
@@ -116,7 +126,7 @@ public:
         : m_options(options),
           m_report(report),
           m_directory("simhost-sweep", AtEnd::remove_all),
-          m_image_root(option_or_environment(options.command, "--image-root", "STSIMAGE_ROOT")),
+          m_images(option_or_environment(options.command, "--image-root", "STSIMAGE_ROOT"), m_directory.path()),
           m_storage(storage_directories_of(options.command)) {}
 
     void run();
@@ -124,30 +134,24 @@ public:
 private:
     Run one(const std::string &rules);
     void start(const std::string &rules_path) const;
-    std::set<std::string> own_entries() const;
     std::set<std::string> entries() const;
     std::string verdict(const Run &run, const std::string &entry_point, const std::string &place);
 
     const SweepOptions &m_options;
     Report &m_report;
     PrivateDirectory m_directory;
-    std::string m_image_root;
+    ImageCopies m_images;
     std::vector<std::string> m_storage;  // of the servers
     Run m_clean;
     uint64_t m_bad = 0;
 };
 
-// What stands in the places that are for the command alone: its temporary directory and its images.
-std::set<std::string> Sweep::own_entries() const {
+// What stands in the places that are for the command alone, its temporary directory and its copy of the images, and in
+// the servers' storage, where a Copan array has its images.
+std::set<std::string> Sweep::entries() const {
     std::set<std::string> found;
     add_entries(m_directory / "tmp", true, found);
-    add_entries(m_image_root, false, found);
-    return found;
-}
-
-// The same with the servers' storage, where a Copan array has its images.
-std::set<std::string> Sweep::entries() const {
-    std::set<std::string> found = own_entries();
+    add_entries(m_images.root(), false, found);
     for (const std::string &directory : m_storage)
         add_entries(directory, false, found);
     return found;
@@ -173,6 +177,10 @@ void Sweep::start(const std::string &rules_path) const {
     setenv("TMPDIR", (m_directory / "tmp").c_str(), 1);
     std::vector<std::string> words = {"simhost"};
     words.insert(words.end(), m_options.command.begin(), m_options.command.end());
+    if (!m_images.root().empty()) {
+        replace_option_value(words, "--image-root", m_images.root());
+        setenv("STSIMAGE_ROOT", m_images.root().c_str(), 1);
+    }
     words.insert(words.end(), {"--json", "--faults", rules_path});
     become(words);
 }
@@ -182,6 +190,7 @@ Run Sweep::one(const std::string &rules) {
     const std::string rules_path = m_directory / "rules";
     fs::remove_all(m_directory / "tmp");
     fs::create_directory(m_directory / "tmp");
+    m_images.renew();
     std::ofstream(rules_path) << rules << '\n';
     const std::set<std::string> before = entries();
     const pid_t child = fork();
@@ -209,13 +218,7 @@ Run Sweep::one(const std::string &rules) {
     }
     for (const std::string &entry : entries())
         if (before.count(entry) == 0)
-            run.left.insert(entry);
-    // The next run is to begin as this one did. The storage may have other users, whose files these could be.
-    for (const std::string &entry : own_entries()) {
-        std::error_code failure;
-        if (before.count(entry) == 0)
-            fs::remove(entry, failure);
-    }
+            run.left.insert(m_images.original_path(entry));
     return run;
 }
 

@@ -176,6 +176,7 @@ std::vector<std::string> Server::take_names(sts_lsu_list_handle_t list) {
                     int32_t status = 0;
                     for (call.times = 1; (status = m_host.entry().list_lsu(list, name)) == 0; ++call.times) {
                         names.push_back(field_text(name));
+                        name[0] = '\0';  // or an answer without a name would tell this one again
                         stop_if_interrupted();
                     }
                     call.result = counted(names);

@@ -32,6 +32,23 @@ class Faults(SimhostTest):
             with self.subTest(call=call):
                 self.failing(f"status:{call}=2060022", f"stspi_{call} answers STS_E_NOT_FOUND (2060022)")
 
+    def test_a_list_entry_without_a_name_is_not_used(self):
+        rules = self.root / "rules"
+        nothing_stored = "stspi_list_lsu answered success and stored no {} name"
+        # The list of mediaA's two pools takes three calls; the fourth gives the first volume.
+        for call, server, what in ((1, "Kelvarpool:mediaA", "pool"), (4, "Kelvarpool:mediaA", "volume"),
+                                   (1, "copan:arr1", "LSU")):
+            with self.subTest(call=call, server=server):
+                rules.write_text(f"on list_lsu call {call} answer 0\n")
+                before = self.tree()
+                done = self.expect(1, self.simhost("run", "--server", server, "--faults", rules, data=b"data"))
+                self.assertIn(nothing_stored.format(what).encode(), done.stderr)
+                self.assertEqual([path for path in self.tree() if path not in before and "pool2" not in path], [])
+                self.assertFalse([path for path in self.tree() if path.endswith(":")])
+        rules.write_text("on list_lsu call 2 answer 0\n")
+        done = self.expect(0, self.simhost("run", "--server", "copan:arr1", "--faults", rules, data=b"data"))
+        self.assertIn(nothing_stored.format("LSU").encode(), done.stderr)
+
     def test_an_unknown_status_is_told_by_number(self):
         self.failing("status:open_lsu_list=-2", "stspi_open_lsu_list answers unknown status (-2)")
 

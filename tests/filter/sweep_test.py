@@ -9,6 +9,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 SIMHOST, SOURCE = sys.argv.pop(1), pathlib.Path(sys.argv.pop(1))
@@ -61,6 +62,37 @@ class Sweep(unittest.TestCase):
             path = outcome.removeprefix("LEFT BEHIND: ")
             self.assertIn(f"{self.storage}/copan-arr1/vol1/simhost-", path)
             self.assertTrue(pathlib.Path(path).exists())
+
+    def test_images_of_others_stay_as_they_are(self):
+        images = self.path / "images"
+        (images / "elsewhere").mkdir(parents=True)
+        others = {images / "elsewhere" / "foreign": b"another's", images / "notes.txt": b"mine"}
+        for path, content in others.items():
+            path.write_bytes(content)
+        inodes = {path: path.stat().st_ino for path in others}
+        ended = threading.Event()
+
+        def add_images():
+            while not ended.wait(0.02):
+                path = images / "elsewhere" / f"made-meanwhile-{len(others)}"
+                path.write_bytes(b"mine, too")
+                others[path] = b"mine, too"
+
+        other = threading.Thread(target=add_images)
+        other.start()
+        try:
+            outcomes, status = self.sweep("Kelvarpool:mediaA", "--image", "nightly", "--keep")
+        finally:
+            ended.set()
+            other.join()
+        self.assertGreater(len(others), 10)
+        self.assertEqual(status, 1)
+        left = {outcome for outcome in outcomes.values() if outcome.startswith("LEFT BEHIND: ")}
+        self.assertTrue(left)
+        for outcome in left:
+            self.assertRegex(outcome, "^LEFT BEHIND: (" + str(images) + "/|.*/tmp/)")
+        self.assertEqual({path: path.read_bytes() for path in images.rglob("*") if path.is_file()}, others)
+        self.assertEqual({path: path.stat().st_ino for path in inodes}, inodes)
 
     def test_calls_that_images_of_earlier_runs_move_have_their_own_names(self):
         outcomes, _ = self.sweep("copan:arr1", "--keep")
