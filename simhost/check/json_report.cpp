@@ -27,7 +27,8 @@ Json contents_json(const Outline &outline) {
             contents["pools"].push_back({{"name", pool.name.name},
                                          {"volumes", names_json(pool.disks)},
                                          {"hosts", names_json(pool.hosts)},
-                                         {"volume_capacity_bytes", pool.disk_size}});
+                                         {"volume_capacity_bytes", pool.disk_size},
+                                         {"volume_bytes", pool.disk_size}});  // as the first release calls it
     } else {
         contents["servers"] = Json::array();
         for (const ServerOutline &server : outline.servers)

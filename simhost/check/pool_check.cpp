@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "simhost/report/binary_size.h"
+#include "simhost/report/quantities.h"
 
 namespace {
 
@@ -68,8 +68,8 @@ void check_pool(const PoolOutline &pool, Findings &findings) {
     // Others are reported where they stand.
     else if (pool.disk_size > UINT64_MAX / pool.disks.size() && pool.disk_size_is_as_written)
         findings.error(Rule::capacity_overflow, pool.name.place,
-                       fmt::format("{} of {} ({} bytes) are more than 64 bits hold: the capacity is told as {} bytes",
-                                   counted(pool.disks.size(), "disk"), binary_size(pool.disk_size), pool.disk_size,
+                       fmt::format("{} of {} are more than 64 bits hold: the capacity is told as {} bytes",
+                                   counted(pool.disks.size(), "disk"), bytes_in_words(pool.disk_size),
                                    pool.disk_size * pool.disks.size()));
     if (!pool.keys.has("STORAGE_DIR"))
         findings.warning(Rule::no_storage_dir, pool.name.place,

@@ -136,5 +136,7 @@ std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure
         text = unknown_word(*command, unknown.front());
     else if (!command->get_subcommands(nullptr).empty())
         text = "a command is missing";
+    else if (text == "--server is required")
+        text += ": name one, PREFIX:HOST, here or in the environment as SIMHOST_SERVER";
     return fmt::format("simhost: {}\nRun \"{} --help\" for more information.\n", visible(text), words);
 }

@@ -33,6 +33,7 @@ void get(ImageStore &store, DataSink &sink, const GetOptions &options, Report &r
     report.result()["name"] = options.name;
     report.result()["file"] = sink.name();
     report.result()["size_bytes"] = read.bytes;
+    report.result()["bytes"] = read.bytes;  // as the first release calls it
     report.result()["seconds"] = read.seconds;
     report.result()["xxh128"] = read.hash;
 }

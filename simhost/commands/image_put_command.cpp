@@ -27,6 +27,7 @@ void put(ImageStore &store, DataSource &source, const PutOptions &options, Repor
                 format_duration(written.seconds), format_rate(written.bytes, written.seconds), written.hash);
     report.result()["name"] = options.name;
     report.result()["size_bytes"] = written.bytes;
+    report.result()["bytes"] = written.bytes;  // as the first release calls it
     report.result()["seconds"] = written.seconds;
     report.result()["xxh128"] = written.hash;
 }

@@ -10,7 +10,7 @@
 
 #include "base/escaped_text.h"
 #include "simhost/check/findings.h"
-#include "simhost/report/binary_size.h"
+#include "simhost/report/quantities.h"
 #include "simhost/show/text_view.h"
 
 namespace {
@@ -22,10 +22,6 @@ std::string list_of(const std::vector<std::string> &names) {
     for (const std::string &name : names)
         list += (list.empty() ? "" : ", ") + shown(name);
     return list.empty() ? "none" : list;
-}
-
-std::string size_of(uint64_t bytes) {
-    return bytes < 1024 ? binary_size(bytes) : fmt::format("{} ({} bytes)", binary_size(bytes), bytes);
 }
 
 void compare(std::vector<Change> &changes, const char *what, const std::string &name, const std::string &before,
@@ -86,11 +82,13 @@ std::vector<std::string> sorted(std::vector<std::string> names) {
 
 std::vector<Change> pool_changes(const PoolView &before, const PoolView &after) {
     std::vector<Change> changes;
-    compare(changes, "capacity", before.name, size_of(before.capacity_bytes), size_of(after.capacity_bytes));
+    compare(changes, "capacity", before.name, bytes_in_words(before.capacity_bytes),
+            bytes_in_words(after.capacity_bytes));
     if (!before.volumes.empty() && !after.volumes.empty())
-        compare(changes, "volume size", before.name, size_of(before.volume_bytes), size_of(after.volume_bytes));
-    compare_volumes(changes, before.name, before.volumes, after.volumes, size_of(before.volume_bytes),
-                    size_of(after.volume_bytes));
+        compare(changes, "volume size", before.name, bytes_in_words(before.volume_bytes),
+                bytes_in_words(after.volume_bytes));
+    compare_volumes(changes, before.name, before.volumes, after.volumes, bytes_in_words(before.volume_bytes),
+                    bytes_in_words(after.volume_bytes));
     compare_identifiers(changes, before, after);
     compare(changes, "directory", before.name, before.storage_dir, after.storage_dir);
     compare(changes, "hosts", before.name, list_of(sorted(before.hosts)), list_of(sorted(after.hosts)));
@@ -98,7 +96,7 @@ std::vector<Change> pool_changes(const PoolView &before, const PoolView &after) 
 }
 
 std::string summary_of(const PoolView &pool) {
-    return fmt::format("{}, {}", size_of(pool.capacity_bytes), counted(pool.volumes.size(), "volume"));
+    return fmt::format("{}, {}", bytes_in_words(pool.capacity_bytes), counted(pool.volumes.size(), "volume"));
 }
 
 template <class Named>

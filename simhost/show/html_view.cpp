@@ -57,8 +57,10 @@ std::string entry(const char *term, const std::string &text) {
 }
 
 std::string exact_size(uint64_t bytes) {
-    return bytes < 1024 ? binary_size(bytes)
-                        : fmt::format("{} <span class=\"soft\">({} bytes)</span>", binary_size(bytes), bytes);
+    std::string rounded = binary_size(bytes);
+    if (const size_t blank = rounded.find(' '); blank != std::string::npos)
+        rounded.replace(blank, 1, "&nbsp;");
+    return bytes < 1024 ? rounded : fmt::format("{} bytes <span class=\"soft\">({})</span>", bytes, rounded);
 }
 
 std::string pool_card(const PoolView &pool, uint64_t largest) {

@@ -9,7 +9,10 @@ namespace {
 Json pool_json(const PoolView &pool) {
     Json volumes = Json::array();
     for (const VolumeView &volume : pool.volumes)
-        volumes.push_back({{"name", volume.name}, {"udid", volume.identifier}, {"capacity_bytes", pool.volume_bytes}});
+        volumes.push_back({{"name", volume.name},
+                           {"udid", volume.identifier},
+                           {"capacity_bytes", pool.volume_bytes},
+                           {"bytes", pool.volume_bytes}});  // as the first release calls it
     return {{"name", pool.name},   {"listed", pool.is_listed},        {"capacity_bytes", pool.capacity_bytes},
             {"hosts", pool.hosts}, {"storage_dir", pool.storage_dir}, {"storage_dir_is_default", pool.has_default_dir},
             {"volumes", volumes}};

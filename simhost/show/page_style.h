@@ -59,8 +59,11 @@ footer { margin-top: 28px; font-size: 13px; }
   main { max-width: none; padding: 0; }
   .controls { display: none; }
   .cards { display: block; columns: 2; }
-  .card { break-inside: avoid; margin: 0 0 12px; }
-  .volumes li { border: 1px solid var(--line); }
+  .card { margin: 0 0 10px; padding: 6px 10px; box-decoration-break: clone; }
+  .card h2, .card .bar, .card dl { break-inside: avoid; break-after: avoid; }
+  .volumes { display: block; margin: 4px 0; }
+  .volumes li { display: flex; gap: 8px; break-inside: avoid; padding: 0; background: none; font-size: 9px; line-height: 1.35; }
+  .card code, summary { font-size: 9px; }
 }
 )css";
 

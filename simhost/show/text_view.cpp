@@ -7,7 +7,7 @@
 #include "base/escaped_text.h"
 #include "base/text_columns.h"
 #include "simhost/check/findings.h"
-#include "simhost/report/binary_size.h"
+#include "simhost/report/quantities.h"
 
 namespace {
 
@@ -46,18 +46,13 @@ std::vector<Node> volume_nodes(const std::vector<VolumeView> &volumes) {
     return nodes;
 }
 
-std::string size_words(uint64_t bytes) {
-    const std::string rounded = binary_size(bytes);
-    return bytes < 1024 ? rounded : fmt::format("{} ({} bytes)", rounded, bytes);
-}
-
 Node pool_node(const PoolView &pool) {
     Node node{fmt::format("pool {}{}", shown(pool.name), pool.is_listed ? "" : ": never listed"), {}};
-    node.below.push_back({fmt::format("capacity   {}", size_words(pool.capacity_bytes)), {}});
+    node.below.push_back({fmt::format("capacity   {}", bytes_in_words(pool.capacity_bytes)), {}});
     node.below.push_back({fmt::format("hosts      {}", joined(pool.hosts, "none")), {}});
     node.below.push_back(
         {fmt::format("directory  {}{}", printable(pool.storage_dir), pool.has_default_dir ? " (by default)" : ""), {}});
-    const std::string each = pool.volumes.empty() ? "" : fmt::format(" of {}", size_words(pool.volume_bytes));
+    const std::string each = pool.volumes.empty() ? "" : fmt::format(" of {}", bytes_in_words(pool.volume_bytes));
     node.below.push_back({counted(pool.volumes.size(), "volume") + each, volume_nodes(pool.volumes)});
     return node;
 }

@@ -174,7 +174,9 @@ class Helped(SimhostTest):
         done = self.expect(0, self.run_simhost("pools", "--plugin", PLUGIN, "--server", "Kelvarpool:mediaA",
                                                SIMHOST_SERVER="Kelvarpool:mediaB", SIMHOST_CONFIG_DIR=str(self.config)))
         self.assertNotIn(b"archive", done.stdout)
-        self.expect(2, self.run_simhost("pools", "--plugin", PLUGIN, SIMHOST_CONFIG_DIR=str(self.config)))
+        done = self.expect(2, self.run_simhost("pools", "--plugin", PLUGIN, SIMHOST_CONFIG_DIR=str(self.config)))
+        self.assertIn(b"--server is required: name one, PREFIX:HOST, here or in the environment as SIMHOST_SERVER",
+                      done.stderr)
         done = self.expect(2, self.run_simhost("pools", SIMHOST_SERVER="a:b", SIMHOST_CONFIG_DIR="/none"))
         self.assertIn(b"/none", done.stderr)
         self.expect(0, self.run_simhost("init", "lab", "--storage-dir", self.storage, SIMHOST_CONFIG_DIR=str(self.config)))

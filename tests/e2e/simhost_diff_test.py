@@ -51,18 +51,18 @@ class Diff(unittest.TestCase):
 
     def test_pools_that_come_and_go(self):
         result = self.expect(ARRAY.replace("HOSTS = mediaB", "HOSTS = mediaA"),
-                             "host mediaA\n  + pool silver: 1 TiB (1099511627776 bytes), 1 volume\n"
-                             "host mediaB\n  - pool silver: 1 TiB (1099511627776 bytes), 1 volume\n")
+                             "host mediaA\n  + pool silver: 1099511627776 bytes (1 TiB), 1 volume\n"
+                             "host mediaB\n  - pool silver: 1099511627776 bytes (1 TiB), 1 volume\n")
         self.assertEqual(result["hosts"][0], {"name": "mediaA", "changes": [
-            {"what": "pool", "name": "silver", "before": None, "after": "1 TiB (1099511627776 bytes), 1 volume"}]})
+            {"what": "pool", "name": "silver", "before": None, "after": "1099511627776 bytes (1 TiB), 1 volume"}]})
 
     def test_pools_that_change(self):
         self.expect(ARRAY.replace("g1,g2", "g1,g3").replace("10G", "20G").replace("tmp/gold", "tmp/au"),
                     "hosts mediaA, mediaB\n"
-                    "  ~ capacity of gold: 20 GiB (21474836480 bytes) -> 40 GiB (42949672960 bytes)\n"
-                    "  ~ volume size of gold: 10 GiB (10737418240 bytes) -> 20 GiB (21474836480 bytes)\n"
-                    "  - volume gold:g2: 10 GiB (10737418240 bytes)\n"
-                    "  + volume gold:g3: 20 GiB (21474836480 bytes)\n"
+                    "  ~ capacity of gold: 21474836480 bytes (20 GiB) -> 42949672960 bytes (40 GiB)\n"
+                    "  ~ volume size of gold: 10737418240 bytes (10 GiB) -> 21474836480 bytes (20 GiB)\n"
+                    "  - volume gold:g2: 10737418240 bytes (10 GiB)\n"
+                    "  + volume gold:g3: 21474836480 bytes (20 GiB)\n"
                     "  ~ directory of gold: /var/tmp/gold -> /var/tmp/au\n")
 
     def test_identifiers_orders_hosts_and_mounts(self):
@@ -81,7 +81,7 @@ class Diff(unittest.TestCase):
                     "host mediaB\n  ~ order of pools: silver, gold -> gold, silver\n")
         self.expect(ARRAY.replace("mediaA,mediaB", "mediaA,mediaB,mediaC"),
                     "hosts mediaA, mediaB\n  ~ hosts of gold: mediaA, mediaB -> mediaA, mediaB, mediaC\n"
-                    "host mediaC\n  + pool gold: 20 GiB (21474836480 bytes), 2 volumes\n")
+                    "host mediaC\n  + pool gold: 21474836480 bytes (20 GiB), 2 volumes\n")
 
     def test_copan(self):
         self.expect(COPAN.replace("v1,v2", "v2,v3").replace("/x", "/y") + COPAN.replace("arr1", "arr2"),
