@@ -2,6 +2,7 @@
 
 #include "filter/caller_memory.h"
 #include "filter/ledger/text_hash.h"
+#include "filter/rules/function_traits.h"
 #include "filter/rules/pattern.h"
 #include "stspi/stsimg.h"
 #include "stspi/stspi.h"
@@ -17,27 +18,6 @@ namespace {
 
 constexpr size_t longest_name = 4096;
 constexpr int32_t most_hosts = 4096;
-
-struct Extent {
-    int offset = -1;
-    int length = -1;
-    int count = -1;
-};
-
-Extent extent_of(unsigned function) {
-    switch (function) {
-        case fn_stspi_read_image:
-            return {3, 2, 4};
-        case fn_stspi_write_image:
-            return {4, 3, 5};
-        case fn_stspi_copy_extent:
-            return {1, 4, 6};
-        case fn_stspi_include_in_image:
-            return {1, 4, -1};
-        default:
-            return {};
-    }
-}
 
 }  // namespace
 
@@ -194,26 +174,6 @@ void CallView::find_names() {
 
 // ---- handles that come and go ----
 
-int CallView::out_argument() const {
-    switch (function()) {
-        case fn_stspi_open_server:
-        case fn_stspi_open_target_server:
-            return 4;
-        case fn_stspi_create_server:
-            return 6;
-        case fn_stspi_open_lsu_list:
-        case fn_stspi_open_image_list:
-            return 2;
-        case fn_stspi_open_dynamic_lsu_list:
-            return 1;
-        case fn_stspi_create_image:
-        case fn_stspi_open_image:
-            return 3;
-        default:
-            return -1;
-    }
-}
-
 void CallView::note_before() {
     // Out of the map before the call: another thread may get the same address as soon as it is free.
     const auto *handle = reinterpret_cast<const void *>(argument(0));  // NOLINT(performance-no-int-to-ptr)
@@ -234,13 +194,13 @@ void CallView::note_before() {
         default:
             break;
     }
-    if (const int out = out_argument(); out >= 0)
+    if (const int out = opened_handle_argument(function()); out >= 0)
         if (const auto *place = pointer<const void *const>(argument(static_cast<unsigned>(out))))
             m_out_before = *place;
 }
 
 void CallView::note_after(int32_t status) {
-    const int out = out_argument();
+    const int out = opened_handle_argument(function());
     if (out < 0)
         return;
     const auto *place = pointer<const void *const>(argument(static_cast<unsigned>(out)));

@@ -49,7 +49,6 @@ private:
     void find_lsu_record();
     void find_definition(unsigned argument);
     void find_handle(HandleKind kind, uint64_t handle);
-    int out_argument() const;
     void add_opened(const void *handle);
 
     CallFrame &m_frame;

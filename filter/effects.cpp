@@ -246,7 +246,7 @@ bool Effects::set_field(const Effect &effect, int32_t status) {
     auto *record = field == nullptr ? nullptr : pointer<char>(m_call.argument(field->argument));
     if (status != 0 || record == nullptr)
         return false;
-    if (field->type == FieldType::text)
+    if (field->is_text)
         copy_text(record + field->offset, field->size, effect.value.c_str());
     else
         std::memcpy(record + field->offset, &effect.low, field->size);  // the low bytes come first

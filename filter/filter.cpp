@@ -1,22 +1,22 @@
 #include "filter/filter.h"
 
 #include <dlfcn.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 
 #include "filter/caller_memory.h"
 #include "filter/caller_stack.h"
-#include "filter/effects.h"
 #include "filter/entry.h"
 #include "filter/ledger/wall_clock.h"
+#include "filter/list_entries.h"
+#include "filter/ruled_call.h"
 #include "filter/rules/function_traits.h"
-#include "filter/rules/sentence.h"
 
 namespace filter {
 
@@ -75,19 +75,6 @@ bool is_always_hooked(unsigned function) {
         default:
             return false;
     }
-}
-
-bool is_list(unsigned function) { return (traits(function).abilities & ability_list) != 0; }
-
-// Numbers of the journal's table, by those of the exported functions.
-journal::EntryPointNumber journal_number(unsigned function) {
-    static const std::vector<journal::EntryPointNumber> numbers = [] {
-        std::vector<journal::EntryPointNumber> all;
-        for (const char *name : function_names)
-            all.push_back(journal::find_entry_point(name));
-        return all;
-    }();
-    return numbers[function];
 }
 
 }  // namespace
@@ -168,6 +155,8 @@ void Filter::open_journal(const ReadSettings &settings) {
     m_journal = journal::Writer::open(options, origin, error, number);
     if (m_journal != nullptr)
         m_sessions = std::make_unique<SessionWatch>(*m_journal);
+    if (m_journal != nullptr && section.journal_output)
+        m_output = std::make_unique<OutputWatch>(*m_journal);
     // A full disk takes the journal away, not the framework's work.
     if (m_journal == nullptr && number != ENOSPC)
         throw std::runtime_error(m_settings_path + ":" + std::to_string(section.journal_line) + ":1: error: " + error);
@@ -191,7 +180,7 @@ void Filter::aim() {
     m_hooks_lists = m_hooks_lists || rules.concerns(fn_stspi_list_lsu) || rules.concerns(fn_stspi_list_image);
     for (unsigned function = 0; function < function_count; ++function) {
         const bool hooked = m_journal != nullptr || is_always_hooked(function) || rules.concerns(function) ||
-                            filter_next[function] == nullptr || (is_list(function) && m_hooks_lists);
+                            filter_next[function] == nullptr || (gives_list_entries(function) && m_hooks_lists);
         __atomic_store_n(&filter_targets[function], hooked ? &filter_hooked : &filter_watched, __ATOMIC_RELEASE);
     }
 }
@@ -264,9 +253,13 @@ void Filter::before_fork() {
     m_handles.lock_all();
     if (m_sessions != nullptr)
         m_sessions->lock().lock();
+    if (m_output != nullptr)
+        m_output->lock().lock();
 }
 
 void Filter::after_fork_in_parent() {
+    if (m_output != nullptr)
+        m_output->lock().unlock();
     if (m_sessions != nullptr)
         m_sessions->lock().unlock();
     m_handles.unlock_all();
@@ -274,6 +267,8 @@ void Filter::after_fork_in_parent() {
 }
 
 void Filter::after_fork_in_child() {
+    if (m_output != nullptr)
+        m_output->forget_calls();
     after_fork_in_parent();
     m_running = 0;  // the calls of other threads did not come along
     m_process = nullptr;
@@ -284,22 +279,6 @@ void Filter::after_fork_in_child() {
 }
 
 // ---- calls ----
-
-struct Filter::Call {
-    Call(CallFrame &call_frame, HandleMap &handles, const RuleSet &in_force)
-        : frame(call_frame), rules(in_force), view(call_frame, handles), effects(view) {}
-
-    CallFrame &frame;
-    const RuleSet &rules;
-    CallView view;
-    Effects effects;
-    std::vector<Firing> before;
-    std::vector<Firing> after;
-    int32_t status = 0;
-    bool answered = false;
-    journal::CallNumber journal = 0;
-    uint64_t words[journal::MAX_ARGUMENTS] = {};  // as they came, for the journal
-};
 
 Outcome Filter::dispatch(CallFrame &frame) {
     if (m_plugin == nullptr)
@@ -315,14 +294,6 @@ Outcome Filter::dispatch(CallFrame &frame) {
     return pass(frame, *m_rules);
 }
 
-int32_t Filter::call_wrapped(CallFrame &frame) const {
-    const int arguments = traits(static_cast<unsigned>(frame.function)).arguments;
-    uint64_t words = arguments > 6 ? 2 : 0;
-    if (arguments < 0)
-        words = readable_words(frame.stack, most_stack_words);
-    return static_cast<int32_t>(filter_call(&frame, filter_next[frame.function], words));
-}
-
 void Filter::mend_registration(const CallFrame &frame) const {
     if (frame.function == fn_stspi_init) {
         auto *record = pointer<sts_registration_t>(frame.arguments[2]);
@@ -335,89 +306,19 @@ void Filter::mend_registration(const CallFrame &frame) const {
     }
 }
 
-void Filter::note_fired(const Call &call, ActiveRule &active) const {
-    const uint64_t now = wall_clock_ns();
-    uint64_t never = 0;
-    active.slot->first_fired.compare_exchange_strong(never, now, std::memory_order_relaxed);
-    active.slot->last_fired.store(now, std::memory_order_relaxed);
-    active.slot->fired.fetch_add(1, std::memory_order_relaxed);
-    if (m_journal != nullptr)
-        m_journal->fault(call.journal, journal_number(call.view.function()), static_cast<uint32_t>(active.rule->line),
-                         effect_words(active.rule->effect));
-}
-
-// For rules that ask how much their calls have moved, whether or not that is within their limits by now.
-void Filter::count_moved(Call &call) {
-    const unsigned function = call.view.function();
-    if (call.status != 0 || !call.rules.counts_bytes(function))
-        return;
-    const uint64_t *count = call.view.count();
-    const uint64_t moved = count != nullptr ? *count : call.view.length();
-    for (ActiveRule *active : call.rules.rules_for(function))
-        if (active->rule->bytes && call.rules.names_match(*active, call.view))
-            active->slot->bytes.fetch_add(moved, std::memory_order_relaxed);
-}
-
-// Every rule counts the call before any acts on it.
-void Filter::act_before(Call &call) const {
-    const unsigned function = call.view.function();
-    if (call.rules.concerns(function))
-        m_ledger->layout().calls[function].fetch_add(1, std::memory_order_relaxed);
-    for (ActiveRule *active : call.rules.rules_for(function)) {
-        uint64_t draw = 0;
-        if (RuleSet::asks_result(*active->rule, function) || !call.rules.matches(*active, call.view) ||
-            !call.rules.fires(*active, call.view, draw))
-            continue;
-        const bool is_after = acts_after(*active->rule, function);
-        (is_after ? call.after : call.before).push_back({active, draw});
-    }
-    for (const Firing &firing : call.before) {
-        bool acted = false;
-        // Noted first: a kill leaves no later.
-        note_fired(call, *firing.active);
-        call.answered = call.effects.before(firing, call.status, acted);
-        if (!acted)
-            firing.active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
-        if (call.answered)
-            return;
-    }
-    for (const Firing &firing : call.after)
-        call.effects.prepare_after(firing);
-}
-
-void Filter::act_after(Call &call) const {
-    const unsigned function = call.view.function();
-    ListEntries entries(call.view, [&] { return call_wrapped(call.frame); });
-    size_t next = 0;
-    for (ActiveRule *active : call.rules.rules_for(function)) {
-        Firing firing = {active, 0};
-        if (next < call.after.size() && call.after[next].active == active) {
-            firing = call.after[next++];
-        } else if (!RuleSet::asks_result(*active->rule, function) || !call.rules.matches(*active, call.view) ||
-                   !RuleSet::matches_result(*active, call.status, function,
-                                            is_list(function) ? entries.entry() : std::string_view()) ||
-                   !call.rules.fires(*active, call.view, firing.draw)) {
-            continue;
-        }
-        note_fired(call, *active);
-        if (!call.effects.after(firing, call.status, entries))
-            active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
-    }
-}
-
-void Filter::begin_record(Call &call) {
-    CallFrame &frame = call.frame;
-    const unsigned function = call.view.function();
-    std::copy(std::begin(frame.arguments), std::end(frame.arguments), call.words);
+journal::CallNumber Filter::begin_record(CallFrame &frame, CallView &view, uint64_t *words) {
+    const unsigned function = view.function();
+    std::copy(std::begin(frame.arguments), std::end(frame.arguments), words);
     if (traits(function).arguments > 6)
-        call.words[6] = frame.stack[0];
-    call.journal = m_journal->enter(journal_number(function), call.words);
-    if (const sts_session_def_v7_t *session = call.view.session())
+        words[6] = frame.stack[0];
+    const journal::CallNumber number = m_journal->enter(journal_number(function), words);
+    if (const sts_session_def_v7_t *session = view.session())
         m_sessions->refresh(session);
     if (function == fn_stspi_open_server || function == fn_stspi_create_server ||
         function == fn_stspi_get_server_prop_byname)
         frame.arguments[0] = reinterpret_cast<uint64_t>(m_sessions->watched(
             reinterpret_cast<const sts_session_def_v7_t *>(frame.arguments[0])));  // NOLINT(performance-no-int-to-ptr)
+    return number;
 }
 
 namespace {
@@ -434,73 +335,69 @@ private:
     journal::CallNumber m_before;
 };
 
+// What it prints meanwhile is written down, where the journal is to have it.
+class PrintedByCall {
+public:
+    PrintedByCall(OutputWatch *watch, journal::CallNumber call) : m_watch(watch), m_call(call) {
+        if (m_watch != nullptr)
+            m_watch->enter();
+    }
+    ~PrintedByCall() {
+        const KeptErrno kept;
+        if (m_watch != nullptr)
+            m_watch->leave(m_call);
+    }
+    PrintedByCall(const PrintedByCall &) = delete;
+    PrintedByCall &operator=(const PrintedByCall &) = delete;
+
+private:
+    OutputWatch *m_watch;
+    journal::CallNumber m_call;
+};
+
 }  // namespace
 
+int32_t Filter::call_wrapped(CallFrame &frame, journal::CallNumber number) const {
+    const int arguments = traits(static_cast<unsigned>(frame.function)).arguments;
+    uint64_t words = arguments > 6 ? 2 : 0;
+    if (arguments < 0)
+        words = readable_words(frame.stack, most_stack_words);
+    const PrintedByCall printed(m_output.get(), number);
+    return static_cast<int32_t>(filter_call(&frame, filter_next[frame.function], words));
+}
+
 Outcome Filter::pass(CallFrame &frame, const RuleSet &rules) {
-    Call call(frame, m_handles, rules);
-    const unsigned function = call.view.function();
+    RuledCall call(frame, m_handles, rules, m_ledger.get());
+    const auto function = static_cast<unsigned>(frame.function);
+    journal::CallNumber number = 0;
+    uint64_t words[journal::MAX_ARGUMENTS] = {};  // as they came, for the journal
     {
         const KeptErrno kept;
-        if (m_journal != nullptr)
-            begin_record(call);
-        act_before(call);
-        if (!call.answered) {
-            const bool look_after = is_always_hooked(function) || is_list(function) || rules.asks_result(function) ||
-                                    rules.counts_bytes(function) || !call.after.empty() || m_journal != nullptr;
-            if (!look_after && call.before.empty())
+        if (m_journal != nullptr) {
+            number = begin_record(frame, call.view(), words);
+            call.begin_record(m_journal.get(), number);
+        }
+        call.act_before();
+        if (!call.is_answered()) {
+            if (!is_always_hooked(function) && !gives_list_entries(function) && m_journal == nullptr &&
+                !call.has_more_to_do())
                 return {0, 0};
-            call.view.note_before();
+            call.view().note_before();
         }
     }
-    if (!call.answered) {
-        const CallOfThread of_thread(call.journal);
-        ListEntries entries(call.view, [&] { return call_wrapped(frame); });
-        call.status = is_list(function) ? entries.give() : call_wrapped(frame);
+    if (!call.is_answered()) {
+        const CallOfThread of_thread(number);
+        const std::function<int32_t()> wrapped = [&] { return call_wrapped(frame, number); };
+        const int32_t status =
+            gives_list_entries(function) ? ListEntries(call.view(), wrapped).give() : call_wrapped(frame, number);
         const KeptErrno kept;
         mend_registration(frame);
-        call.view.note_after(call.status);
-        count_moved(call);
-        act_after(call);
+        call.came_back(status, wrapped);
     }
     const KeptErrno kept;
     if (m_journal != nullptr)
-        m_journal->leave(call.journal, journal_number(function), call.words, call.status);
-    return {call.status, 1};
+        m_journal->leave(number, journal_number(function), words, call.status());
+    return {call.status(), 1};
 }
 
-namespace {
-
-// Null before this library is initialised and after it is finished: calls are refused then.
-std::atomic<Filter *> the_filter{nullptr};
-
-void before_fork() { the_filter.load()->before_fork(); }
-void after_fork_in_parent() { the_filter.load()->after_fork_in_parent(); }
-void after_fork_in_child() { the_filter.load()->after_fork_in_child(); }
-
-__attribute__((constructor)) void begin() {
-    the_filter = new Filter;
-    // Taken back by the C library when this library is unloaded.
-    pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
-}
-
-__attribute__((destructor)) void end() {
-    // At the end of a process other threads may be in the middle of a call: what they use stays.
-    if (const Filter *filter = the_filter.exchange(nullptr); !filter->is_busy())
-        delete filter;
-}
-
-}  // namespace
 }  // namespace filter
-
-filter::AnyFunction filter_targets[filter::function_count];
-filter::AnyFunction filter_next[filter::function_count];
-
-filter::Outcome filter_dispatch(filter::CallFrame *frame) {
-    filter::Filter *filter = filter::the_filter;
-    return filter == nullptr ? filter::Outcome{STS_E_INTERNAL, 1} : filter->dispatch(*frame);
-}
-
-int filter_is_time_to_look() {
-    const filter::Filter *filter = filter::the_filter;
-    return filter == nullptr || filter->is_time_to_look() ? 1 : 0;
-}

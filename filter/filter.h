@@ -11,6 +11,7 @@
 #include "filter/call_view.h"
 #include "filter/handle_names.h"
 #include "filter/ledger/ledger.h"
+#include "filter/output_watch.h"
 #include "filter/rule_set.h"
 #include "filter/session_watch.h"
 #include "filter/settings_file.h"
@@ -50,15 +51,10 @@ private:
     void look_at_settings();
     void tell_mistakes(const std::string &mistakes) const;
 
-    struct Call;
     Outcome pass(CallFrame &frame, const RuleSet &rules);
-    void begin_record(Call &call);
-    void act_before(Call &call) const;
-    void act_after(Call &call) const;
-    int32_t call_wrapped(CallFrame &frame) const;
+    journal::CallNumber begin_record(CallFrame &frame, CallView &view, uint64_t *words);
+    int32_t call_wrapped(CallFrame &frame, journal::CallNumber number) const;
     void mend_registration(const CallFrame &frame) const;
-    static void count_moved(Call &call);
-    void note_fired(const Call &call, ActiveRule &active) const;
 
     std::string m_settings_path;
     std::string m_own_path;
@@ -68,6 +64,7 @@ private:
     ProcessSlot *m_process = nullptr;
     std::unique_ptr<journal::Writer> m_journal;
     std::unique_ptr<SessionWatch> m_sessions;  // with a journal
+    std::unique_ptr<OutputWatch> m_output;     // with a journal that is to have it
     HandleMap m_handles;
 
     std::atomic<RuleSet *> m_rules{nullptr};

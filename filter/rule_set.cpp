@@ -17,6 +17,18 @@ uint64_t thread_number() {
     return own;
 }
 
+namespace {
+
+std::vector<AskedName> asked_names(const Rule &rule) {
+    std::vector<AskedName> asked;
+    for (const NameKind kind : {name_server, name_lsu, name_image, name_mount_point})
+        if (rule.names[kind])
+            asked.push_back({kind, *rule.names[kind], literal_head(*rule.names[kind])});
+    return asked;
+}
+
+}  // namespace
+
 RuleSet::RuleSet(Section section, uint64_t version, Ledger *ledger)
     : m_section(std::move(section)), m_version(version), m_ledger(ledger) {
     if (ledger == nullptr)
@@ -30,6 +42,7 @@ RuleSet::RuleSet(Section section, uint64_t version, Ledger *ledger)
         const Rule &rule = m_section.rules[i];
         auto active = std::make_unique<ActiveRule>();
         active->rule = &rule;
+        active->names = asked_names(rule);
         active->slot = slots[i];
         active->key = slots[i]->key;
         const Effect &effect = rule.effect;
@@ -56,10 +69,13 @@ bool RuleSet::asks_result(const Rule &rule, unsigned function) {
 
 bool RuleSet::names_match(const ActiveRule &active, CallView &call) {
     const Rule &rule = *active.rule;
-    for (const NameKind kind : {name_server, name_lsu, name_image, name_mount_point})
-        if (rule.names[kind] && !is_entry_name(call.function(), kind) &&
-            !filter::matches(*rule.names[kind], call.name(kind)))
+    for (const AskedName &asked : active.names) {
+        if (is_entry_name(call.function(), asked.kind))
+            continue;
+        const std::string_view name = call.name(asked.kind);
+        if (name.compare(0, asked.head.size(), asked.head) != 0 || !filter::matches(asked.pattern, name))
             return false;
+    }
     if (rule.names[name_host] && !call.host_matches(*rule.names[name_host]))
         return false;
     if (rule.offset && !rule.offset->holds(call.offset()))

@@ -15,9 +15,17 @@
 
 namespace filter {
 
+// A name that a rule asks for. The bytes in front of a pattern's first wildcard turn most names down at once.
+struct AskedName {
+    NameKind kind;
+    std::string_view pattern;
+    std::string_view head;
+};
+
 // A rule with its numbers in the ledger.
 struct ActiveRule {
     const Rule *rule = nullptr;
+    std::vector<AskedName> names;  // but hosts; of texts in the rule
     RuleSlot *slot = nullptr;
     uint64_t key = 0;
     bool draws = false;  // chance plays

@@ -46,6 +46,7 @@ void take_environment(Section &section) {
     if (const char *journal = std::getenv("STSPI_FILTER_JOURNAL")) {
         section.journal = journal;
         section.journal_grows = true;
+        section.journal_output = true;
         section.journal_bytes = uint64_t{1} << 34;
     }
     if (const char *ledger = std::getenv("STSPI_FILTER_LEDGER"))

@@ -33,7 +33,8 @@ struct ReadSettings {
 
 // Reads the file and picks the section of the filter library at own_path: that behind the "plugin" line that names it,
 // or else the first. $STSPI_FILTER_PLUGIN, $STSPI_FILTER_JOURNAL and $STSPI_FILTER_LEDGER, where they are set, stand in
-// place of what the first section says; the journal then grows. Throws std::runtime_error, whose text tells file, line and column of every
+// place of what the first section says; the journal then grows, and
+// has standard output too. Throws std::runtime_error, whose text tells file, line and column of every
 // mistake, one a line.
 ReadSettings read_settings_file(const std::string &path, const std::string &own_path);
 

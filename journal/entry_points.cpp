@@ -9,18 +9,18 @@ namespace {
 #define FIELD(record, field, type) \
     Field { #field, offsetof(record, field), sizeof(record::field), FieldType::type, HandleKind::none }
 
-template <size_t Count>
+template <class Record, size_t Count>
 constexpr RecordType record_type(const char *name, const std::array<Field, Count> &fields) {
     size_t size = 0;
     for (const Field &field : fields)
         size = field.offset + field.size > size ? field.offset + field.size : size;
-    return {name, size, fields.data(), Count};
+    return {name, size, sizeof(Record), fields.data(), Count};
 }
 
 constexpr std::array session_fields = {FIELD(sts_session_def_v7_t, log_context, address),
                                        FIELD(sts_session_def_v7_t, log_function, address),
                                        FIELD(sts_session_def_v7_t, log_mask, number)};
-constexpr RecordType session_record = record_type("session", session_fields);
+constexpr RecordType session_record = record_type<sts_session_def_v7_t>("session", session_fields);
 
 constexpr std::array registration_fields = {
     FIELD(sts_registration_t, api_version, number),    FIELD(sts_registration_t, entry_points, address),
@@ -28,26 +28,26 @@ constexpr std::array registration_fields = {
     FIELD(sts_registration_t, flag_1, number),         FIELD(sts_registration_t, flag_2, number),
     FIELD(sts_registration_t, version_word_1, number), FIELD(sts_registration_t, version_word_2, number),
     FIELD(sts_registration_t, version_word_3, number), FIELD(sts_registration_t, byte_flag, number)};
-constexpr RecordType registration_record = record_type("registration", registration_fields);
+constexpr RecordType registration_record = record_type<sts_registration_t>("registration", registration_fields);
 
 constexpr std::array registration2_fields = {FIELD(sts_registration2_t, api_version, number),
                                              FIELD(sts_registration2_t, entry_points, address)};
-constexpr RecordType registration2_record = record_type("registration2", registration2_fields);
+constexpr RecordType registration2_record = record_type<sts_registration2_t>("registration2", registration2_fields);
 
 constexpr std::array host_fields = {FIELD(sts_host_t, name, text)};
-constexpr RecordType host_record = record_type("host", host_fields);
+constexpr RecordType host_record = record_type<sts_host_t>("host", host_fields);
 
 constexpr std::array server_info_fields = {FIELD(sts_server_info_t, server_name, text),
                                            FIELD(sts_server_info_t, server_type, number),
                                            FIELD(sts_server_info_t, capabilities, words)};
-constexpr RecordType server_info_record = record_type("server_info", server_info_fields);
+constexpr RecordType server_info_record = record_type<sts_server_info_t>("server_info", server_info_fields);
 
 constexpr size_t handle_size = sizeof(sts_server_handle_t);  // NOLINT(bugprone-sizeof-expression): of the pointer
 
 constexpr std::array lsu_fields = {
     Field{"server", offsetof(stsp_lsu_v7_t, server), handle_size, FieldType::handle, HandleKind::server},
     FIELD(stsp_lsu_v7_t, lsu_name, text)};
-constexpr RecordType lsu_record = record_type("lsu", lsu_fields);
+constexpr RecordType lsu_record = record_type<stsp_lsu_v7_t>("lsu", lsu_fields);
 
 constexpr std::array lsu_info_fields = {
     FIELD(sts_lsu_info_v9_t, server_name, text),        FIELD(sts_lsu_info_v9_t, lsu_name, text),
@@ -55,15 +55,16 @@ constexpr std::array lsu_info_fields = {
     FIELD(sts_lsu_info_v9_t, property_text, text),      FIELD(sts_lsu_info_v9_t, flags, number),
     FIELD(sts_lsu_info_v9_t, block_size_bytes, number), FIELD(sts_lsu_info_v9_t, capacity_bytes, number),
     FIELD(sts_lsu_info_v9_t, used_bytes, number)};
-constexpr RecordType lsu_info_record = record_type("lsu_info", lsu_info_fields);
+constexpr RecordType lsu_info_record = record_type<sts_lsu_info_v9_t>("lsu_info", lsu_info_fields);
 
 // The two image records are the image library's own: these are the substitute library's.
 constexpr std::array image_definition_fields = {FIELD(sts_image_definition, name, text)};
-constexpr RecordType image_definition_record = record_type("image_definition", image_definition_fields);
+constexpr RecordType image_definition_record =
+    record_type<sts_image_definition>("image_definition", image_definition_fields);
 
 constexpr std::array image_info_fields = {FIELD(sts_image_info, name, text), FIELD(sts_image_info, size_bytes, number),
                                           FIELD(sts_image_info, creation_time, signed_number)};
-constexpr RecordType image_info_record = record_type("image_info", image_info_fields);
+constexpr RecordType image_info_record = record_type<sts_image_info>("image_info", image_info_fields);
 
 #undef FIELD
 

@@ -30,7 +30,8 @@ struct Field {
 // A record that crosses the interface: the fields that mean something. Reserved bytes are not among them.
 struct RecordType {
     const char *name;
-    size_t size;  // up to the end of the last field
+    size_t size;        // up to the end of the last field
+    size_t whole_size;  // with the reserved bytes behind it
     const Field *fields;
     size_t field_count;
 

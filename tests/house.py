@@ -27,8 +27,6 @@ LONG_FILES = {
     "conformance/tests/lsu_lists.cpp": "the tests of one family of entry points",
     "conformance/tests/config_reader.cpp": "the tests of one reader",
     "simhost/journal/timeline_style.h": "a style sheet",
-    "filter/filter.cpp": "the way of one call through the rules, in order",
-    "filter/rules/rule_reader.cpp": "the grammar of one line",
     "tests/unit/lsu/lsu_list_test.cpp": "the tests of one family of entry points",
     "tests/unit/stsimage/fault_test.cpp": "the tests of one family of failures",
     "tests/unit/stsimage/hostile_test.cpp": "the tests of one family of inputs",

@@ -14,113 +14,106 @@ constexpr uint32_t server = subject_server | subject_host;
 constexpr uint32_t lsu = server | subject_lsu | subject_session;
 constexpr uint32_t image = lsu | subject_image;
 
+const journal::EntryPoint &entry_point_of(unsigned function) { return *journal::entry_point(journal_number(function)); }
+
+// A plug-in may hand on more than the image library's functions are documented to take, ioctl's list is open, and nobody says
+// what unmounting takes.
+bool hands_on_more(unsigned function) {
+    switch (function) {
+        case fn_stspi_ioctl:
+        case fn_stspi_unmount_lsu:
+        case fn_stspi_read_image:
+        case fn_stspi_write_image:
+        case fn_stspi_get_image_prop:
+        case fn_stspi_close_image:
+        case fn_stspi_list_image:
+        case fn_stspi_close_image_list:
+            return true;
+        default:
+            return false;
+    }
+}
+
+int argument_count(unsigned function) {
+    const journal::EntryPoint &entry = entry_point_of(function);
+    return entry.fixed_arguments && !hands_on_more(function) ? entry.argument_count : -1;
+}
+
 std::array<FunctionTraits, function_count> make_traits() {
-    std::array<FunctionTraits, function_count> all;
-    all.fill({0, 0, -1});
-    all[fn_stspi_init] = {0, 0, 3};
-    all[fn_stspi_init2] = {0, 0, 2};
-    all[fn_load_process] = {0, 0, 2};
-    all[fn_stspi_claim] = {server, 0, 1};
+    std::array<FunctionTraits, function_count> all = {};
+    all[fn_stspi_claim] = {server, 0, 0};
     all[fn_stspi_terminate] = {0, ability_lose, 0};
-    all[fn_stspi_unmount_lsu] = {0, ability_lose, -1};
-    all[fn_stspi_open_server] = {server | subject_session, 0, 5};
-    all[fn_stspi_create_server] = {server | subject_session, 0, 7};
-    all[fn_stspi_open_target_server] = {server | subject_session, 0, 5};
-    all[fn_stspi_get_server_prop] = {server | subject_session, ability_stale, 2};
-    all[fn_stspi_get_server_prop_byname] = {server | subject_session, ability_stale, 3};
-    all[fn_stspi_close_server] = {server | subject_session, ability_lose, 1};
-    all[fn_stspi_open_lsu_list] = {server | subject_session, 0, 3};
-    all[fn_stspi_open_dynamic_lsu_list] = {lsu, 0, 2};
-    all[fn_stspi_list_lsu] = {lsu, ability_stale | ability_list, 2};
-    all[fn_stspi_close_lsu_list] = {server | subject_session, ability_lose, 1};
-    all[fn_stspi_get_lsu_prop_byname] = {lsu, ability_stale, 2};
-    all[fn_stspi_mount_lsu] = {lsu | subject_mount_point, ability_stale | ability_lose, 5};
-    all[fn_stspi_create_image] = {image, 0, 4};
-    all[fn_stspi_open_image] = {image, 0, 4};
-    all[fn_stspi_delete_image] = {image, ability_lose, 3};
-    all[fn_stspi_open_image_list] = {lsu, 0, 3};
-    all[fn_stspi_get_image_prop_byname] = {image, ability_stale, 3};
+    all[fn_stspi_unmount_lsu] = {0, ability_lose, 0};
+    all[fn_stspi_open_server] = {server | subject_session, 0, 0};
+    all[fn_stspi_create_server] = {server | subject_session, 0, 0};
+    all[fn_stspi_open_target_server] = {server | subject_session, 0, 0};
+    all[fn_stspi_get_server_prop] = {server | subject_session, ability_stale, 0};
+    all[fn_stspi_get_server_prop_byname] = {server | subject_session, ability_stale, 0};
+    all[fn_stspi_close_server] = {server | subject_session, ability_lose, 0};
+    all[fn_stspi_open_lsu_list] = {server | subject_session, 0, 0};
+    all[fn_stspi_open_dynamic_lsu_list] = {lsu, 0, 0};
+    all[fn_stspi_list_lsu] = {lsu, ability_stale | ability_list, 0};
+    all[fn_stspi_close_lsu_list] = {server | subject_session, ability_lose, 0};
+    all[fn_stspi_get_lsu_prop_byname] = {lsu, ability_stale, 0};
+    all[fn_stspi_mount_lsu] = {lsu | subject_mount_point, ability_stale | ability_lose, 0};
+    all[fn_stspi_create_image] = {image, 0, 0};
+    all[fn_stspi_open_image] = {image, 0, 0};
+    all[fn_stspi_delete_image] = {image, ability_lose, 0};
+    all[fn_stspi_open_image_list] = {lsu, 0, 0};
+    all[fn_stspi_get_image_prop_byname] = {image, ability_stale, 0};
     constexpr uint32_t moves = ability_short | ability_count;
-    all[fn_stspi_read_image] = {image | subject_extent, ability_change_read | ability_stale | moves, -1};
-    all[fn_stspi_write_image] = {image | subject_extent, ability_change_written | ability_lose | moves, -1};
-    all[fn_stspi_get_image_prop] = {image, ability_stale, -1};
-    all[fn_stspi_close_image] = {image, ability_lose, -1};
-    all[fn_stspi_list_image] = {image, ability_stale | ability_list, -1};
-    all[fn_stspi_close_image_list] = {lsu, ability_lose, -1};
-    all[fn_stspi_copy_extent] = {image | subject_extent, ability_lose | moves, 7};
-    all[fn_stspi_include_in_image] = {image | subject_extent, ability_lose | ability_short, 5};
+    all[fn_stspi_read_image] = {image | subject_extent, ability_change_read | ability_stale | moves, 0};
+    all[fn_stspi_write_image] = {image | subject_extent, ability_change_written | ability_lose | moves, 0};
+    all[fn_stspi_get_image_prop] = {image, ability_stale, 0};
+    all[fn_stspi_close_image] = {image, ability_lose, 0};
+    all[fn_stspi_list_image] = {image, ability_stale | ability_list, 0};
+    all[fn_stspi_close_image_list] = {lsu, ability_lose, 0};
+    all[fn_stspi_copy_extent] = {image | subject_extent, ability_lose | moves, 0};
+    all[fn_stspi_include_in_image] = {image | subject_extent, ability_lose | ability_short, 0};
+    for (unsigned function = 0; function < function_count; ++function)
+        all[function].arguments = argument_count(function);
     return all;
 }
 
-#define FIELD(record, member, type) \
-    { #member, 0, offsetof(record, member), sizeof(record::member), FieldType::type }
-
-std::vector<Field> at_argument(unsigned argument, std::vector<Field> list) {
-    for (Field &field : list)
-        field.argument = argument;
-    return list;
+// The number of the argument for which this is true; -1: none.
+template <class Predicate>
+int find_argument(unsigned function, Predicate is_it) {
+    const journal::EntryPoint &entry = entry_point_of(function);
+    for (unsigned number = 0; number < entry.argument_count; ++number)
+        if (is_it(entry.arguments[number]))
+            return static_cast<int>(number);
+    return -1;
 }
 
-std::vector<Field> lsu_fields() {
-    return {FIELD(sts_lsu_info_v9_t, server_name, text),          FIELD(sts_lsu_info_v9_t, lsu_name, text),
-            FIELD(sts_lsu_info_v9_t, lsu_class, number32),        FIELD(sts_lsu_info_v9_t, class_qualifier, number32),
-            FIELD(sts_lsu_info_v9_t, property_text, text),        FIELD(sts_lsu_info_v9_t, flags, number32),
-            FIELD(sts_lsu_info_v9_t, block_size_bytes, number64), FIELD(sts_lsu_info_v9_t, capacity_bytes, number64),
-            FIELD(sts_lsu_info_v9_t, used_bytes, number64)};
+// Without the "out_" that tells an argument.
+std::string plain_name(const char *name) {
+    const std::string_view text = name;
+    return std::string(text.substr(0, 4) == "out_" ? text.substr(4) : text);
 }
 
-std::vector<Field> server_fields() {
-    return {FIELD(sts_server_info_t, server_name, text), FIELD(sts_server_info_t, server_type, number32)};
-}
-
-std::vector<Field> image_fields() {
-    return {FIELD(sts_image_info, name, text), FIELD(sts_image_info, size_bytes, number64),
-            FIELD(sts_image_info, creation_time, number64)};
-}
-
-std::vector<Field> registration_fields() {
-    return {FIELD(sts_registration_t, api_version, number64),
-            FIELD(sts_registration_t, prefix, text),
-            FIELD(sts_registration_t, label, text),
-            FIELD(sts_registration_t, flag_1, number32),
-            FIELD(sts_registration_t, flag_2, number32),
-            FIELD(sts_registration_t, version_word_1, number64),
-            FIELD(sts_registration_t, version_word_2, number64),
-            FIELD(sts_registration_t, version_word_3, number64),
-            FIELD(sts_registration_t, byte_flag, number8)};
+void add_record_fields(std::vector<Field> &fields, unsigned argument, const journal::RecordType &record) {
+    for (const journal::Field &field : record) {
+        const bool is_text = field.type == journal::FieldType::text;
+        const bool is_number =
+            field.type == journal::FieldType::number || field.type == journal::FieldType::signed_number;
+        if (is_text || is_number)
+            fields.push_back({field.name, argument, field.offset, field.size, is_text});
+    }
 }
 
 std::vector<Field> make_fields(unsigned function) {
-    switch (function) {
-        case fn_stspi_init:
-            return at_argument(2, registration_fields());
-        case fn_stspi_init2:
-            return at_argument(1, {FIELD(sts_registration2_t, api_version, number64)});
-        case fn_stspi_get_lsu_prop_byname:
-            return at_argument(1, lsu_fields());
-        case fn_stspi_get_server_prop:
-            return at_argument(1, server_fields());
-        case fn_stspi_get_server_prop_byname:
-            return at_argument(2, server_fields());
-        case fn_stspi_get_image_prop:
-            return at_argument(1, image_fields());
-        case fn_stspi_get_image_prop_byname:
-            return at_argument(2, image_fields());
-        case fn_stspi_list_lsu:
-            return {{"name", 1, 0, STS_LSU_NAME_SIZE, FieldType::text}};
-        case fn_stspi_list_image:
-            return {{"name", 1, 0, STSIMG_NAME_SIZE, FieldType::text}};
-        case fn_stspi_mount_lsu:
-            return {{"result", 4, 0, STS_MOUNT_RESULT_SIZE, FieldType::text}};
-        case fn_stspi_read_image:
-            return {{"bytes_read", 4, 0, 8, FieldType::number64}};
-        case fn_stspi_write_image:
-            return {{"bytes_written", 5, 0, 8, FieldType::number64}};
-        case fn_stspi_copy_extent:
-            return {{"bytes_written", 6, 0, 8, FieldType::number64}};
-        default:
-            return {};
+    const journal::EntryPoint &entry = entry_point_of(function);
+    std::vector<Field> fields;
+    for (unsigned number = 0; number < entry.argument_count; ++number) {
+        const journal::Argument &argument = entry.arguments[number];
+        if (argument.kind == journal::ArgumentKind::out_record || argument.kind == journal::ArgumentKind::in_out_record)
+            add_record_fields(fields, number, *argument.record);
+        else if (argument.kind == journal::ArgumentKind::out_text)
+            fields.push_back({plain_name(argument.name), number, 0, argument.text_size, true});
+        else if (argument.kind == journal::ArgumentKind::out_number)
+            fields.push_back({plain_name(argument.name), number, 0, sizeof(uint64_t), false});
     }
+    return fields;
 }
 
 }  // namespace
@@ -148,28 +141,44 @@ const Field *find_field(unsigned function, const std::string &name) {
 }
 
 Result result_of(unsigned function) {
-    switch (function) {
-        case fn_stspi_get_lsu_prop_byname:
-            return {1, sizeof(sts_lsu_info_v9_t)};
-        case fn_stspi_get_server_prop:
-            return {1, sizeof(sts_server_info_t)};
-        case fn_stspi_get_server_prop_byname:
-            return {2, sizeof(sts_server_info_t)};
-        case fn_stspi_get_image_prop:
-            return {1, sizeof(sts_image_info)};
-        case fn_stspi_get_image_prop_byname:
-            return {2, sizeof(sts_image_info)};
-        case fn_stspi_list_lsu:
-            return {1, STS_LSU_NAME_SIZE};
-        case fn_stspi_list_image:
-            return {1, STSIMG_NAME_SIZE};
-        case fn_stspi_mount_lsu:
-            return {4, STS_MOUNT_RESULT_SIZE};
-        case fn_stspi_read_image:
-            return {1, 0};
-        default:
-            return {};
-    }
+    using journal::ArgumentKind;
+    if ((traits(function).abilities & ability_stale) == 0)
+        return {};
+    const int number = find_argument(function, [](const journal::Argument &argument) {
+        return argument.kind == ArgumentKind::out_record || argument.kind == ArgumentKind::in_out_record ||
+               argument.kind == ArgumentKind::out_text || argument.kind == ArgumentKind::out_data;
+    });
+    const journal::Argument &argument = entry_point_of(function).arguments[static_cast<unsigned>(number)];
+    return {number, argument.record != nullptr ? argument.record->whole_size : argument.text_size};
+}
+
+Extent extent_of(unsigned function) {
+    if ((traits(function).subjects & subject_extent) == 0)
+        return {};
+    const auto named = [function](std::string_view first, std::string_view second) {
+        return find_argument(function, [&](const journal::Argument &argument) {
+            return argument.name == first || argument.name == second;
+        });
+    };
+    const int count = find_argument(
+        function, [](const journal::Argument &argument) { return argument.kind == journal::ArgumentKind::out_number; });
+    return {named("offset", "target_offset"), named("length", ""), count};
+}
+
+int opened_handle_argument(unsigned function) {
+    return find_argument(
+        function, [](const journal::Argument &argument) { return argument.kind == journal::ArgumentKind::out_handle; });
+}
+
+journal::EntryPointNumber journal_number(unsigned function) {
+    static const std::vector<journal::EntryPointNumber> numbers = [] {
+        std::vector<journal::EntryPointNumber> all;
+        all.reserve(function_count);
+        for (const char *name : function_names)
+            all.push_back(journal::find_entry_point(name));
+        return all;
+    }();
+    return numbers[function];
 }
 
 std::string short_name(unsigned function) {

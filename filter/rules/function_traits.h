@@ -1,4 +1,5 @@
-// What the exported functions carry, and so which selectors and effects have a meaning there.
+// What the exported functions carry, and so which selectors and effects have a meaning there. Arguments and fields are
+// those of the journal's table of entry points.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +7,7 @@
 #include <vector>
 
 #include "filter/rules/function_number.h"
+#include "journal/entry_points.h"
 
 namespace filter {
 
@@ -40,14 +42,15 @@ struct FunctionTraits {
 
 const FunctionTraits &traits(unsigned function);
 
+inline bool gives_list_entries(unsigned function) { return (traits(function).abilities & ability_list) != 0; }
+
 // A field that the effect "set" can write once the call has succeeded.
-enum class FieldType : uint8_t { text, number32, number64, number8 };
 struct Field {
-    const char *name;
-    unsigned argument;  // the pointer that leads to the record
-    size_t offset;
-    size_t size;
-    FieldType type;
+    std::string name;
+    unsigned argument = 0;  // the pointer that leads to the record
+    size_t offset = 0;
+    size_t size = 0;
+    bool is_text = false;  // or else a number
 };
 const std::vector<Field> &fields(unsigned function);
 const Field *find_field(unsigned function, const std::string &name);
@@ -58,6 +61,20 @@ struct Result {
     size_t size = 0;    // 0: as the call's length says
 };
 Result result_of(unsigned function);
+
+// Numbers of arguments; -1: none.
+struct Extent {
+    int offset = -1;
+    int length = -1;
+    int count = -1;  // where the number of bytes moved is told
+};
+Extent extent_of(unsigned function);
+
+// The number of the argument through which a handle is given; -1: none.
+int opened_handle_argument(unsigned function);
+
+// The number of a function in the journal's table.
+journal::EntryPointNumber journal_number(unsigned function);
 
 // The name without "stspi_".
 std::string short_name(unsigned function);

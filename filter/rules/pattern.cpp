@@ -62,6 +62,8 @@ bool matches(std::string_view pattern, std::string_view text) {
     return at == pattern.size();
 }
 
-bool has_wildcard(std::string_view pattern) { return pattern.find_first_of("*?[\\") != std::string_view::npos; }
+std::string_view literal_head(std::string_view pattern) { return pattern.substr(0, pattern.find_first_of("*?[\\")); }
+
+bool has_wildcard(std::string_view pattern) { return literal_head(pattern).size() < pattern.size(); }
 
 }  // namespace filter

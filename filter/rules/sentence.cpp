@@ -107,14 +107,27 @@ std::string which_calls(const Rule &rule) {
     return text;
 }
 
+// "10G or more"; "more than 10G" where that is the rounder number.
+std::string at_least_text(uint64_t low) {
+    const std::string here = size_text(low);
+    const std::string below = low == 0 ? here : size_text(low - 1);
+    return below.size() < here.size() ? "more than " + below : here + " or more";
+}
+
+std::string at_most_text(uint64_t high) {
+    const std::string here = size_text(high);
+    const std::string above = high == UINT64_MAX ? here : size_text(high + 1);
+    return above.size() < here.size() ? "less than " + above : here + " or less";
+}
+
 std::string interval_text(const char *what, const Interval &interval) {
     const std::string name = what;
     if (interval.low == interval.high)
         return name + " " + size_text(interval.low);
     if (interval.high == UINT64_MAX)
-        return name + " of " + size_text(interval.low) + " or more";
+        return name + " of " + at_least_text(interval.low);
     if (interval.low == 0)
-        return name + " of " + size_text(interval.high) + " or less";
+        return name + " of " + at_most_text(interval.high);
     return name + " from " + size_text(interval.low) + " to " + size_text(interval.high);
 }
 
@@ -135,9 +148,15 @@ std::string number_conditions(const Rule &rule) {
         parts.push_back(interval_text("a length", *rule.length));
     std::string text = parts.empty() ? "" : " with " + joined(parts);
     if (rule.bytes) {
-        text += ", once such calls have moved " + size_text(rule.bytes->low) + " bytes with this one";
-        if (rule.bytes->high != UINT64_MAX)
-            text += " and until they have moved " + size_text(rule.bytes->high);
+        const Interval &bytes = *rule.bytes;
+        const bool has_end = bytes.high != UINT64_MAX;
+        text += bytes.low == 0 && has_end ? ", as long as" : ", once";
+        text += " such calls, this one included, have moved ";
+        text += bytes.low == bytes.high ? size_text(bytes.low)
+                : bytes.low == 0        ? at_most_text(bytes.high)
+                                        : at_least_text(bytes.low);
+        if (bytes.low != 0 && has_end && bytes.low != bytes.high)
+            text += ", and as long as that is " + at_most_text(bytes.high);
     }
     return text;
 }

@@ -77,11 +77,13 @@ private:
             section().journal_data = JournalData::hashes;
         else if (word.text == "bytes")
             section().journal_data = JournalData::bytes;
+        else if (word.text == "output")
+            section().journal_output = true;
         else if (const auto size = parse_size(word.text); size && *size > 0)
             section().journal_bytes = *size;
         else
             throw Mistake(word, in_quotes(word.text) + " is neither a size nor an option of the journal",
-                          did_you_mean(word.text, {"ring", "growing", "sizes", "hashes", "bytes"}));
+                          did_you_mean(word.text, {"ring", "growing", "sizes", "hashes", "bytes", "output"}));
     }
 
     void read_ledger(WordReader &words) {

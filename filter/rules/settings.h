@@ -23,7 +23,8 @@ struct Section {
     uint64_t journal_bytes = 0;  // 0: as the journal sees fit
     bool journal_grows = false;  // up to its size, instead of starting over
     JournalData journal_data = JournalData::hashes;
-    std::string ledger;  // "" for the file's own path and ".ledger"
+    bool journal_output = false;  // standard output too
+    std::string ledger;           // "" for the file's own path and ".ledger"
     uint64_t seed = 0;
     bool has_seed = false;
     std::vector<Rule> rules;

@@ -18,8 +18,8 @@ void keep_message(uint64_t, const char *message, int32_t) { messages.emplace_bac
 struct Made {
     int32_t status = 0;
     CallerMemory memory;
-    uint64_t begin = 0;               // where the memory lay at the time
-    std::vector<RecordedCall> calls;  // that reached the plug-in
+    uint64_t begin = 0;            // where the memory lay at the time
+    std::vector<NotedCall> calls;  // that reached the plug-in
     std::vector<std::string> messages;
 };
 
@@ -215,8 +215,8 @@ uint64_t comparable(uint64_t value, const Made &made) {
 void expect_same_calls(const Made &expected, const Made &got, bool changed_data) {
     ASSERT_EQ(got.calls.size(), expected.calls.size());
     for (size_t i = 0; i < got.calls.size(); ++i) {
-        const RecordedCall &left = expected.calls[i];
-        const RecordedCall &right = got.calls[i];
+        const NotedCall &left = expected.calls[i];
+        const NotedCall &right = got.calls[i];
         EXPECT_EQ(left.function, right.function);
         for (size_t at = 0; at < 6; ++at)
             if (!changed_data || at != 2) {
@@ -308,9 +308,7 @@ TEST_P(EveryFunction, EndsTheProcessBeforeOrAfter) {
                 CallerMemory memory;
                 const OpenHandles open = open_all(filtered, memory);
                 filtered.make_file("armed");
-                filtered.recorded->on_call = [](const RecordedCall &) {
-                    std::fputs("the plug-in was called\n", stderr);
-                };
+                filtered.recorded->on_call = [](const NotedCall &) { std::fputs("the plug-in was called\n", stderr); };
                 make(filtered, function, standard_call(function, memory, open));
             },
             testing::KilledBySignal(SIGKILL), after ? "^the plug-in was called\n$" : "^$");

@@ -58,6 +58,19 @@ class Faults(unittest.TestCase):
         run = simhost("explain", self.rules("on write_image call 3 answer STSIMG_E_NO_SPACE\n"))
         self.assertIn("The third call of stspi_write_image is not made and answered with STSIMG_E_NO_SPACE", run.stdout)
 
+    def test_sentences_tell_bounds_as_people_do(self):
+        for words, told in (
+            ("bytes > 10G", "once such calls, this one included, have moved more than 10G"),
+            ("bytes >= 4096", "once such calls, this one included, have moved 4K or more"),
+            ("bytes < 1M", "as long as such calls, this one included, have moved less than 1M"),
+            ("bytes 1K..2K", "have moved 1K or more, and as long as that is 2K or less"),
+            ("offset > 1000", "with an offset of 1001 or more"),
+            ("length < 64K", "with a length of less than 64K"),
+            ("length <= 7", "with a length of 7 or less"),
+        ):
+            with self.subTest(words=words):
+                self.assertIn(told, simhost("explain", self.rules(f"on write_image {words} answer 5\n")).stdout)
+
     def test_init_writes_a_file_that_is_right(self):
         path = self.path / "new"
         self.assertEqual(simhost("init", path).returncode, 0)

@@ -34,7 +34,7 @@ void fill(uint64_t place, size_t size) {
 }
 
 // Fills what the function fills, when it succeeds.
-int32_t answer(const RecordedCall &call) {
+int32_t answer(const NotedCall &call) {
     const uint64_t *registers = call.registers;
     const int32_t status = the_recording.statuses[call.function];
     if (status != 0)
@@ -105,8 +105,8 @@ int32_t answer(const RecordedCall &call) {
     return 0;
 }
 
-int32_t note(const RecordedCall &call) {
-    RecordedCall &noted = the_recording.calls[the_recording.count % recorded_most];
+int32_t note(const NotedCall &call) {
+    NotedCall &noted = the_recording.calls[the_recording.count % recorded_most];
     ++the_recording.count;
     noted = call;
     if (call.function == filter::fn_stspi_write_image && call.registers[2] > 0xffff)

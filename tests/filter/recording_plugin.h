@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-struct RecordedCall {
+struct NotedCall {
     unsigned function;  // number in exported_functions.h
     uint64_t registers[6];
     double vectors[8];
@@ -18,12 +18,12 @@ enum { recorded_most = 4096 };
 
 struct Recording {
     size_t count;
-    RecordedCall calls[recorded_most];
+    NotedCall calls[recorded_most];
     int32_t statuses[64];  // by function; the answer
     int entries;           // that a list gives before it ends
     int given;
     char message[64];  // sent to the session of stspi_open_server, if not empty
-    void (*on_call)(const RecordedCall &);
+    void (*on_call)(const NotedCall &);
 };
 
 // What the library exports beside a plug-in's functions.

@@ -157,7 +157,7 @@ TEST(Combination, DataIsChangedInACopyByAllRules) {
     memory.data[1] = 'a';
     memory.data[2] = 'b';
     make(filtered, writes, standard_call(writes, memory, open));
-    const RecordedCall &call = filtered.recorded->calls[filtered.recorded->count - 1];
+    const NotedCall &call = filtered.recorded->calls[filtered.recorded->count - 1];
     EXPECT_EQ(call.written[1], '`');
     EXPECT_EQ(call.written[2], '\0');
     EXPECT_EQ(memory.data[1], 'a');

@@ -1,0 +1,90 @@
+#include "filter/ruled_call.h"
+
+#include "filter/ledger/wall_clock.h"
+#include "filter/rules/function_traits.h"
+#include "filter/rules/sentence.h"
+
+namespace filter {
+
+void RuledCall::note_fired(ActiveRule &active) const {
+    const uint64_t now = wall_clock_ns();
+    uint64_t never = 0;
+    active.slot->first_fired.compare_exchange_strong(never, now, std::memory_order_relaxed);
+    active.slot->last_fired.store(now, std::memory_order_relaxed);
+    active.slot->fired.fetch_add(1, std::memory_order_relaxed);
+    if (m_journal != nullptr)
+        m_journal->fault(m_number, journal_number(m_view.function()), static_cast<uint32_t>(active.rule->line),
+                         effect_words(active.rule->effect));
+}
+
+// For rules that ask how much their calls have moved, whether or not that is within their limits by now.
+void RuledCall::count_moved() {
+    const unsigned function = m_view.function();
+    if (m_status != 0 || !m_rules.counts_bytes(function))
+        return;
+    const uint64_t *count = m_view.count();
+    const uint64_t moved = count != nullptr ? *count : m_view.length();
+    for (ActiveRule *active : m_rules.rules_for(function))
+        if (active->rule->bytes && RuleSet::names_match(*active, m_view))
+            active->slot->bytes.fetch_add(moved, std::memory_order_relaxed);
+}
+
+void RuledCall::act_before() {
+    const unsigned function = m_view.function();
+    if (m_rules.concerns(function))
+        m_ledger->layout().calls[function].fetch_add(1, std::memory_order_relaxed);
+    for (ActiveRule *active : m_rules.rules_for(function)) {
+        uint64_t draw = 0;
+        if (RuleSet::asks_result(*active->rule, function) || !RuleSet::matches(*active, m_view) ||
+            !m_rules.fires(*active, m_view, draw))
+            continue;
+        const bool is_after = acts_after(*active->rule, function);
+        (is_after ? m_after : m_before).push_back({active, draw});
+    }
+    for (const Firing &firing : m_before) {
+        bool acted = false;
+        // Noted first: a kill leaves no later.
+        note_fired(*firing.active);
+        m_answered = m_effects.before(firing, m_status, acted);
+        if (!acted)
+            firing.active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
+        if (m_answered)
+            return;
+    }
+    for (const Firing &firing : m_after)
+        m_effects.prepare_after(firing);
+}
+
+bool RuledCall::has_more_to_do() const {
+    const unsigned function = m_view.function();
+    return m_rules.asks_result(function) || m_rules.counts_bytes(function) || !m_before.empty() || !m_after.empty();
+}
+
+void RuledCall::came_back(int32_t status, const std::function<int32_t()> &next) {
+    m_status = status;
+    m_view.note_after(status);
+    count_moved();
+    act_after(next);
+}
+
+void RuledCall::act_after(const std::function<int32_t()> &next) {
+    const unsigned function = m_view.function();
+    ListEntries entries(m_view, next);
+    size_t noted = 0;
+    for (ActiveRule *active : m_rules.rules_for(function)) {
+        Firing firing = {active, 0};
+        if (noted < m_after.size() && m_after[noted].active == active) {
+            firing = m_after[noted++];
+        } else if (!RuleSet::asks_result(*active->rule, function) || !RuleSet::matches(*active, m_view) ||
+                   !RuleSet::matches_result(*active, m_status, function,
+                                            gives_list_entries(function) ? entries.entry() : std::string_view()) ||
+                   !m_rules.fires(*active, m_view, firing.draw)) {
+            continue;
+        }
+        note_fired(*active);
+        if (!m_effects.after(firing, m_status, entries))
+            active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
+    }
+}
+
+}  // namespace filter
