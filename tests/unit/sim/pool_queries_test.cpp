@@ -185,6 +185,11 @@ TEST(GetDynamicLsuInfo, WithoutTokenTheIdIsTheName) {
     EXPECT_STREQ(c_text(info->id), "disk7");
 }
 
+TEST(GetDynamicLsuInfo, WithoutTokenNoNameIsAUdid) {
+    DiskArray array("DISKGROUP=A;\nDISKS=disk7;\n");
+    EXPECT_EQ(array->getDynamicLSUInfo("#UDID##disk7#", nullptr), nullptr);
+}
+
 TEST(GetDynamicLsuInfo, UdidOfADiskWithoutAName) {
     DiskArray array("UDID_TOKEN=TK;\nDISKGROUP=A;\nDISKS=;\nVOLUME_SIZE=8;\n");
     const std::unique_ptr<DynamicLSUInfo> info(array->getDynamicLSUInfo("#UDID#TK##", nullptr));
@@ -197,7 +202,7 @@ TEST(GetDynamicLsuInfo, UdidOfADiskWithoutAName) {
 TEST(GetDynamicLsuInfo, AlmostAUdidIsUnknown) {
     DiskArray array("UDID_TOKEN=TK;\nDISKGROUP=A;\nDISKS=disk7,#;\n");
     for (const char *name :
-         {"#UDID#TK#disk7", "UDID#TK#disk7#", "#UDID#TX#disk7#", "#UDID#TK#disk8#", "#UDID#TK#", "#UDID#T",
+         {"#UDID#TK#disk7", "#UDID#TK#disk7x", "#UDID#TK#disk7 ", "UDID#TK#disk7#", "#UDID#TX#disk7#", "#UDID#TK#disk8#", "#UDID#TK#", "#UDID#T",
           "#UDID#TK#disk7##", "#UDID#TKx#disk7#", "#UDID#TKxdisk7#", "#udid#TK#disk7#", "#UDID#TK#Disk7#"})
         EXPECT_EQ(array->getDynamicLSUInfo(name, nullptr), nullptr) << name;
 }
