@@ -106,8 +106,9 @@ int32_t answer(const NotedCall &call) {
 }
 
 int32_t note(const NotedCall &call) {
-    NotedCall &noted = the_recording.calls[the_recording.count % recorded_most];
-    ++the_recording.count;
+    // Threads call at the same time; each notes its call in a place of its own.
+    NotedCall &noted =
+        the_recording.calls[__atomic_fetch_add(&the_recording.count, 1, __ATOMIC_RELAXED) % recorded_most];
     noted = call;
     if (call.function == filter::fn_stspi_write_image && call.registers[2] > 0xffff)
         std::memcpy(noted.written, at<char>(call.registers[2]),
