@@ -27,7 +27,9 @@ int32_t remove_image(const LsuDirectory &lsu, std::string_view name) {
     if (!S_ISREG(state.st_mode))
         return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", path.c_str());
     if (unlinkat(directory, file.c_str(), 0) != 0)
-        return fail_system(errno, "cannot delete %s", path.c_str());
+        return errno == ENOENT  // what was seen above was an old cache's
+                   ? fail(STS_E_NOT_FOUND, "there is no image %s", path.c_str())
+                   : fail_system(errno, "cannot delete %s", path.c_str());
     return 0;
 }
 

@@ -20,13 +20,16 @@ constexpr uint32_t local_kinds[] = {EXT4_SUPER_MAGIC,  XFS_SUPER_MAGIC,      BTR
                                     0x2fc12fc1,   // ZFS
                                     0x3153464a};  // JFS
 
+constexpr long second = 1'000'000'000;
 constexpr long first_wait = 1'000'000;  // nanoseconds; each further one is four times as long
 
 }  // namespace
 
 bool last_failure_passes() {
     const int error = last_system_error();
-    return error == ESTALE || error == ETIMEDOUT;
+    // What is not there is told in words of its own where it may not be there. Elsewhere it was seen a moment before: by way of
+    // a cache, it seems.
+    return error == ESTALE || error == ETIMEDOUT || error == ENOENT;
 }
 
 bool is_shared(int file) {
@@ -38,7 +41,8 @@ bool is_shared(int file) {
 void drop_cached_data(int file) { posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED); }
 
 void wait_before_next_attempt(int attempt) {
-    const timespec wait{0, first_wait << (2 * attempt)};
+    const long wait_time = first_wait << (2 * attempt);
+    const timespec wait{wait_time / second, wait_time % second};
     nanosleep(&wait, nullptr);
 }
 

@@ -17,8 +17,9 @@ bool is_shared(int file);
 // Forgets what this host has cached of a file, as far as the file system does.
 void drop_cached_data(int file);
 
-// So often something is done, at most, until it succeeds; the waits between come to a third of a second together.
-constexpr int most_attempts = 6;
+// So often something is done, at most, until it succeeds. The waits between come to 1.4 seconds together: what the usual
+// file systems cache of names and sizes is a second old at most.
+constexpr int most_attempts = 7;
 
 // Waits before the next attempt; the first is 0.
 void wait_before_next_attempt(int attempt);

@@ -875,7 +875,7 @@ TEST_F(PassingTrouble, IsToldWhenItDoesNotPass) {
     EXPECT_EQ(in_library(promised,
                          [&] { return stsimg_get_image_prop_byname("pool", nullptr, "", &definition, &properties); }),
               STS_E_SYSTEM);
-    EXPECT_EQ(waits(), 5);
+    EXPECT_EQ(waits(), 6);
     EXPECT_TRUE(let_calls_pass());
 }
 
@@ -959,7 +959,7 @@ TEST_F(OldCache, IsToldInTheEnd) {
     pretend_to_share();
     read_image(promised, "image");
     EXPECT_EQ(promised.first_failure, STSIMG_E_TRUNCATED);
-    EXPECT_EQ(waits(), 5 + 5) << "for the properties and for the opening";
+    EXPECT_EQ(waits(), 6 + 6) << "for the properties and for the opening";
     let_calls_pass();
 }
 
@@ -991,6 +991,17 @@ TEST_F(OldCache, OfABlockIsReadAgain) {
     EXPECT_EQ(waits(), 1);
     let_calls_pass();
     EXPECT_EQ(stsimg_close_image(image), 0);
+}
+
+// Seen a moment before, by way of a cache.
+TEST_F(PassingTrouble, ImageThatIsGoneWhenItIsToBeDeletedIsNotThere) {
+    ASSERT_EQ(store("image", old_data), 0);
+    const sts_image_definition_t definition = image_named("image");
+    Promised promised;
+    fail_call(Call::unlink, 1, ENOENT, Failing::once);
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }),
+              STS_E_NOT_FOUND);
+    EXPECT_TRUE(let_calls_pass());
 }
 
 using List = ImageTest;
