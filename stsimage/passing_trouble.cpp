@@ -20,7 +20,7 @@ constexpr uint32_t local_kinds[] = {EXT4_SUPER_MAGIC,  XFS_SUPER_MAGIC,      BTR
                                     0x2fc12fc1,   // ZFS
                                     0x3153464a};  // JFS
 
-constexpr long second = 1'000'000'000;
+constexpr long nanoseconds_per_second = 1'000'000'000;
 constexpr long first_wait = 1'000'000;  // nanoseconds; each further one is four times as long
 
 }  // namespace
@@ -42,7 +42,7 @@ void drop_cached_data(int file) { posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED)
 
 void wait_before_next_attempt(int attempt) {
     const long wait_time = first_wait << (2 * attempt);
-    const timespec wait{wait_time / second, wait_time % second};
+    const timespec wait{wait_time / nanoseconds_per_second, wait_time % nanoseconds_per_second};
     nanosleep(&wait, nullptr);
 }
 
