@@ -38,11 +38,6 @@ uint64_t *CallView::count() const {
     return extent.count < 0 ? nullptr : pointer<uint64_t>(argument(static_cast<unsigned>(extent.count)));
 }
 
-std::string_view CallView::name(NameKind kind) {
-    find_names();
-    return m_names[kind];
-}
-
 bool CallView::host_matches(const std::string &pattern) {
     find_names();
     if (m_hosts == nullptr)

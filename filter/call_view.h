@@ -25,7 +25,11 @@ public:
     void set_argument(unsigned number, uint64_t value) { m_frame.arguments[number] = value; }
 
     // Known before the call; of a function without one: empty, null or 0.
-    std::string_view name(NameKind kind);
+    std::string_view name(NameKind kind) {
+        if (!m_is_named)
+            find_names();
+        return m_names[kind];
+    }
     bool host_matches(const std::string &pattern);
     const sts_session_def_v7_t *session();
     uint64_t offset() const;

@@ -19,11 +19,19 @@ uint64_t thread_number() {
 
 namespace {
 
+bool begins_as(const AskedName &asked, std::string_view name) {
+    const size_t size = asked.head.size();
+    return size == 0 || (name.size() >= size && name[0] == asked.first && name.substr(0, size) == asked.head);
+}
+
 std::vector<AskedName> asked_names(const Rule &rule) {
     std::vector<AskedName> asked;
+    asked.reserve(name_kinds);
     for (const NameKind kind : {name_server, name_lsu, name_image, name_mount_point})
-        if (rule.names[kind])
-            asked.push_back({kind, *rule.names[kind], literal_head(*rule.names[kind])});
+        if (rule.names[kind]) {
+            const std::string_view head = literal_head(*rule.names[kind]);
+            asked.push_back({kind, *rule.names[kind], head, head.empty() ? '\0' : head.front()});
+        }
     return asked;
 }
 
@@ -73,7 +81,7 @@ bool RuleSet::names_match(const ActiveRule &active, CallView &call) {
         if (is_entry_name(call.function(), asked.kind))
             continue;
         const std::string_view name = call.name(asked.kind);
-        if (name.compare(0, asked.head.size(), asked.head) != 0 || !filter::matches(asked.pattern, name))
+        if (!begins_as(asked, name) || !filter::matches(asked.pattern, name))
             return false;
     }
     if (rule.names[name_host] && !call.host_matches(*rule.names[name_host]))

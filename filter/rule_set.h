@@ -20,6 +20,7 @@ struct AskedName {
     NameKind kind;
     std::string_view pattern;
     std::string_view head;
+    char first;  // of the head, if there is one: kept here, since it mostly is enough
 };
 
 // A rule with its numbers in the ledger.

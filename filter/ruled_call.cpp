@@ -35,7 +35,7 @@ void RuledCall::act_before() {
         m_ledger->layout().calls[function].fetch_add(1, std::memory_order_relaxed);
     for (ActiveRule *active : m_rules.rules_for(function)) {
         uint64_t draw = 0;
-        if (RuleSet::asks_result(*active->rule, function) || !RuleSet::matches(*active, m_view) ||
+        if (!RuleSet::matches(*active, m_view) || RuleSet::asks_result(*active->rule, function) ||
             !m_rules.fires(*active, m_view, draw))
             continue;
         const bool is_after = acts_after(*active->rule, function);
@@ -75,7 +75,7 @@ void RuledCall::act_after(const std::function<int32_t()> &next) {
         Firing firing = {active, 0};
         if (noted < m_after.size() && m_after[noted].active == active) {
             firing = m_after[noted++];
-        } else if (!RuleSet::asks_result(*active->rule, function) || !RuleSet::matches(*active, m_view) ||
+        } else if (!RuleSet::matches(*active, m_view) || !RuleSet::asks_result(*active->rule, function) ||
                    !RuleSet::matches_result(*active, m_status, function,
                                             gives_list_entries(function) ? entries.entry() : std::string_view()) ||
                    !m_rules.fires(*active, m_view, firing.draw)) {
