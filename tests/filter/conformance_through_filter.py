@@ -22,7 +22,7 @@ def main():
             lines.append(f"plugin {second}")
         lines.append(f"plugin {plugin}")
         if way == "journal":
-            lines.append(f"journal {directory}/journal 16M output")
+            lines.append(f"journal {directory}/journal 16M")
         with open(settings, "w", encoding="utf-8") as file:
             file.write("\n".join(lines) + "\n")
         environment = dict(os.environ, STSPI_FILTER=settings)
