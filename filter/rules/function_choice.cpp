@@ -13,7 +13,6 @@ std::vector<std::string> known_functions(const std::string &pattern) {
     for (unsigned function = 0; function < function_count; ++function)
         names.push_back(pattern.substr(0, 6) == "stspi_" ? function_names[function] : short_name(function));
     return names;
-    names.reserve(function_count);
 }
 
 }  // namespace
