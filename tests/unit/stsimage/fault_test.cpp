@@ -894,14 +894,14 @@ TEST_F(PassingTrouble, OtherTroubleIsToldAtOnce) {
 
 // A server may have given the name though its answer got lost.
 TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
-    for (const bool exchanging : {true, false})
+    for (const bool can_exchange : {true, false})
         for (const bool replacing : {true, false}) {
             remove("image");
             if (replacing) {
                 ASSERT_EQ(store("image", old_data), 0);
             }
             Promised promised;
-            if (!exchanging)
+            if (!can_exchange)
                 refuse_exchanges();
             lose_answers_of_renames();
             EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
