@@ -8,6 +8,12 @@ namespace {
 
 thread_local journal::CallNumber call_of_thread = 0;
 
+// Written only when it changes: other threads may be in the plug-in with this session.
+void take_mask(sts_session_def_v7_t &record, const sts_session_def_v7_t &original) {
+    if (record.log_mask != original.log_mask)
+        __atomic_store_n(&record.log_mask, original.log_mask, __ATOMIC_RELAXED);
+}
+
 }  // namespace
 
 journal::CallNumber SessionWatch::enter(journal::CallNumber call) {
@@ -29,7 +35,7 @@ const sts_session_def_v7_t *SessionWatch::watched(const sts_session_def_v7_t *se
         watched->record.log_context = reinterpret_cast<uint64_t>(watched.get());
         watched->record.log_function = log;
     }
-    watched->record.log_mask = session->log_mask;
+    take_mask(watched->record, *session);
     return &watched->record;
 }
 
@@ -37,7 +43,7 @@ void SessionWatch::refresh(const sts_session_def_v7_t *session) {
     const std::lock_guard guard(m_lock);
     const auto found = m_watched.find(session);
     if (found != m_watched.end())
-        __atomic_store_n(&found->second->record.log_mask, session->log_mask, __ATOMIC_RELAXED);
+        take_mask(found->second->record, *session);
 }
 
 // The caller's members are read afresh for every message, as the plug-in would have read them.
@@ -47,7 +53,7 @@ void SessionWatch::log(uint64_t context, const char *message, int32_t level) {
     const sts_session_def_v7_t &original = *watched->original;
     if (original.log_function != nullptr)
         original.log_function(original.log_context, message, level);
-    __atomic_store_n(&watched->record.log_mask, original.log_mask, __ATOMIC_RELAXED);
+    take_mask(watched->record, original);
 }
 
 }  // namespace filter
