@@ -201,9 +201,9 @@ TEST(GetDynamicLsuInfo, UdidOfADiskWithoutAName) {
 
 TEST(GetDynamicLsuInfo, AlmostAUdidIsUnknown) {
     DiskArray array("UDID_TOKEN=TK;\nDISKGROUP=A;\nDISKS=disk7,#;\n");
-    for (const char *name :
-         {"#UDID#TK#disk7", "#UDID#TK#disk7x", "#UDID#TK#disk7 ", "UDID#TK#disk7#", "#UDID#TX#disk7#", "#UDID#TK#disk8#", "#UDID#TK#", "#UDID#T",
-          "#UDID#TK#disk7##", "#UDID#TKx#disk7#", "#UDID#TKxdisk7#", "#udid#TK#disk7#", "#UDID#TK#Disk7#"})
+    for (const char *name : {"#UDID#TK#disk7", "#UDID#TK#disk7x", "#UDID#TK#disk7 ", "UDID#TK#disk7#",
+                             "#UDID#TX#disk7#", "#UDID#TK#disk8#", "#UDID#TK#", "#UDID#T", "#UDID#TK#disk7##",
+                             "#UDID#TKx#disk7#", "#UDID#TKxdisk7#", "#udid#TK#disk7#", "#UDID#TK#Disk7#"})
         EXPECT_EQ(array->getDynamicLSUInfo(name, nullptr), nullptr) << name;
 }
 
