@@ -13,9 +13,14 @@
 #include <stdexcept>
 
 #include "base/private_directory.h"
+#include "conformance/report/badge.h"
+#include "conformance/report/report_html.h"
 #include "conformance/report/report_json.h"
 #include "conformance/report/report_junit.h"
 #include "conformance/report/report_text.h"
+#include "conformance/report/requirements.h"
+#include "conformance/report/run_facts.h"
+#include "conformance/report/verdict.h"
 #include "conformance/run/kept_directory.h"
 #include "conformance/run/options.h"
 #include "conformance/run/real_config.h"
@@ -66,6 +71,10 @@ void write_file(const std::string &path, const std::string &text) {
 }
 
 int run(const Options &options) {
+    if (options.requirements) {
+        put(requirements_markdown());
+        return all_passed;
+    }
     const auto tests = select_tests(options.filter);
     if (options.list) {
         list_tests(tests);
@@ -95,6 +104,7 @@ int run(const Options &options) {
     if (const std::string reason = why_not_testable(settings); !reason.empty())
         throw std::runtime_error(reason);
 
+    RunFacts facts = facts_of(options.plugin);
     const auto start = std::chrono::steady_clock::now();
     const RunPlan plan{tests, options.repeat, options.real_config ? 1 : options.jobs};
     const auto results = run_tests(
@@ -107,12 +117,16 @@ int run(const Options &options) {
                              result_text(result, "stspi-conformance", options.plugin));
         },
         [] { return stop_signal != 0; });
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    put(summary_text(results, seconds));
+    facts.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    put(summary_text(results, facts));
     if (!options.junit_file.empty())
-        write_file(options.junit_file, junit_text(results, options.plugin, seconds));
+        write_file(options.junit_file, junit_text(results, facts));
     if (!options.json_file.empty())
-        write_file(options.json_file, json_text(results, options.plugin, seconds));
+        write_file(options.json_file, json_text(results, facts));
+    if (!options.html_file.empty())
+        write_file(options.html_file, html_text(results, facts));
+    if (!options.badge_file.empty())
+        write_file(options.badge_file, badge_json(verdict_of(results)));
     if (stop_signal != 0)
         throw std::runtime_error(fmt::format("stopped by signal {}", static_cast<int>(stop_signal)));
     for (const TestResult &result : results)

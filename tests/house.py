@@ -324,10 +324,21 @@ def no_markers_are_left(house):
                 yield f"{name}:{number}: NOLINT without the check that it is about"
 
 
+def statuses_are_required(house):
+    """Each entry point and status of docs/entry-points.md is what a requirement of the suite is about."""
+    demands = [line.split("|")[2] for line in house.text("conformance/report/requirements.txt").splitlines() if line.count("|") == 3]
+    row = re.compile(r"^\| `(\w+)` \| [^|]* \| ([^|]*?) \| [^|]*? \|$", re.MULTILINE)
+    for entry_point, status in sorted(set(row.findall(house.text("docs/entry-points.md")))):
+        about = [demand for demand in demands if re.search(rf"\b{entry_point}\b", demand)]
+        if not any(status in demand for demand in about) if status.startswith("STS_E_") else not about:
+            yield f"docs/entry-points.md: no requirement says when {entry_point} returns {status}"
+
+
 RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, lengths, functions_are_short, links_are_alive,
-    findings_are_documented, statuses_are_documented, messages_are_documented, seeds_belong_to_tests, no_markers_are_left,
+    findings_are_documented, statuses_are_documented, messages_are_documented, statuses_are_required,
+    seeds_belong_to_tests, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -346,6 +357,9 @@ BROKEN = {
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
     seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
+    statuses_are_required: ({"conformance/report/requirements.txt": "a/b | 3 | stspi_claim says STS_E_NOT_FOUND. | a.b\n",
+                             "docs/entry-points.md": "| `stspi_claim` | 1.4 | STS_E_NOT_CLAIMED | null name |\n"},
+                            "no requirement says when stspi_claim returns STS_E_NOT_CLAIMED"),
     no_markers_are_left: ({"low/a.cpp": "// TO" + "DO: later\n"}, "low/a.cpp:1: a marker"),
 }
 

@@ -2,13 +2,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "conformance/report/requirements.h"
 #include "conformance/report/test_case.h"
+#include "conformance/report/verdict.h"
 
 namespace conformance {
 
 using nlohmann::ordered_json;
 
-std::string json_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds) {
+std::string json_text(const std::vector<TestResult> &results, const RunFacts &facts) {
     ordered_json counts = ordered_json::object();
     ordered_json tests = ordered_json::array();
     for (const Outcome outcome :
@@ -31,8 +33,13 @@ std::string json_text(const std::vector<TestResult> &results, const std::string 
                                 {"times", finding.times},
                                 {"configuration", files}});
         }
+        ordered_json requirements = ordered_json::array();
+        for (const Requirement *requirement : requirements_of(*result.test))
+            requirements.push_back(requirement->id);
         tests.push_back({{"id", result.test->id},
                          {"demand", result.test->demand},
+                         {"requirements", requirements},
+                         {"level", level_of(*result.test)},
                          {"round", result.round},
                          {"outcome", outcome_name(result.outcome)},
                          {"seconds", result.seconds},
@@ -40,7 +47,16 @@ std::string json_text(const std::vector<TestResult> &results, const std::string 
                          {"findings", findings},
                          {"standard_error", result.error_output}});
     }
-    const ordered_json report = {{"plugin", plugin}, {"seconds", seconds}, {"counts", counts}, {"tests", tests}};
+    const ordered_json report = {{"plugin", facts.plugin},
+                                 {"plugin_hash", facts.plugin_hash},
+                                 {"suite_version", facts.suite_version},
+                                 {"interface_versions", interface_versions},
+                                 {"seed", seed_text},
+                                 {"kernel", facts.kernel},
+                                 {"level", verdict_of(results).level},
+                                 {"seconds", facts.seconds},
+                                 {"counts", counts},
+                                 {"tests", tests}};
     return report.dump(2, ' ', true, ordered_json::error_handler_t::replace) + "\n";
 }
 

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "conformance/report/test_case.h"
+#include "conformance/report/verdict.h"
 
 namespace conformance {
 
@@ -55,7 +58,7 @@ std::string details(const TestResult &result) {
 
 }  // namespace
 
-std::string junit_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds) {
+std::string junit_text(const std::vector<TestResult> &results, const RunFacts &facts) {
     std::string cases;
     unsigned failures = 0;
     unsigned errors = 0;
@@ -88,11 +91,20 @@ std::string junit_text(const std::vector<TestResult> &results, const std::string
         cases += fmt::format("    <testcase classname=\"{}\" name=\"{}\" time=\"{:.3f}\">{}</testcase>\n",
                              escaped(result.test->id.substr(0, dot)), escaped(result.test->id), result.seconds, inner);
     }
+    std::string properties;
+    const std::pair<const char *, std::string> all[] = {{"plugin_hash", facts.plugin_hash},
+                                                        {"suite_version", facts.suite_version},
+                                                        {"interface_versions", interface_versions},
+                                                        {"seed", seed_text},
+                                                        {"kernel", facts.kernel},
+                                                        {"level", fmt::format("{}", verdict_of(results).level)}};
+    for (const auto &[name, value] : all)
+        properties += fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", name, escaped(value));
     return fmt::format(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
         "  <testsuite name=\"stspi-conformance {}\" tests=\"{}\" failures=\"{}\" errors=\"{}\" skipped=\"{}\" "
-        "time=\"{:.3f}\">\n{}  </testsuite>\n</testsuites>\n",
-        escaped(plugin), results.size(), failures, errors, skipped, seconds, cases);
+        "time=\"{:.3f}\">\n    <properties>\n{}    </properties>\n{}  </testsuite>\n</testsuites>\n",
+        escaped(facts.plugin), results.size(), failures, errors, skipped, facts.seconds, properties, cases);
 }
 
 }  // namespace conformance

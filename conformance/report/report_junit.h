@@ -5,9 +5,10 @@
 #include <vector>
 
 #include "conformance/report/outcome.h"
+#include "conformance/report/run_facts.h"
 
 namespace conformance {
 
-std::string junit_text(const std::vector<TestResult> &results, const std::string &plugin, double seconds);
+std::string junit_text(const std::vector<TestResult> &results, const RunFacts &facts);
 
 }  // namespace conformance

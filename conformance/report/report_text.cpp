@@ -6,7 +6,9 @@
 #include <map>
 #include <sstream>
 
+#include "conformance/report/requirements.h"
 #include "conformance/report/test_case.h"
+#include "conformance/report/verdict.h"
 
 namespace conformance {
 
@@ -53,6 +55,18 @@ std::string count_text(const Counts &counts) {
     return out;
 }
 
+// Of a run that left tests out nothing is said.
+std::string level_lines(const Verdict &verdict) {
+    std::string out;
+    for (unsigned level = 1; level <= level_count; ++level) {
+        const LevelCount &count = verdict.levels[level - 1];
+        if (count.ran != count.all)
+            return {};
+        out += fmt::format("level {}: {} of {}, {}\n", level, count.passed, count.all, level_name(level));
+    }
+    return out + fmt::format("Passed whole: {}.\n", level_text(verdict));
+}
+
 }  // namespace
 
 std::string result_text(const TestResult &result, const std::string &program, const std::string &plugin) {
@@ -62,6 +76,8 @@ std::string result_text(const TestResult &result, const std::string &program, co
         return out;
     if (result.outcome == Outcome::skip)
         return out + fmt::format("    because   {}\n", result.reason);
+    for (const Requirement *requirement : requirements_of(*result.test))
+        out += fmt::format("    requires  {} ({})\n", requirement->sentence, requirement->id);
     out += fmt::format("    demands   {}\n", result.test->demand);
     if (!result.reason.empty())
         out += fmt::format("    came      {}\n", result.reason);
@@ -77,7 +93,7 @@ std::string result_text(const TestResult &result, const std::string &program, co
     return out + fmt::format("    alone     {} {} --filter {}\n", program, plugin, result.test->id);
 }
 
-std::string summary_text(const std::vector<TestResult> &results, double seconds) {
+std::string summary_text(const std::vector<TestResult> &results, const RunFacts &facts) {
     std::map<std::string, Counts> areas;
     Counts total{};
     for (const TestResult &result : results) {
@@ -87,11 +103,12 @@ std::string summary_text(const std::vector<TestResult> &results, double seconds)
     std::string out = "\n";
     for (const auto &[area, counts] : areas)
         out += fmt::format("{:<20} {}\n", area, count_text(counts));
-    unsigned failures = 0;
-    for (const TestResult &result : results)
-        failures += is_failure(result.outcome) ? 1U : 0U;
-    return out + fmt::format("\n{} tests in {:.1f} s: {}\n{}\n", results.size(), seconds, count_text(total),
-                             failures == 0 ? "The plug-in conforms." : "The plug-in does not conform.");
+    const Verdict verdict = verdict_of(results);
+    out += fmt::format("\n{} tests in {:.1f} s: {}\n", results.size(), facts.seconds, count_text(total));
+    out += fmt::format("stspi-conformance {}, interface {}, seed {}, {}\nplug-in {}\n", facts.suite_version,
+                       interface_versions, seed_text, facts.kernel, facts.plugin_hash);
+    return out + level_lines(verdict) +
+           (verdict.failures == 0 ? "The plug-in conforms.\n" : "The plug-in does not conform.\n");
 }
 
 }  // namespace conformance

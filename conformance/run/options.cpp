@@ -15,6 +15,8 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
     app.set_version_flag("--version", STSPI_VERSION);
     auto *plugin = app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library");
     app.add_flag("--list", options.list, "Print the tests and what each demands, run none");
+    app.add_flag("--requirements", options.requirements,
+                 "Print what the interface demands and which tests hold it, as Markdown; run none");
     app.add_option("--filter", options.filter,
                    "Only tests whose id matches one of these comma-separated shell patterns; each must match a test");
     app.add_option("--jobs", options.jobs, "Tests to run at the same time")
@@ -29,6 +31,9 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
         ->capture_default_str();
     app.add_option("--junit", options.junit_file, "Write the results as JUnit XML to this file");
     app.add_option("--json", options.json_file, "Write the results as JSON to this file");
+    app.add_option("--report", options.html_file,
+                   "Write the results as one HTML page: levels, areas, requirements, what was found");
+    app.add_option("--badge", options.badge_file, "Write the level that is passed whole as JSON for a badge");
     app.add_option(
         "--keep", options.keep,
         "Keep the directories of failing tests, with what was found, in this directory, which must be empty");
@@ -38,7 +43,7 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
                  "there are configuration files already)");
     try {
         app.parse(argc, argv);
-        if (!options.list && plugin->count() == 0)
+        if (!options.list && !options.requirements && plugin->count() == 0)
             throw CLI::RequiredError("PLUGIN");
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {

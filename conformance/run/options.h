@@ -10,11 +10,14 @@ struct Options {
     std::string filter;
     std::string junit_file;
     std::string json_file;
+    std::string html_file;
+    std::string badge_file;
     std::string keep;
     unsigned jobs = 1;
     unsigned repeat = 1;
     unsigned timeout_seconds = 30;
     bool list = false;
+    bool requirements = false;
     bool verbose = false;
     bool real_config = false;
 };

@@ -283,6 +283,49 @@ class Runner(unittest.TestCase):
         self.assertEqual(finding["got"], "0")
         self.assertEqual(finding["expected"], "STS_E_NOT_SUPPORTED (2060016)")
 
+    def test_every_report_tells_of_the_run(self):
+        json_file, junit, page = (os.path.join(self.scratch, name) for name in ("r.json", "r.xml", "r.html"))
+        result = self.run_suite(PATHS.broken, "--filter", "ioctl.*", "--json", json_file, "--junit", junit, "--report", page,
+                                STSPI_BROKEN="ioctl.accepts-13")
+        data = json.loads(pathlib.Path(json_file).read_text())
+        self.assertRegex(data["plugin_hash"], r"^xxh128:[0-9a-f]{32}$")
+        for text in (result.stdout, pathlib.Path(junit).read_text(), pathlib.Path(page).read_text()):
+            for fact in (data["plugin_hash"], data["suite_version"], data["interface_versions"], data["seed"], data["kernel"]):
+                self.assertIn(fact, text)
+        other = os.path.join(self.scratch, "other.json")
+        self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--json", other)
+        self.assertNotEqual(json.loads(pathlib.Path(other).read_text())["plugin_hash"], data["plugin_hash"])
+
+    def test_page_shows_levels_requirements_and_findings(self):
+        page = os.path.join(self.scratch, "r.html")
+        self.run_suite(PATHS.broken, "--filter", "ioctl.*,claim.first-colon", "--report", page, STSPI_BROKEN="ioctl.accepts-13")
+        text = pathlib.Path(page).read_text()
+        self.assertIn("1 tests failed, level 0 of 5", text)
+        self.assertIn("called    stspi_ioctl(null, 13)\n", text)
+        self.assertIn('<tr id="ioctl/refused"><td><code>ioctl/refused</code></td><td>3</td>', text)
+        self.assertRegex(text, r'<code>ioctl\.refused</code></td><td>3</td><td><span class="fail">fail</span></td><td><a href="#ioctl/refused">')
+        self.assertRegex(text, r'<code>claim\.long-names</code></td><td>4</td><td><span class="not run">not run</span>')
+        self.assertEqual(ElementTree.fromstring(text.split("\n", 1)[1].replace('<meta charset="utf-8">', "").replace("<br>", "")).tag, "html")
+
+    def test_finding_begins_with_what_is_required(self):
+        result = self.run_suite(PATHS.broken, "--filter", "ioctl.refused", STSPI_BROKEN="ioctl.accepts-13")
+        self.assertRegex(result.stdout, r"^fail    ioctl\.refused [^\n]*\n    requires  stspi_ioctl says STS_E_NOT_SUPPORTED [^\n]* \(ioctl/refused\)\n    demands ")
+
+    def test_requirements_in_both_directions(self):
+        page = self.run_suite("--requirements")
+        self.expect(page, 0, "| `claim/no-colon` | 3 | A name without ':' is its own prefix. | `claim.without-colon` |",
+                    "| `claim.without-colon` | 3 | `claim/no-colon` |")
+        ids = [line for line in self.run_suite("--list").stdout.splitlines() if not line.startswith(" ")]
+        below = page.stdout[page.stdout.index("## Tests and what they hold"):]
+        for one in ids:
+            self.assertIn("\n| `%s` | " % one, below)
+
+    def test_level_is_told_of_whole_runs_alone(self):
+        badge = os.path.join(self.scratch, "badge.json")
+        part = self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--badge", badge)
+        self.assertNotIn("Passed whole", part.stdout)
+        self.assertEqual(json.loads(pathlib.Path(badge).read_text())["message"], "level 0 of 5")
+
     def test_unwritable_report(self):
         self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--json", "/no/such/directory/file"), 2, "cannot write /no/such")
 
