@@ -8,6 +8,8 @@ from json_schema import SCHEMA, VALIDATOR, document_of
 from simhost_world import PLUGIN, SIMHOST, SimhostTest, main
 
 ARRAY = ["--server", "Kelvarpool:mediaA"]
+# Commands that need a world of their own: their own tests hold their documents against the schema.
+TRIED_ELSEWHERE = {"load", "load init", "load check", "load compare", "replay", "minimize"}
 IN_POOL = [*ARRAY, "--lsu", "pool1"]
 
 
@@ -82,7 +84,7 @@ class Documents(SimhostTest):
 
     def test_every_command_that_takes_the_option_is_tried_here(self):
         taking = {command for command in commands() if "--json" in help_of(*command.split())}
-        self.assertEqual(taking, set(self.invocations()))
+        self.assertEqual(taking - TRIED_ELSEWHERE, set(self.invocations()))
 
     def test_every_document_is_one_by_a_schema_of_its_commands_own(self):
         for command, (words, calls_plugin) in self.invocations().items():
