@@ -168,6 +168,20 @@ TEST(ConfigReaderLine, KeysAreMatchedWholeAndInUpperCase) {
     EXPECT_EQ(joined_names(reading.diskgroups[0].disks), "");
 }
 
+TEST(ConfigReaderLine, ByteNumber1023IsTheLast) {
+    const std::string key = "DISKS=";
+    for (const size_t room : {1U, 15U, 31U}) {  // bytes of the last name that the line has room for
+        std::string line = key;
+        while (line.size() + 2 <= 1023 - room)
+            line += "a,";
+        line.resize(1023 - room, ',');
+        const ConfigReading read("ENCLOSURE=g;\n" + line + std::string(40, 'b') + ";\n");
+        ASSERT_EQ(read.enclosures.size(), 1U);
+        const NameList &disks = *read.enclosures[0].disks;
+        EXPECT_STREQ(c_text(disks[disks.size() - 1]), std::string(room, 'b').c_str());
+    }
+}
+
 TEST(ConfigReaderLine, LongLineCountsAsSeveral) {
     // 1023 bytes are one line, the rest is the next: the unknown key stands in the third.
     EXPECT_EQ(ConfigReading(std::string(1500, 'x') + "\nFOO=1;\n").output, "Invalid line: 3\n");
