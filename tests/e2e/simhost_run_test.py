@@ -226,7 +226,8 @@ class Usage(SimhostTest):
                 (["image", "nothing"], 'unknown command "nothing"', "simhost image"),
                 (["pools", "--jsn"], 'unknown option "--jsn"; did you mean --json?', "simhost pools"),
                 (["pools", "-s", "x:y", "more"], 'unexpected argument "more"', "simhost pools"),
-                (["pools"], "--server is required", "simhost pools")):
+                (["pools"], "--server is required: name one, PREFIX:HOST, here or in the environment as SIMHOST_SERVER",
+                 "simhost pools")):
             done = subprocess.run([SIMHOST, *arguments], capture_output=True, check=False, text=True)
             self.assertEqual((done.returncode, done.stderr),
                              (2, f'simhost: {error}\nRun "{help_command} --help" for more information.\n'))
