@@ -7,12 +7,14 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
 
 #include "base/private_directory.h"
+#include "conformance/explore/explore_command.h"
 #include "conformance/report/badge.h"
 #include "conformance/report/report_html.h"
 #include "conformance/report/report_json.h"
@@ -139,6 +141,15 @@ int run(const Options &options) {
 
 int main(int argc, char **argv) {
     prepare_program();
+    if (argc > 1 && std::strcmp(argv[1], "explore") == 0) {
+        int status = not_testable;
+        try {
+            status = explore_command(argc - 1, argv + 1);
+        } catch (const std::exception &error) {
+            tell(error.what());
+        }
+        return status;
+    }
     Options options;
     switch (read_command_line(argc, argv, options)) {
         case CommandLine::done:

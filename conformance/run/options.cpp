@@ -12,6 +12,7 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
         "Tests a disk-storage plug-in against its interface.\n"
         "Exit status: 0 all tests passed, 1 some failed, 2 wrong usage or the library cannot be tested.",
         "stspi-conformance"};
+    app.footer("\"stspi-conformance explore\" looks for what no test has thought of: see its --help.");
     app.set_version_flag("--version", STSPI_VERSION);
     auto *plugin = app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library");
     app.add_flag("--list", options.list, "Print the tests and what each demands, run none");

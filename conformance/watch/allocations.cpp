@@ -97,6 +97,15 @@ AllocationWatch::AllocationWatch() {
 
 AllocationWatch::~AllocationWatch() { is_watching = false; }
 
+size_t AllocationWatch::bytes_kept() {
+    const Lock guard;
+    size_t bytes = 0;
+    for (const Block &block : blocks)
+        if (block.address != nullptr && block.address != &removed)
+            bytes += block.size;
+    return bytes;
+}
+
 std::vector<KeptMemory> AllocationWatch::kept() {
     is_watching = false;
     std::vector<KeptMemory> list(call_count);

@@ -22,6 +22,9 @@ public:
     AllocationWatch(const AllocationWatch &) = delete;
     AllocationWatch &operator=(const AllocationWatch &) = delete;
 
+    // Bytes that calls have allocated since the watch began and nobody has released; the watch goes on.
+    static size_t bytes_kept();
+
     // What calls have allocated since the watch began and nobody has released, the most blocks first.
     static std::vector<KeptMemory> kept();
 };

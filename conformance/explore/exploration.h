@@ -1,0 +1,44 @@
+// Plays histories on several processes at once until something is found.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "conformance/explore/history_process.h"
+
+namespace conformance {
+
+struct ExplorationPlan {
+    uint64_t seed = 1;
+    uint64_t first = 0;      // number of the first history
+    uint64_t histories = 0;  // how many at most; 0: as time allows
+    std::chrono::milliseconds time{60000};
+    size_t most_calls = 40;
+    unsigned jobs = 1;
+    std::chrono::milliseconds time_limit{10000};  // of one history
+};
+
+struct ExplorationResult {
+    uint64_t histories = 0;
+    uint64_t calls = 0;
+    double seconds = 0;
+    std::vector<unsigned> reached;   // by part of the model
+    std::optional<uint64_t> number;  // of the first history, in their order, in which something was found
+    HistoryFinding finding;
+};
+
+// base: an empty directory. Which history is told does not depend on the number of jobs. stopped is asked now and then.
+ExplorationResult explore(PluginCaller &caller, const ExplorationPlan &plan, const std::string &base,
+                          const std::string &array_name, const std::function<bool()> &stopped);
+
+// Whether a history's memory is watched.
+bool watches_memory(const History &history, uint64_t number);
+
+// A name that no other exploration on this machine uses at the same time.
+std::string own_name(unsigned job);
+
+}  // namespace conformance

@@ -1,0 +1,80 @@
+#include "conformance/explore/exploration_report.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "conformance/explore/history_maker.h"
+#include "conformance/model/reached.h"
+
+namespace conformance {
+
+namespace {
+
+const char *kind_name(HistoryFinding::Kind kind) {
+    switch (kind) {
+        case HistoryFinding::differs:
+            return "differs";
+        case HistoryFinding::crash:
+            return "crash";
+        case HistoryFinding::hang:
+            return "hang";
+        default:
+            return "none";
+    }
+}
+
+std::string finding_place(const History &history, const HistoryFinding &finding) {
+    const auto index = static_cast<size_t>(finding.call);
+    return index < history.calls.size() ? call_text(history.calls[index]) : "when all is closed";
+}
+
+std::vector<std::string> parts_not_reached(const ExplorationResult &result) {
+    std::vector<std::string> missing;
+    for (size_t i = 0; i < result.reached.size(); ++i)
+        if (result.reached[i] == 0)
+            missing.push_back(model::parts()[i]);
+    return missing;
+}
+
+}  // namespace
+
+std::string finding_text(const History &history, const HistoryFinding &finding) {
+    return fmt::format("{}\n  found     {} in {}\n  called    {}\n  expected  {}\n  got       {}\n",
+                       history_text(history), kind_name(finding.kind), finding.what, finding_place(history, finding),
+                       finding.expected, finding.got);
+}
+
+std::string figures_text(const ExplorationResult &result) {
+    const auto missing = parts_not_reached(result);
+    std::string text =
+        fmt::format("{} histories, {} calls in {:.1f} s; {} of {} parts of the model reached\n", result.histories,
+                    result.calls, result.seconds, result.reached.size() - missing.size(), result.reached.size());
+    for (const std::string &part : missing)
+        text += fmt::format("  not reached: {}\n", part);
+    return text;
+}
+
+std::string exploration_json(const ExplorationPlan &plan, const ExplorationResult &result, const History *history,
+                             const HistoryFinding &finding, const std::string &plugin) {
+    nlohmann::json out = {{"plugin", plugin},      {"seed", plan.seed},         {"histories", result.histories},
+                          {"calls", result.calls}, {"seconds", result.seconds}, {"finding", nullptr}};
+    for (size_t i = 0; i < result.reached.size(); ++i)
+        out["reached"][model::parts()[i]] = result.reached[i];
+    if (history != nullptr) {
+        auto calls = nlohmann::json::array();
+        for (const model::Call &call : history->calls)
+            calls.push_back(call_text(call));
+        out["finding"] = {{"history", *result.number},
+                          {"kind", kind_name(finding.kind)},
+                          {"what", finding.what},
+                          {"expected", finding.expected},
+                          {"got", finding.got},
+                          {"calls", calls},
+                          {"files", configuration_of(*history)}};
+    }
+    // What a plug-in says need not be UTF-8.
+    return out.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace conformance

@@ -1,0 +1,183 @@
+#include "conformance/explore/explore_command.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "base/private_directory.h"
+#include "conformance/calls/image_calls.h"
+#include "conformance/explore/exploration.h"
+#include "conformance/explore/exploration_report.h"
+#include "conformance/explore/history_maker.h"
+#include "conformance/explore/journal_of_calls.h"
+#include "conformance/explore/shrinking.h"
+#include "conformance/run/kept_directory.h"
+#include "conformance/run/surroundings.h"
+#include "conformance/run/test_process.h"
+
+namespace conformance {
+
+namespace {
+
+enum ExitStatus { nothing_found = 0, something_found = 1, wrong_usage = 2 };
+
+constexpr size_t most_tries_of_shrinking = 3000;
+
+struct Options {
+    std::string plugin;
+    ExplorationPlan plan;
+    unsigned seconds = 60;
+    unsigned time_limit_seconds = 10;
+    std::string keep;
+    std::string json_file;
+    bool has_time = false;
+};
+
+volatile std::sig_atomic_t stop_signal = 0;
+
+void stop_on(int signal_number) {
+    struct sigaction action {};
+    action.sa_handler = [](int number) { stop_signal = number; };
+    sigaction(signal_number, &action, nullptr);
+}
+
+bool read_options(int argc, char **argv, Options &options, int &status) {
+    options.plan.jobs = std::max(1U, std::thread::hardware_concurrency());
+    CLI::App app{
+        "Plays histories of calls that nobody wrote, and holds each answer against a model of the interface.\n"
+        "Exit status: 0 nothing found, 1 something found, 2 wrong usage or the library cannot be tested.",
+        "stspi-conformance explore"};
+    app.add_option("PLUGIN", options.plugin, "Path of the plug-in's shared library")->required();
+    app.add_option("--seed", options.plan.seed, "Which histories: the same seed plays the same ones")
+        ->capture_default_str();
+    auto *time = app.add_option("--time", options.seconds, "Seconds after which no more are played")
+                     ->check(CLI::Range(1U, 1000000U))
+                     ->capture_default_str();
+    app.add_option("--histories", options.plan.histories,
+                   "How many histories to play; without --time as long as they take");
+    app.add_option("--first", options.plan.first, "Number of the first history")->capture_default_str();
+    app.add_option("--steps", options.plan.most_calls, "Calls of a history at most, those of threads apart")
+        ->check(CLI::Range(3U, 100000U))
+        ->capture_default_str();
+    app.add_option("--jobs", options.plan.jobs, "Histories to play at the same time")
+        ->check(CLI::Range(1U, 64U))
+        ->capture_default_str();
+    app.add_option("--timeout", options.time_limit_seconds, "Seconds until a history is ended")
+        ->check(CLI::Range(1U, 86400U))
+        ->capture_default_str();
+    app.add_option("--json", options.json_file, "Write the result as JSON to this file");
+    app.add_option("--keep", options.keep,
+                   "Write what was found to this directory, which must be empty: configuration files, a journal of the "
+                   "calls, and a test in C++");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0) {
+            app.exit(error);
+            status = nothing_found;
+        } else {
+            std::fprintf(stderr,
+                         "stspi-conformance: %s\nRun \"stspi-conformance explore --help\" for more information.\n",
+                         error.what());
+            status = wrong_usage;
+        }
+        return false;
+    }
+    options.has_time = time->count() != 0;
+    options.plan.time =
+        std::chrono::seconds(options.plan.histories != 0 && !options.has_time ? 1000000 : options.seconds);
+    options.plan.time_limit = std::chrono::seconds(options.time_limit_seconds);
+    return true;
+}
+
+void put(const std::string &text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+void write_file(const std::string &path, const std::string &text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file)
+        throw std::runtime_error(fmt::format("cannot write {}", path));
+}
+
+void keep_all(const Options &options, HistoryProcess &process, const History &history, const HistoryFinding &finding) {
+    std::filesystem::create_directory(options.keep + "/etc");
+    for (const auto &[name, text] : configuration_of(expanded(history, process.places())))
+        write_file(fmt::format("{}/etc/{}.sim", options.keep, name), text);
+    write_file(options.keep + "/finding.txt", finding_text(history, finding));
+    write_file(options.keep + "/finding.cpp", test_text(history, finding));
+    process.play(history, false,
+                 [&] { return journal_of_calls(options.keep + "/finding.stspi", options.plugin, options.plan.seed); });
+}
+
+}  // namespace
+
+int explore_command(int argc, char **argv) {
+    Options options;
+    int status = wrong_usage;
+    if (!read_options(argc, argv, options, status))
+        return status;
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        stop_on(number);
+    options.plugin = std::filesystem::absolute(options.plugin).string();
+    if (!options.keep.empty()) {
+        options.keep = std::filesystem::absolute(options.keep).string();
+        make_empty_directory(options.keep);
+    }
+    if (!options.json_file.empty())
+        options.json_file = std::filesystem::absolute(options.json_file).string();
+    leave_unfitting_temporary_directory();
+    const PrivateDirectory directory("stspi-explore", AtEnd::remove_all);
+    chmod(directory.path().c_str(), 0711);
+    TestSettings settings;
+    settings.plugin = options.plugin;
+    settings.directory = directory.path();
+    settings.time_limit = options.plan.time_limit;
+    if (const std::string reason = why_not_testable(settings); !reason.empty())
+        throw std::runtime_error(reason);
+
+    prepare_test_process();
+    load_image_double();
+    PluginCaller caller(options.plugin);
+    const std::string array_name = array_name_of(caller, directory / "probe");
+    put(fmt::format("seed {}\n", options.plan.seed));
+    const ExplorationResult result =
+        explore(caller, options.plan, directory.path(), array_name, [] { return stop_signal != 0; });
+    HistoryFinding finding;
+    History history;
+    if (result.number) {
+        history = make_history(options.plan.seed, *result.number, options.plan.most_calls);
+        HistoryProcess process(caller, directory / "shrink", own_name(options.plan.jobs), array_name,
+                               options.plan.time_limit);
+        const bool memory = watches_memory(history, *result.number);
+        finding = process.play(history, memory);
+        put(fmt::format("history {} of {} calls: {}\n", *result.number, history.calls.size(),
+                        finding.kind == HistoryFinding::none ? "found once, and not again" : finding.what));
+        history = shrunk(
+            history, [&](const History &one) { return stop_signal == 0 && process.play(one, memory).is_like(finding); },
+            most_tries_of_shrinking);
+        finding = process.play(history, memory);
+        put(finding_text(history, finding));
+        if (!options.keep.empty())
+            keep_all(options, process, history, finding);
+    }
+    put(figures_text(result));
+    if (!options.json_file.empty())
+        write_file(options.json_file,
+                   exploration_json(options.plan, result, result.number ? &history : nullptr, finding, options.plugin));
+    if (stop_signal != 0)
+        throw std::runtime_error(fmt::format("stopped by signal {}", static_cast<int>(stop_signal)));
+    return result.number ? something_found : nothing_found;
+}
+
+}  // namespace conformance

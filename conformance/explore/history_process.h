@@ -1,0 +1,54 @@
+// Plays histories, each in a process of its own.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "conformance/explore/finding.h"
+#include "conformance/explore/history.h"
+#include "conformance/explore/mirror.h"
+#include "conformance/explore/plugin_caller.h"
+
+namespace conformance {
+
+class HistoryProcess {
+public:
+    // base: an empty directory for this object alone. The caller's library is loaded; it outlives this object. Changes the
+    // working directory of this process, and where it looks for configuration files.
+    HistoryProcess(PluginCaller &caller, const std::string &base, const std::string &own_name, std::string array_name,
+                   std::chrono::milliseconds time_limit);
+    ~HistoryProcess();
+    HistoryProcess(const HistoryProcess &) = delete;
+    HistoryProcess &operator=(const HistoryProcess &) = delete;
+
+    // The history's texts are not expanded yet.
+    HistoryFinding play(const History &history, bool watch_memory);
+
+    // As play, with a listener in the process that plays; in the end the listener is destroyed.
+    HistoryFinding play(const History &history, bool watch_memory,
+                        const std::function<std::unique_ptr<CallListener>()> &make_listener);
+
+    // Made by the last history, up to its finding.
+    uint64_t calls_made() const { return finding_->calls; }
+
+    const Places &places() const { return mirror_.places(); }
+
+private:
+    bool wait_for(int process);
+    HistoryFinding finding_of(int process, bool ended_in_time);
+
+    PluginCaller &caller_;
+    Mirror mirror_;
+    std::chrono::milliseconds time_limit_;
+    SharedFinding *finding_;
+    int output_;
+    int errors_;
+};
+
+// What a disk array of the plug-in is called on this machine: the machine's name with a domain behind it. Plays a few calls
+// in a process of its own below base; when they fail, gives the name that the model takes for granted.
+std::string array_name_of(PluginCaller &caller, const std::string &base);
+
+}  // namespace conformance

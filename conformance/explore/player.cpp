@@ -1,0 +1,230 @@
+#include "conformance/explore/player.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "conformance/calls/image_calls.h"
+#include "conformance/explore/comparison.h"
+#include "conformance/watch/allocations.h"
+#include "conformance/watch/process_state.h"
+#include "conformance/watch/sanitizers.h"
+#include "conformance/watch/standard_output.h"
+
+namespace conformance {
+
+using model::Call;
+using model::Expected;
+using model::Model;
+using model::Operation;
+
+namespace {
+
+// What a Copan array's LSU may take, which is never given back.
+constexpr size_t most_bytes_of_an_lsu = 512;
+
+void write_configuration(const std::string &path, const std::optional<std::string> &text) {
+    unlink(path.c_str());
+    if (!text)
+        return;
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (file < 0 || write(file, text->data(), text->size()) != static_cast<ssize_t>(text->size()))
+        std::abort();
+    close(file);
+}
+
+template <size_t Size>
+void put_text(char (&field)[Size], const std::string &text) {
+    const size_t length = std::min(text.size(), Size - 1);
+    std::memcpy(field, text.data(), length);
+    field[length] = '\0';
+}
+
+// Descriptors that a plug-in leaves open take the lowest numbers that are free.
+int lowest_free_descriptor() {
+    const int number = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (number >= 0)
+        close(number);
+    return number;
+}
+
+}  // namespace
+
+Player::Player(PluginCaller &caller, Mirror &mirror, SharedFinding &finding)
+    : caller_(caller), mirror_(mirror), finding_(finding) {}
+
+bool Player::found(int index, const std::string &what, const std::string &expected, const std::string &got) {
+    finding_.call = index;
+    put_text(finding_.what, what);
+    put_text(finding_.expected, collapsed(expected, mirror_.places()));
+    put_text(finding_.got, collapsed(got, mirror_.places()));
+    finding_.differs = 1;
+    return false;
+}
+
+bool Player::compare(const Call &call, const Expected &expected, const Observed &observed, int index) {
+    const auto differs = difference(call, expected, observed);
+    return !differs || found(index, fmt::format("{}: {}", model::entry_point_name(call), differs->aspect),
+                             differs->expected, differs->got);
+}
+
+bool Player::play_at_the_same_time(const std::vector<Call> &calls, size_t begin, size_t end, Model &model, int first) {
+    struct Step {
+        size_t index;
+        Expected expected;
+        Observed observed;
+    };
+    std::vector<Step> steps;
+    std::string expected_output;
+    for (size_t i = begin; i < end; ++i)
+        if (model.allows(calls[i])) {
+            steps.push_back({i, model.answer(calls[i]), {}});
+            expected_output += steps.back().expected.output;
+            // Whose output it is cannot be told.
+            steps.back().expected.output.clear();
+        }
+    finding_.call = first + static_cast<int>(begin);
+    std::vector<std::thread> threads;
+    threads.reserve(PluginCaller::THREADS);
+    for (size_t number = 1; number < PluginCaller::THREADS; ++number)
+        if (std::any_of(steps.begin(), steps.end(),
+                        [&](const Step &one) { return calls[one.index].thread == static_cast<int>(number); }))
+            threads.emplace_back([&, number] {
+                for (Step &one : steps)
+                    if (calls[one.index].thread == static_cast<int>(number))
+                        one.observed = caller_.make(calls[one.index], number);
+            });
+    for (std::thread &one : threads)
+        one.join();
+    finding_.calls += steps.size();
+    for (const Step &one : steps)
+        if (!compare(calls[one.index], one.expected, one.observed, first + static_cast<int>(one.index)))
+            return false;
+    std::string got = take_output();
+    std::sort(got.begin(), got.end());
+    std::sort(expected_output.begin(), expected_output.end());
+    return got == expected_output ||
+           found(first + static_cast<int>(begin), "threads: standard output", "what the calls print alone", "another");
+}
+
+bool Player::play_calls(const std::vector<Call> &calls, Model &model, int first) {
+    for (size_t i = 0; i < calls.size(); ++i) {
+        const Call &call = calls[i];
+        const int index = first + static_cast<int>(i);
+        if (call.thread != 0) {
+            size_t end = i + 1;
+            while (end < calls.size() && calls[end].thread != 0)
+                ++end;
+            if (!play_at_the_same_time(calls, i, end, model, first))
+                return false;
+            i = end - 1;
+            continue;
+        }
+        if (!model.allows(call))
+            continue;
+        finding_.call = index;
+        const Expected expected = model.answer(call);
+        if (call.operation == Operation::set_config) {
+            write_configuration(fmt::format("{}/{}.sim", mirror_.configuration_directory(), *call.name), call.text);
+            continue;
+        }
+        Observed observed = caller_.make(call, 0);
+        observed.output = take_output();
+        finding_.calls += 1;
+        if (!compare(call, expected, observed, index))
+            return false;
+    }
+    return true;
+}
+
+bool Player::play_once(const History &history) {
+    images().calls.clear();
+    const auto files = configuration_of(history);
+    for (const auto &[name, text] : files)
+        write_configuration(fmt::format("{}/{}.sim", mirror_.configuration_directory(), name), text);
+    for (int session = 0; session < model::SESSIONS; ++session) {
+        Call mask;
+        mask.operation = Operation::set_mask;
+        mask.session = session;
+        mask.numbers[0] = 0xff;
+        caller_.make(mask, 0);
+    }
+    Model model(mirror_, files, simulators_);
+    const int end = static_cast<int>(history.calls.size());
+    if (!play_calls(history.calls, model, 0) || !play_calls(model.closing_calls(), model, end))
+        return false;
+    copan_lsus_made_ += model.copan_lsus_made();
+    simulators_ = model.simulators();
+    return true;
+}
+
+bool Player::nothing_is_left(int index) {
+    finding_.call = index;
+    if (!caller_.sessions_are_unwritten())
+        return found(index, "session records", "as the framework left them", "written into");
+    if (const std::string text = mirror_.difference(); !text.empty())
+        return found(index, "what was made", "the same as the model", text);
+    siginfo_t child;
+    if (waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == 0)
+        return found(index, "child processes", "none", "one is left");
+    return true;
+}
+
+// The first times may take what is kept for good.
+bool Player::memory_is_released(const History &history, int index) {
+    const AllocationWatch watch;
+    size_t kept[4];
+    for (size_t &bytes : kept) {
+        copan_lsus_made_ = 0;
+        if (!play_once(history))
+            return false;
+        images().calls.clear();
+        bytes = AllocationWatch::bytes_kept();
+    }
+    const size_t allowed = copan_lsus_made_ * most_bytes_of_an_lsu;
+    if (kept[3] <= kept[2] + allowed || kept[2] <= kept[1] + allowed)
+        return true;
+    std::string text = fmt::format("{} bytes more each time", kept[3] - kept[2]);
+    for (const KeptMemory &one : AllocationWatch::kept())
+        text += fmt::format("\n    {} blocks, {} bytes: {}", one.blocks, one.bytes, one.call);
+    return found(index, "memory", "released when all is closed", text);
+}
+
+void Player::play(const History &history, bool watch_memory) {
+    const int index = static_cast<int>(history.calls.size());
+    const int descriptor = lowest_free_descriptor();
+    {
+        const ProcessState before;
+        if (!play_once(history))
+            return;
+        if (const auto changes = before.changes(); !changes.empty()) {
+            found(index, changes[0].what, changes[0].before, changes[0].now);
+            return;
+        }
+    }
+    if (lowest_free_descriptor() != descriptor) {
+        found(index, "open descriptors", "as before", "one more");
+        return;
+    }
+    if (!nothing_is_left(index))
+        return;
+    if (watch_memory) {
+        if (!memory_is_released(history, index))
+            return;
+        if (leaks_memory()) {
+            found(index, "memory", "released when all is closed", "the leak sanitizer tells what is lost");
+            return;
+        }
+    }
+    finding_.call = index;
+    finding_.finished = 1;
+}
+
+}  // namespace conformance
