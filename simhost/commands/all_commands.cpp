@@ -38,6 +38,8 @@
     COMMAND_OF(journal, stats)                \
     COMMAND_OF(journal, export)               \
     COMMAND_OF(journal, diff)                 \
+    COMMAND(replay)                           \
+    COMMAND(minimize)                         \
     COMMAND(help)
 
 #define DECLARE(name)           void add_##name##_command(CLI::App &app, CommandLine &line);

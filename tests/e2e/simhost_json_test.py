@@ -69,6 +69,9 @@ class Documents(SimhostTest):
             "faults apply": ([self.rules, "--settings", self.rules], False),
             "faults init": ([self.root / "new.rules"], False),
             "journal stats": ([self.root / "journal"], False),
+            "replay": ([self.root / "journal2", "--image-root", self.root / "again"], True),
+            "minimize": ([self.root / "journal2", "--image-root", self.root / "again", "--while", "status=success",
+                          "--output", self.root / "smallest"], True),
             "journal diff": ([self.root / "journal", self.root / "journal2"], False),
         }
 

@@ -1,0 +1,162 @@
+#include "simhost/replay/call_arguments.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "journal/items.h"
+#include "journal/side_files.h"
+
+using namespace journal;
+
+namespace {
+
+// Of a buffer for data more is not made: what is read into it is at most what the call asks for.
+constexpr uint64_t largest_buffer = uint64_t{1} << 30;
+
+ItemView view_of(const RecordedItem &item) { return {item.head, item.bytes}; }
+
+bool is_null(const std::vector<const RecordedItem *> &items) {
+    return items.size() == 1 && items.front()->head.type == ItemType::null;
+}
+
+// Whole records: their reserved bytes too, which a journal does not keep.
+size_t whole_size(const RecordType &type) {
+    const std::string name = type.name;
+    if (name == "session")
+        return sizeof(sts_session_def_v7_t);
+    if (name == "registration")
+        return sizeof(sts_registration_t);
+    if (name == "host")
+        return sizeof(sts_host_t);
+    if (name == "lsu_info")
+        return sizeof(sts_lsu_info_v9_t);
+    return std::max<size_t>(type.size, 1280);
+}
+
+}  // namespace
+
+CallArguments::CallArguments(const RecordedStep &step, const std::string &data_directory, const HandleNow &handle_now,
+                             const SessionNow &session_now)
+    : step_(step), data_directory_(data_directory), handle_now_(handle_now), session_now_(session_now) {
+    const EntryPoint &called = *journal::entry_point(step.entry_point);
+    for (uint8_t i = 0; i < called.argument_count; ++i) {
+        Items items;
+        for (const RecordedItem &item : step.arguments)
+            if (item.head.argument == i)
+                items.push_back(&item);
+        words_[i] = built(called.arguments[i], items);
+    }
+}
+
+uint64_t CallArguments::stored_handle() const { return handle_place_ == nullptr ? 0 : *handle_place_; }
+
+uint64_t CallArguments::pointer_to(std::string bytes) {
+    return reinterpret_cast<uint64_t>(memory_.emplace_back(std::move(bytes)).data());
+}
+
+uint64_t CallArguments::number_of_argument(uint8_t argument) const {
+    for (const RecordedItem &item : step_.arguments)
+        if (item.head.argument == argument && item.head.type == ItemType::number)
+            return view_of(item).word();
+    return 0;
+}
+
+uint64_t CallArguments::data_of(const RecordedItem &item) {
+    const DataItem data = view_of(item).data();
+    if (view_of(item).has(ITEM_SAVED)) {
+        std::ifstream file(data_directory_ + "/" + hash_name(data), std::ios::binary);
+        std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        if (bytes.size() == data.size)
+            return pointer_to(std::move(bytes));
+    }
+    // The same content each time, and another for another hash.
+    std::string bytes(std::min(data.size, largest_buffer), '\0');
+    uint64_t state = data.hash_high ^ data.hash_low ^ data.size;
+    for (char &byte : bytes) {
+        state = state * 6364136223846793005U + 1442695040888963407U;
+        byte = static_cast<char>(state >> 56);
+    }
+    return pointer_to(std::move(bytes));
+}
+
+void CallArguments::put_field(std::string &record, size_t base, const Field &field, const RecordedItem &item) {
+    const ItemView view = view_of(item);
+    const size_t place = base + field.offset;
+    if (view.head.type == ItemType::text || view.head.type == ItemType::bytes) {
+        const size_t length = std::min(view.bytes.size(), field.size);
+        std::memcpy(&record[place], view.bytes.data(), length);
+        if (length < field.size)
+            record[place + length] = '\0';
+        return;
+    }
+    const uint64_t word = field.type == FieldType::handle ? handle_now_(field.handle, view.word()) : view.word();
+    std::memcpy(&record[place], &word, std::min(field.size, sizeof word));
+}
+
+uint64_t CallArguments::record_of(const Argument &argument, const Items &items, size_t count) {
+    const RecordType &type = *argument.record;
+    const size_t size = whole_size(type);
+    std::string record(size * std::max<size_t>(count, 1), '\0');
+    size_t index = 0;
+    std::vector<bool> seen(type.field_count);
+    for (const RecordedItem *item : items) {
+        const uint8_t number = item->head.field;
+        if (number >= type.field_count || item->head.type == ItemType::data)
+            continue;
+        // Of several records back to back, the next begins when a field comes again.
+        if (seen[number]) {
+            seen.assign(type.field_count, false);
+            if (++index >= count)
+                break;
+        }
+        seen[number] = true;
+        put_field(record, index * size, type.fields[number], *item);
+    }
+    return pointer_to(std::move(record));
+}
+
+uint64_t CallArguments::built(const Argument &argument, const Items &items) {
+    if (is_null(items))
+        return 0;
+    switch (argument.kind) {
+        case ArgumentKind::number:
+        case ArgumentKind::number32:
+        case ArgumentKind::signed32:
+            return items.empty() ? 0 : view_of(*items.front()).word();
+        case ArgumentKind::handle:
+            return items.empty() ? 0 : handle_now_(argument.handle, view_of(*items.front()).word());
+        case ArgumentKind::text:
+            return items.empty() ? 0 : pointer_to(std::string(items.front()->bytes) + '\0');
+        case ArgumentKind::record:
+            if (std::strcmp(argument.record->name, "session") == 0) {
+                uint64_t values[3] = {};
+                for (const RecordedItem *item : items)
+                    if (item->head.field < 3)
+                        values[item->head.field] = view_of(*item).word();
+                return reinterpret_cast<uint64_t>(session_now_(values[0], values[1], static_cast<uint32_t>(values[2])));
+            }
+            return record_of(argument, items, 1);
+        case ArgumentKind::records:
+            return record_of(argument, items, static_cast<size_t>(number_of_argument(argument.size_argument)));
+        case ArgumentKind::data:
+            return items.empty() || items.front()->head.type != ItemType::data ? 0 : data_of(*items.front());
+        case ArgumentKind::out_handle:
+            handle_place_ = reinterpret_cast<const uint64_t *>(pointer_to(std::string(sizeof(uint64_t), '\0')));
+            return reinterpret_cast<uint64_t>(handle_place_);
+        case ArgumentKind::out_number:
+            return pointer_to(std::string(sizeof(uint64_t), '\0'));
+        case ArgumentKind::out_text:
+            return pointer_to(std::string(argument.text_size, '\0'));
+        case ArgumentKind::out_record:
+        case ArgumentKind::in_out_record:
+            return record_of(argument, items, 1);
+        case ArgumentKind::out_data:
+            return pointer_to(std::string(
+                static_cast<size_t>(std::min(number_of_argument(argument.size_argument), largest_buffer)), '\0'));
+        case ArgumentKind::ignored:
+            break;
+    }
+    return 0;
+}
