@@ -115,7 +115,9 @@ std::string Mirror::difference() const {
     std::vector<std::pair<std::string, std::string>> roots = {{places_.work, mirror_work_}};
     for (const char *end : {"", "1", "2", "3"})
         roots.emplace_back(below_tmp + places_.own + end, below_tmp + mirror_own_ + end);
-    for (const auto &[theirs, ours] : roots) {
+    for (const auto &root : roots) {
+        const std::string &theirs = root.first;
+        const std::string &ours = root.second;
         Tree got;
         Tree expected;
         add_tree(theirs, "", got, [&](const std::string &target) { return mirrored(target); });
