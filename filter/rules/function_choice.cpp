@@ -17,8 +17,7 @@ std::vector<std::string> known_functions(const std::string &pattern) {
 
 }  // namespace
 
-FunctionChoice::FunctionChoice(WordReader &words) {
-    m_word = words.take("the name of an entry point");
+FunctionChoice::FunctionChoice(WordReader &words) : m_word(words.take("the name of an entry point")) {
     std::string rest = m_word.text;
     while (!rest.empty()) {
         const size_t comma = rest.find(',');
