@@ -34,6 +34,10 @@
     COMMAND_OF(faults, apply)                 \
     COMMAND_OF(faults, init)                  \
     COMMAND(sweep)                            \
+    COMMAND(load)                             \
+    COMMAND_OF(load, init)                    \
+    COMMAND_OF(load, check)                   \
+    COMMAND_OF(load, compare)                 \
     COMMAND_OF(journal, show)                 \
     COMMAND_OF(journal, stats)                \
     COMMAND_OF(journal, export)               \
@@ -61,7 +65,7 @@ constexpr Group groups[] = {
     {"journal", "Read the journal of a plug-in's calls"},
 };
 
-// Each group is made where its first command stands.
+// Each group is made where its first command stands, unless it is a command itself.
 CLI::App &group_of(CLI::App &app, const char *name) {
     for (CLI::App *known : app.get_subcommands([name](const CLI::App *command) { return command->get_name() == name; }))
         return *known;

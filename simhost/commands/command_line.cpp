@@ -134,7 +134,7 @@ std::string usage_error_text(const CLI::App &app, const CLI::ParseError &failure
     std::string text = failure.what();
     if (const std::vector<std::string> unknown = command->remaining(); !unknown.empty())
         text = unknown_word(*command, unknown.front());
-    else if (!command->get_subcommands(nullptr).empty())
+    else if (command->get_require_subcommand_min() > 0)
         text = "a command is missing";
     else if (text == "--server is required")
         text += ": name one, PREFIX:HOST, here or in the environment as SIMHOST_SERVER";

@@ -20,11 +20,12 @@ def section(text, title):
 
 
 def commands(prefix=""):
-    """All commands that have no commands of their own."""
-    names = [line.split()[0] for line in section(help_of(prefix), "Commands")]
-    if not names:
-        return [prefix.strip()]
-    return [command for name in names for command in commands(f"{prefix} {name}")]
+    """All commands that do something by themselves."""
+    text = help_of(prefix)
+    names = [line.split()[0] for line in section(text, "Commands")]
+    below = [command for name in names for command in commands(f"{prefix} {name}")]
+    acts = not names or (prefix and len(section(text, "Options")) > 1)
+    return [prefix.strip()] * bool(acts) + below
 
 
 def help_entries(command):

@@ -1,0 +1,196 @@
+#include "simhost/load/data_blocks.h"
+
+#include <fmt/format.h>
+#include <xxhash.h>
+
+#include <algorithm>
+#include <bitset>
+#include <cstring>
+
+#include "simhost/load/draw.h"
+
+namespace {
+
+constexpr size_t sector_bytes = 512;
+constexpr size_t sectors = block_bytes / sector_bytes;
+constexpr uint64_t magic = 0x6b636f6c42646f4cU;
+constexpr uint64_t poison = 0xdeadf111edbadf0dU;
+constexpr size_t few_bits = 8;
+
+// At the start of every block. In the machine's own order of bytes: who reads is who wrote.
+struct Stamp {
+    uint64_t magic;
+    uint64_t seed;
+    uint64_t image;
+    uint64_t generation;
+    uint64_t offset;
+    uint64_t size;
+    uint64_t check;
+};
+
+uint64_t check_of(const Stamp &stamp) { return XXH3_64bits(&stamp, offsetof(Stamp, check)); }
+
+Stamp stamp_of(uint64_t seed, const Content &content, uint64_t offset) {
+    Stamp stamp = {magic, seed, content.image, content.generation, offset, content.size, 0};
+    stamp.check = check_of(stamp);
+    return stamp;
+}
+
+// What stands at the start of each later sector.
+uint64_t tag_of(uint64_t check, size_t sector) { return (check ^ sector) * 0x9e3779b97f4a7c15U; }
+
+Stamp stamp_in(const char *block) {
+    Stamp stamp;
+    std::memcpy(&stamp, block, sizeof stamp);
+    return stamp;
+}
+
+bool is_whole(const Stamp &stamp) { return stamp.magic == magic && stamp.check == check_of(stamp); }
+
+uint64_t word_at(const char *bytes) {
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+size_t different_bits(const char *a, const char *b, size_t length) {
+    size_t bits = 0;
+    for (size_t i = 0; i < length; ++i)
+        bits += std::bitset<8>(static_cast<unsigned char>(a[i] ^ b[i])).count();
+    return bits;
+}
+
+bool is_all_zero(const char *bytes, size_t length) {
+    return std::all_of(bytes, bytes + length, [](char byte) { return byte == 0; });
+}
+
+// How many of the sectors behind the first carry the tags of a block.
+size_t tags_that_match(const char *block, uint64_t check) {
+    size_t matching = 0;
+    for (size_t sector = 1; sector < sectors; ++sector)
+        if (word_at(block + sector * sector_bytes) == tag_of(check, sector))
+            ++matching;
+    return matching;
+}
+
+}  // namespace
+
+DataBlocks::DataBlocks(uint64_t seed, uint64_t chunk_bytes, unsigned compressible_percent)
+    : m_seed(seed),
+      m_period((chunk_bytes + block_bytes - 1) / block_bytes),
+      m_blocks((2 * m_period + 1) * block_bytes),
+      m_read((m_period + 1) * block_bytes) {
+    Draw draw(seed, 0, 0);
+    const size_t random_bytes = sector_bytes * (100 - compressible_percent) / 100;
+    for (size_t start = 0; start < m_period * block_bytes; start += sector_bytes)
+        for (size_t i = 0; i < random_bytes; i += sizeof(uint64_t)) {
+            const uint64_t word = draw.next();
+            std::memcpy(m_blocks.data() + start + i, &word, std::min(sizeof word, random_bytes - i));
+        }
+    for (size_t block = m_period; block <= 2 * m_period; ++block)
+        std::memcpy(m_blocks.data() + block * block_bytes, m_blocks.data() + block % m_period * block_bytes,
+                    block_bytes);
+}
+
+void DataBlocks::stamp(char *block, const Content &content, uint64_t offset) const {
+    const Stamp stamp = stamp_of(m_seed, content, offset);
+    std::memcpy(block, &stamp, sizeof stamp);
+    for (size_t sector = 1; sector < sectors; ++sector) {
+        const uint64_t tag = tag_of(stamp.check, sector);
+        std::memcpy(block + sector * sector_bytes, &tag, sizeof tag);
+    }
+}
+
+const char *DataBlocks::data(const Content &content, uint64_t offset, uint64_t length) {
+    const uint64_t first = offset / block_bytes;
+    const uint64_t end = (offset + length + block_bytes - 1) / block_bytes;
+    char *start = m_blocks.data() + first % m_period * block_bytes;
+    for (uint64_t block = first; block < end; ++block)
+        stamp(start + (block - first) * block_bytes, content, block * block_bytes);
+    return start + offset % block_bytes;
+}
+
+char *DataBlocks::read_buffer(uint64_t offset, uint64_t length) {
+    char *start = m_read.data() + offset % block_bytes;
+    // Each sector's tag, and the first bytes of all.
+    std::memcpy(start, &poison, std::min<uint64_t>(sizeof poison, length));
+    const uint64_t first = (sector_bytes - offset % sector_bytes) % sector_bytes;
+    for (uint64_t place = first; place + sizeof poison <= length; place += sector_bytes)
+        std::memcpy(start + place, &poison, sizeof poison);
+    return start;
+}
+
+std::optional<BlockFault> DataBlocks::check(const char *bytes, const Content &content, uint64_t offset, uint64_t length,
+                                            bool earlier_were_right) {
+    const char *right = data(content, offset, length);
+    if (std::memcmp(bytes, right, length) == 0)
+        return std::nullopt;
+    for (uint64_t done = 0; done < length;) {
+        const size_t from = (offset + done) % block_bytes;
+        const size_t part = std::min<uint64_t>(block_bytes - from, length - done);
+        if (std::memcmp(bytes + done, right + done, part) != 0)
+            return diagnose(bytes + done, right + done, content, offset + done - from, from, part,
+                            earlier_were_right || done > 0);
+        done += part;
+    }
+    return std::nullopt;
+}
+
+std::optional<Content> DataBlocks::told(const char *first_bytes, uint64_t length) const {
+    if (length < sizeof(Stamp))
+        return std::nullopt;
+    const Stamp stamp = stamp_in(first_bytes);
+    if (!is_whole(stamp) || stamp.seed != m_seed || stamp.offset != 0)
+        return std::nullopt;
+    return Content{stamp.image, stamp.generation, stamp.size};
+}
+
+// A block whose stamp is whole, and not the one that belongs here.
+std::optional<BlockFault> DataBlocks::other_identity(const char *bytes, const Content &content, uint64_t offset,
+                                                     bool earlier_were_right) const {
+    const Stamp stamp = stamp_in(bytes);
+    if (!is_whole(stamp))
+        return std::nullopt;
+    if (stamp.seed != m_seed)
+        return BlockFault{PromiseKind::foreign_block, offset, fmt::format("it is of a run with seed {}", stamp.seed)};
+    if (stamp.image != content.image)
+        return BlockFault{PromiseKind::foreign_block, offset, fmt::format("it is of image number {}", stamp.image)};
+    if (stamp.generation != content.generation)
+        return BlockFault{earlier_were_right ? PromiseKind::mixed_generations : PromiseKind::stale_block, offset,
+                          fmt::format("it is of generation {}, not {}", stamp.generation, content.generation)};
+    if (stamp.offset != offset)
+        return BlockFault{PromiseKind::misplaced_block, offset,
+                          fmt::format("it is the one of offset {}", stamp.offset)};
+    return std::nullopt;
+}
+
+BlockFault DataBlocks::diagnose(const char *bytes, const char *right, const Content &content, uint64_t offset,
+                                size_t from, size_t length, bool earlier_were_right) const {
+    for (size_t place = (sector_bytes - from % sector_bytes) % sector_bytes; place + sizeof poison <= length;
+         place += sector_bytes)
+        if (word_at(bytes + place) == poison)
+            return {PromiseKind::unfilled, offset, fmt::format("nothing was read at byte {}", offset + from + place)};
+    if (is_all_zero(bytes, length))
+        return {PromiseKind::lost_block, offset, "it is zeros"};
+    const size_t bits = different_bits(bytes, right, length);
+    if (bits <= few_bits)
+        return {PromiseKind::flipped_bits, offset,
+                fmt::format("{} of its bits {} wrong", bits, bits == 1 ? "is" : "are")};
+    if (from != 0 || length < block_bytes)
+        if (from != 0 || length < sizeof(Stamp))
+            return {PromiseKind::foreign_block, offset, fmt::format("{} of its bits are wrong", bits)};
+    const Stamp stamp = stamp_in(bytes);
+    const uint64_t right_check = stamp_of(m_seed, content, offset).check;
+    const bool has_tags = length == block_bytes;
+    if (has_tags && is_whole(stamp)) {
+        if (tags_that_match(bytes, stamp.check) < sectors - 1)
+            return {PromiseKind::torn_block, offset, "its sectors are of different blocks"};
+    } else if (has_tags && tags_that_match(bytes, right_check) > 0) {
+        return {PromiseKind::torn_block, offset, "a part of it is something else"};
+    }
+    if (auto other = other_identity(bytes, content, offset, earlier_were_right))
+        return *other;
+    if (is_whole(stamp))
+        return {PromiseKind::flipped_bits, offset, fmt::format("{} of its bits are wrong", bits)};
+    return {PromiseKind::foreign_block, offset, "it is no block of such a run"};
+}
