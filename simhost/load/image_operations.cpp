@@ -146,8 +146,8 @@ void ImageOperations::expire(uint64_t image) {
         look_from_outside(image);
         return;
     }
-    if (record.state == ImageState::present)
-        m_stream.ledger().begin_deleting(image);
+    // From here on it may be gone, whatever it was.
+    m_stream.ledger().begin_deleting(image);
     const sts_image_definition_t *name = definition(image);
     const int32_t status = m_stream.calls().call(
         LoadedCall::delete_image, image, 0, 0, [&] { return m_stream.entry().delete_image(m_stream.lsu(), name, 0); });
