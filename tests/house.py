@@ -27,6 +27,7 @@ LONG_FILES = {
     "conformance/tests/lsu_lists.cpp": "the tests of one family of entry points",
     "conformance/tests/config_reader.cpp": "the tests of one reader",
     "simhost/journal/timeline_style.h": "a style sheet",
+    "simhost/load/image_operations.cpp": "one operation a function, all on one image and its record",
     "tests/unit/lsu/lsu_list_test.cpp": "the tests of one family of entry points",
     "tests/unit/stsimage/fault_test.cpp": "the tests of one family of failures",
     "tests/unit/stsimage/hostile_test.cpp": "the tests of one family of inputs",

@@ -77,11 +77,17 @@ bool ImageOperations::write(uint64_t image, sts_image_handle_t handle, const Con
 // Whatever the close answers, an image whose writing failed must not be there. With rules of faults in force the image library
 // may not know that a write failed: then the close makes an image of what it has, and who wrote it takes it away.
 void ImageOperations::finish(uint64_t image, sts_image_handle_t handle, bool complete) {
+    if (!complete && m_stream.target().is_filtered()) {
+        // Where the plug-in was not asked to write, its close may well publish a part.
+        m_stream.ledger().begin_spoilt(image);
+        close(image, handle);
+        expire(image);
+        return;
+    }
     if (!complete) {
         if (close(image, handle) == 0) {
-            if (!m_stream.target().is_filtered())
-                m_stream.broken(PromiseKind::visible_failed, image,
-                                "its writing failed, and its close says that all is well");
+            m_stream.broken(PromiseKind::visible_failed, image,
+                            "its writing failed, and its close says that all is well");
             m_stream.ledger().begin_closing(image);
             expire(image);
             return;
@@ -147,7 +153,8 @@ void ImageOperations::expire(uint64_t image) {
         return;
     }
     // From here on it may be gone, whatever it was.
-    m_stream.ledger().begin_deleting(image);
+    if (record.state != ImageState::spoilt)
+        m_stream.ledger().begin_deleting(image);
     const sts_image_definition_t *name = definition(image);
     const int32_t status = m_stream.calls().call(
         LoadedCall::delete_image, image, 0, 0, [&] { return m_stream.entry().delete_image(m_stream.lsu(), name, 0); });
@@ -251,6 +258,10 @@ int32_t ImageOperations::read_call(uint64_t image, sts_image_handle_t handle, ch
 std::optional<Content> ImageOperations::expected_content(uint64_t image, const Reading &reading) {
     if (reading.before.word == reading.after.word && reading.before.state == ImageState::present)
         return reading.before.content;
+    // What rules did to its writing meanwhile, nobody knows.
+    if (m_stream.target().is_filtered() &&
+        (reading.before.word != reading.after.word || reading.before.state == ImageState::spoilt))
+        return std::nullopt;
     const uint64_t length = std::min<uint64_t>(block_bytes, m_stream.workload().chunk_bytes);
     char *buffer = m_blocks.read_buffer(0, length);
     uint64_t got = 0;
@@ -369,6 +380,8 @@ ImageOperations::Found ImageOperations::find_out(uint64_t image, const ImageReco
         found = Found::new_content;
     else if (record.had_content && holds(record.content))
         found = Found::old_content;
+    else if (read == 0 && record.state == ImageState::spoilt)
+        found = Found::cannot_tell;
     else if (read == 0 && record.state != ImageState::writing)
         m_stream.broken(PromiseKind::foreign_block, image, "it holds neither its old content nor its new one");
     else if (read == 0 && record.had_content)

@@ -27,7 +27,8 @@ bool ImageRecord::must_not_be_there() const {
 }
 
 bool ImageRecord::is_under_way() const {
-    return state == ImageState::writing || state == ImageState::closing || state == ImageState::deleting;
+    return state == ImageState::writing || state == ImageState::closing || state == ImageState::deleting ||
+           state == ImageState::spoilt;
 }
 
 bool ImageRecord::may_hold(const Content &other) const {
@@ -89,6 +90,8 @@ void Ledger::begin_writing(uint64_t image, const Content &content) {
 void Ledger::begin_closing(uint64_t image) { change(image, ImageState::closing, read(image).had_content, false); }
 
 void Ledger::begin_deleting(uint64_t image) { change(image, ImageState::deleting, true, false); }
+
+void Ledger::begin_spoilt(uint64_t image) { change(image, ImageState::spoilt, read(image).had_content, false); }
 
 void Ledger::acknowledge_content(uint64_t image) { change(image, ImageState::present, false, true); }
 

@@ -17,13 +17,14 @@ enum class ImageState : uint8_t {
     writing,   // what was there before must be; nothing of the new content may be seen
     closing,   // either
     deleting,  // either what was there before, or nothing
+    spoilt,  // a fault rule made its writing fail, of which the plug-in knows nothing: anything may be there until it is deleted
 };
 
 // What is known of an image at one time.
 struct ImageRecord {
     uint64_t word = 0;  // differs whenever something has changed
     ImageState state = ImageState::never_written;
-    bool had_content = false;  // writing, closing, deleting: there is an older content
+    bool had_content = false;  // while it is under way: there is an older content
     Content content;           // the one that is there; while there is none, the latest
     Content coming;            // writing, closing
 
@@ -50,6 +51,7 @@ public:
     void begin_writing(uint64_t image, const Content &content);
     void begin_closing(uint64_t image);
     void begin_deleting(uint64_t image);
+    void begin_spoilt(uint64_t image);
     void acknowledge_content(uint64_t image);
     void acknowledge_deletion(uint64_t image);
     // The writing failed before the close, or the deletion did nothing: what was before is what is.

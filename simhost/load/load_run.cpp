@@ -213,6 +213,15 @@ void LoadRun::take_point(const std::function<void(const TimePoint &)> &watch) {
         point.heap_bytes += state.heap_bytes;
         point.threads += state.threads;
     }
+    if (!any_alive() && !m_outcome.points.empty()) {
+        // After the end nothing is in use any more, which would look like a fall.
+        const TimePoint &last = m_outcome.points.back();
+        point.handles = last.handles;
+        point.descriptors = last.descriptors;
+        point.resident_bytes = last.resident_bytes;
+        point.heap_bytes = last.heap_bytes;
+        point.threads = last.threads;
+    }
     m_outcome.points.push_back(point);
     watch(point);
 }
