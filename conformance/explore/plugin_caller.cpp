@@ -135,10 +135,12 @@ PluginCaller::PluginCaller(const std::string &path) : library_(path, RTLD_NOW | 
 PluginCaller::~PluginCaller() { images().answer = nullptr; }
 
 bool PluginCaller::sessions_are_unwritten() const {
-    for (size_t i = 0; i < sessions_.size(); ++i)
-        if (sessions_[i]->is_margin_changed() ||
-            std::memcmp(sessions_[i]->bytes().data(), &sessions_before_[i], sizeof sessions_before_[i]) != 0)
+    for (size_t i = 0; i < sessions_.size(); ++i) {
+        // All of its bytes, those between the fields too.
+        const std::string before(reinterpret_cast<const char *>(&sessions_before_[i]), sizeof sessions_before_[i]);
+        if (sessions_[i]->is_margin_changed() || before != sessions_[i]->bytes())
             return false;
+    }
     return true;
 }
 
