@@ -94,10 +94,9 @@ std::vector<Call> Model::closing_calls() const {
     std::vector<Call> calls;
     calls.reserve(lists_.size() + servers_.size());
     const auto close = [&](Operation operation, int id) {
-        Call call;
+        Call &call = calls.emplace_back();
         call.operation = operation;
         call.handle = id;
-        calls.push_back(std::move(call));
     };
     for (const auto &[id, list] : lists_)
         close(Operation::close_lsu_list, id);
