@@ -36,7 +36,7 @@ while read -r binary; do
     readelf -dW "$binary" | grep -qE 'BIND_NOW|FLAGS.*NOW' || { echo "$binary: bound late"; exit 1; }
 done <"$work/binaries"
 for name in simhost libstspi_kelvarpool.so libstsimage.so; do
-    binary=$(grep "/$name\$" "$work/binaries")
+    binary=$(grep -v /stspi-conformance/ "$work/binaries" | grep "/$name\$")  # the suite has doubles of its own
     for function in __stack_chk_fail '_chk@'; do
         readelf -sW --dyn-syms "$binary" | grep -q "$function" || { echo "$binary: no $function"; exit 1; }
     done
