@@ -38,7 +38,7 @@ void add_filter_options(CLI::App &command, FilterOptions &options) {
         ->type_name("FILE");
 }
 
-void add_host_options(CLI::App &command, HostOptions &options) {
+void add_plugin_options(CLI::App &command, HostOptions &options) {
     command
         .add_option(
             "-p,--plugin", options.plugin,
@@ -59,6 +59,10 @@ void add_host_options(CLI::App &command, HostOptions &options) {
         ->type_name("DIR")
         ->envname("SIMHOST_CONFIG_DIR")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+}
+
+void add_host_options(CLI::App &command, HostOptions &options) {
+    add_plugin_options(command, options);
     add_filter_options(command, options.filter);
 }
 

@@ -32,7 +32,9 @@ CLI::Option *add_json_option(CLI::App &command, OutputOptions &options);
 void add_output_options(CLI::App &command, OutputOptions &options);
 // Adds --faults, --expect-all and --record.
 void add_filter_options(CLI::App &command, FilterOptions &options);
-// Adds the choice of the plug-in and of its surroundings, and the filter's options.
+// Adds the choice of the plug-in and of its surroundings.
+void add_plugin_options(CLI::App &command, HostOptions &options);
+// The same, and the filter's options.
 void add_host_options(CLI::App &command, HostOptions &options);
 
 // Adds --no-progress.

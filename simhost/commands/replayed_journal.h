@@ -8,10 +8,7 @@
 
 struct ReplayOptions {
     std::string journal;
-    std::string plugin;  // empty: default_plugin_path()
-    std::string image_library;
-    std::string image_root;
-    std::string config_dir;
+    HostOptions host;  // without a filter
     std::string pace = "max";
     unsigned timeout_seconds = 60;
 };

@@ -21,20 +21,6 @@ bool is_null(const std::vector<const RecordedItem *> &items) {
     return items.size() == 1 && items.front()->head.type == ItemType::null;
 }
 
-// Whole records: their reserved bytes too, which a journal does not keep.
-size_t whole_size(const RecordType &type) {
-    const std::string name = type.name;
-    if (name == "session")
-        return sizeof(sts_session_def_v7_t);
-    if (name == "registration")
-        return sizeof(sts_registration_t);
-    if (name == "host")
-        return sizeof(sts_host_t);
-    if (name == "lsu_info")
-        return sizeof(sts_lsu_info_v9_t);
-    return std::max<size_t>(type.size, 1280);
-}
-
 }  // namespace
 
 CallArguments::CallArguments(const RecordedStep &step, const std::string &data_directory, const HandleNow &handle_now,
@@ -97,7 +83,7 @@ void CallArguments::put_field(std::string &record, size_t base, const Field &fie
 
 uint64_t CallArguments::record_of(const Argument &argument, const Items &items, size_t count) {
     const RecordType &type = *argument.record;
-    const size_t size = whole_size(type);
+    const size_t size = type.whole_size;
     std::string record(size * std::max<size_t>(count, 1), '\0');
     size_t index = 0;
     std::vector<bool> seen(type.field_count);
