@@ -5,16 +5,19 @@
 
 #include <cerrno>
 
+#include "base/thread_value.h"
+
 namespace filter {
 
 namespace {
 
 constexpr uint64_t page = 4096;
 
+base::ThreadValue known_readable;
+
 // Whether the page after the one that a thread's stack pointer is in can be read, remembered for the latest one.
 bool is_page_readable(uint64_t address) {
-    static thread_local uint64_t known = 0;
-    if (known == address)
+    if (known_readable.get() == address)
         return true;
     char byte = 0;
     const int error = errno;
@@ -23,7 +26,7 @@ bool is_page_readable(uint64_t address) {
     const bool readable = process_vm_readv(getpid(), &here, 1, &there, 1, 0) == 1;
     errno = error;
     if (readable)
-        known = address;
+        known_readable.set(address);
     return readable;
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "base/thread_value.h"
 #include "filter/chance.h"
 #include "filter/ledger/text_hash.h"
 #include "filter/ledger/wall_clock.h"
@@ -9,11 +10,19 @@
 
 namespace filter {
 
+namespace {
+
+base::ThreadValue own_number;
+
+}  // namespace
+
 uint64_t thread_number() {
     static std::atomic<uint64_t> last{0};
-    static thread_local uint64_t own = 0;
-    if (own == 0)
+    uint64_t own = own_number.get();
+    if (own == 0) {
         own = last.fetch_add(1, std::memory_order_relaxed) + 1;
+        own_number.set(own);
+    }
     return own;
 }
 

@@ -1,12 +1,13 @@
 #include "filter/session_watch.h"
 
+#include "base/thread_value.h"
 #include "filter/caller_memory.h"
 
 namespace filter {
 
 namespace {
 
-thread_local journal::CallNumber call_of_thread = 0;
+base::ThreadValue call_of_thread;
 
 // Written only when it changes: other threads may be in the plug-in with this session.
 void take_mask(sts_session_def_v7_t &record, const sts_session_def_v7_t &original) {
@@ -17,8 +18,8 @@ void take_mask(sts_session_def_v7_t &record, const sts_session_def_v7_t &origina
 }  // namespace
 
 journal::CallNumber SessionWatch::enter(journal::CallNumber call) {
-    const journal::CallNumber before = call_of_thread;
-    call_of_thread = call;
+    const journal::CallNumber before = call_of_thread.get();
+    call_of_thread.set(call);
     return before;
 }
 
@@ -49,7 +50,7 @@ void SessionWatch::refresh(const sts_session_def_v7_t *session) {
 // The caller's members are read afresh for every message, as the plug-in would have read them.
 void SessionWatch::log(uint64_t context, const char *message, int32_t level) {
     auto *watched = reinterpret_cast<Watched *>(context);  // NOLINT(performance-no-int-to-ptr)
-    watched->journal->log(call_of_thread, level, message == nullptr ? "" : message);
+    watched->journal->log(call_of_thread.get(), level, message == nullptr ? "" : message);
     const sts_session_def_v7_t &original = *watched->original;
     if (original.log_function != nullptr)
         original.log_function(original.log_context, message, level);

@@ -5,6 +5,8 @@
 
 #include <atomic>
 
+#include "base/thread_value.h"
+
 namespace journal {
 
 namespace {
@@ -12,11 +14,8 @@ namespace {
 std::atomic<uint32_t> fork_counter{0};
 std::atomic<uint32_t> own_process{0};
 
-struct Known {
-    uint32_t fork;
-    uint32_t tid;
-};
-thread_local Known known_thread = {0, 0};
+// The count of forks in the upper half, the thread in the lower.
+base::ThreadValue known_thread;
 
 void in_child() {
     own_process.store(static_cast<uint32_t>(getpid()), std::memory_order_relaxed);
@@ -35,10 +34,13 @@ void watch_forks() noexcept {
 uint32_t fork_count() noexcept { return fork_counter.load(std::memory_order_acquire); }
 
 Identity identity() noexcept {
-    const uint32_t fork = fork_count();
-    if (known_thread.tid == 0 || known_thread.fork != fork)
-        known_thread = {fork, static_cast<uint32_t>(gettid())};
-    return {own_process.load(std::memory_order_relaxed), known_thread.tid};
+    const uint64_t fork = fork_count();
+    uint64_t known = known_thread.get();
+    if (known == 0 || known >> 32 != fork) {
+        known = fork << 32 | static_cast<uint32_t>(gettid());
+        known_thread.set(known);
+    }
+    return {own_process.load(std::memory_order_relaxed), static_cast<uint32_t>(known)};
 }
 
 }  // namespace journal

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "base/thread_value.h"
+
 namespace journal {
 
 namespace {
@@ -18,8 +20,8 @@ struct Range {
     uintptr_t end;
 };
 
-// Trivial to destroy: a thread's object with a destructor would keep the library from being unloaded.
-thread_local Range own_stack = {0, 0};
+base::ThreadValue own_stack_begin;
+base::ThreadValue own_stack_end;
 
 Range find_own_stack() noexcept {
     Range range = {1, 1};
@@ -36,10 +38,13 @@ Range find_own_stack() noexcept {
 
 // Between the frame of this function and the stack's far end: below it, pages may be missing.
 bool is_on_own_stack(uintptr_t begin, uintptr_t end) noexcept {
+    Range own_stack = {own_stack_begin.get(), own_stack_end.get()};
     if (own_stack.end == 0) {
         const int saved = errno;
         own_stack = find_own_stack();
         errno = saved;
+        own_stack_begin.set(own_stack.begin);
+        own_stack_end.set(own_stack.end);
     }
     const auto here = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
     return here >= own_stack.begin && begin >= here && end <= own_stack.end;
