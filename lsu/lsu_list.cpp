@@ -55,7 +55,6 @@ int32_t next_name(const LsuListHandle &list, char *out_name) {
 // A list that goes with its server when nobody closes it.
 std::unique_ptr<LsuListHandle> new_list(ServerHandle &server) {
     auto list = std::make_unique<LsuListHandle>();
-    list->server = &server;
     list->place = server.open_lists.enter(list.get());
     return list;
 }
@@ -67,6 +66,7 @@ int32_t stspi_open_lsu_list(sts_server_handle_t handle, const void *, sts_lsu_li
         return STS_E_INVALID_PARAMETER;
     const TraceObject trace(handle->session, "stspi_open_lsu_list");
     LsuListHandle &list = *(*out_list = new_list(*handle).release());
+    list.server = handle;
     if (handle->disk_array != nullptr) {
         if (handle->handle_kind != multi_host) {
             log_error(handle->session, "For ZEPH plugins list of hosts is expected for getPoolLSUList");
@@ -90,11 +90,10 @@ int32_t stspi_open_dynamic_lsu_list(const stsp_lsu_v7_t *lsu, sts_lsu_list_handl
         log_error(lsu->server->session, "open_dynamic_lsu_list is not supported for non-ZEPH storages");
         return STS_E_INVALID_PARAMETER;
     }
-    LsuListHandle &list = *(*out_list = new LsuListHandle);
+    LsuListHandle &list = *(*out_list = new_list(*lsu->server).release());
     const diskgroup_t *group = lsu->server->disk_array->getPoolLSUInfo(FieldText(lsu->lsu_name).c_str());
     if (group == nullptr)
-        return STS_E_NO_SERVER;
-    list.place = lsu->server->open_lists.enter(&list);
+        return STS_E_NO_SERVER;  // the list stays stored, without its server
     list.server = lsu->server;
     list.dynamic_names = group->volumes;
     list.kind = dynamic_list;

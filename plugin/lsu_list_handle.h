@@ -22,5 +22,5 @@ struct LsuListHandle {
     std::unique_ptr<const DiskGroupTable> pool_list;  // left with the server when the list is closed
     const NameList *dynamic_names = nullptr;          // the disk array's
     const std::vector<LSU *> *copan_lsus = nullptr;   // the Copan server's
-    OpenLists::Place *place = nullptr;                // in the server's open lists; null for an unknown pool
+    OpenLists::Place *place = nullptr;                // in the server's open lists
 };

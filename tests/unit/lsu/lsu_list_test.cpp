@@ -239,10 +239,12 @@ TEST_F(LsuList, ListsThatNobodyClosesGoWithTheirServer) {
     const OpenedServer single_host(nullptr, "Kelvarpool:a");
     const OpenedServer copan(nullptr, "copan:arr1");
     const stsp_lsu_v7_t lsu = array.lsu("p1");
+    const stsp_lsu_v7_t unknown = array.lsu("unknown");
     for (int i = 0; i < 3; ++i) {
         sts_lsu_list_handle_t list = nullptr;
         EXPECT_EQ(stspi_open_lsu_list(array.handle(), nullptr, &list), 0);
         EXPECT_EQ(stspi_open_dynamic_lsu_list(&lsu, &list), 0);
+        EXPECT_EQ(stspi_open_dynamic_lsu_list(&unknown, &list), STS_E_NO_SERVER);
         EXPECT_EQ(stspi_open_lsu_list(copan.handle(), nullptr, &list), 0);
         EXPECT_EQ(stspi_open_lsu_list(single_host.handle(), nullptr, &list), STS_E_INVALID_PARAMETER);
         const OpenedList closed(array);
