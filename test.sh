@@ -2,16 +2,17 @@
 # Runs every check and every test. Installs what is missing (with sudo when not root) and builds below build/.
 # Usage: ./test.sh            everything: lint, then the presets clang, tsan, asan and dev
 #        ./test.sh quick      a first verdict: format, rules of the house, one build, unit tests
-#        ./test.sh STEP...    only these: quick, lint, or a preset: dev, clang, asan, tsan; arm64 and s390x, for those
-#                             processors under qemu, only so
+#        ./test.sh STEP...    only these: quick, lint, or a preset: dev, clang, asan, tsan; and, only so, arm64 and s390x
+#                             for those processors under qemu, roots for the first commands of the README in fresh roots
+#                             of Debian 12 and 13, as root and as an ordinary user
 set -eu
 cd "$(dirname "$0")"
 
 steps=${*:-lint clang tsan asan dev}
 for step in $steps; do
     case $step in
-        quick | lint | dev | clang | asan | tsan | arm64 | s390x) ;;
-        *) echo "test.sh: unknown step '$step' (quick, lint, dev, clang, asan, tsan, arm64, s390x)" >&2; exit 2 ;;
+        quick | lint | dev | clang | asan | tsan | arm64 | s390x | roots) ;;
+        *) echo "test.sh: unknown step '$step' (quick, lint, dev, clang, asan, tsan, arm64, s390x, roots)" >&2; exit 2 ;;
     esac
 done
 
@@ -55,6 +56,15 @@ for step in $steps; do
             tests/house.py
             note_time "format and rules"
             build_and_test quick
+            ;;
+        roots)
+            for release in bookworm trixie; do
+                for user in root user; do
+                    begin
+                    tests/packages/fresh_root.sh "$release" "$user" ./demo.sh ./demo.sh './test.sh quick' './test.sh quick'
+                    note_time "$release, $user"
+                done
+            done
             ;;
         arm64 | s390x)
             packaging/install-packages.sh foreign "$step"

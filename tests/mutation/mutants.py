@@ -20,7 +20,7 @@ import sys
 from dataclasses import dataclass
 from pathlib import Path
 
-# Debian's package python3-clang-14, also for an interpreter that is not Debian's.
+# Debian's package python3-clang, also for an interpreter that is not Debian's.
 sys.path.append('/usr/lib/python3/dist-packages')
 from clang import cindex  # noqa: E402
 from clang.cindex import CursorKind, TypeKind  # noqa: E402

@@ -43,7 +43,9 @@ for name in simhost libstspi_kelvarpool.so libstsimage.so; do
 done
 
 echo "=== a fresh root"
-debootstrap --variant=minbase bookworm "$work/root" >"$work/debootstrap.log" || { tail "$work/debootstrap.log"; exit 1; }
+# shellcheck source=/dev/null
+release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+debootstrap --variant=minbase "$release" "$work/root" >"$work/debootstrap.log" || { tail "$work/debootstrap.log"; exit 1; }
 mkdir "$work/root/packages"
 cp "$work"/packages/*.deb "$work/root/packages"
 cp /etc/resolv.conf "$work/root/etc/"
