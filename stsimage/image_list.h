@@ -1,11 +1,8 @@
 // A list of an LSU's images: the names come straight from the directory, however many there are.
 #pragma once
 
-#include <dirent.h>
-
 #include <memory>
 #include <mutex>
-#include <string>
 
 #include "stsimage/lsu_directory.h"
 #include "stspi/stsimg.h"
@@ -19,13 +16,13 @@ public:
     int32_t next(sts_image_definition_t &out_definition);
 
 private:
-    struct CloseDirectory {
-        void operator()(DIR *directory) const { closedir(directory); }
-    };
+    int32_t read_names();
 
     std::mutex mutex;
-    std::string path;
-    std::unique_ptr<DIR, CloseDirectory> stream;
+    LsuDirectory lsu;
+    std::unique_ptr<char[]> names;  // entries as the kernel hands them over
+    size_t filled = 0;              // bytes of them
+    size_t place = 0;               // of the next entry
 };
 
 }  // namespace stsimage

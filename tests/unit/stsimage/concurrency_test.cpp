@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <future>
 #include <random>
 #include <set>
@@ -123,6 +124,32 @@ TEST_F(SideBySide, ThreadsWritingPartsOfOneImage) {
 }
 
 // Closing is a race on purpose: the others get a status, never anything else.
+// On a file system in memory, where replacing a file moves its name to another place of the directory.
+TEST_F(SideBySide, ListGivesEachImageOnceWhileImagesAreReplaced) {
+    constexpr int images = 1500;  // more names than the C library reads at a time
+    char place[] = "/dev/shm/stsimage_list_XXXXXX";
+    const char *lsu = mkdtemp(place);
+    if (lsu == nullptr)
+        GTEST_SKIP() << "there is no /dev/shm to write to";
+    const auto name_of = [](int number) { return "image " + std::to_string(number); };
+    for (int number = 0; number < images; ++number)
+        std::ofstream(fs::path(lsu) / (name_of(number) + ".stsimg"));
+    sts_image_list_handle_t list = nullptr;
+    ASSERT_EQ(stsimg_open_image_list(lsu, nullptr, "", 0, &list), 0);
+    std::multiset<std::string> given;
+    sts_image_definition_t definition;
+    ASSERT_EQ(stsimg_list_image(list, &definition), 0);
+    given.insert(definition.name);
+    for (int number = 0; number < images; number += 2)
+        ASSERT_EQ(store(name_of(number), "new", lsu), 0);
+    while (stsimg_list_image(list, &definition) == 0)
+        given.insert(definition.name);
+    EXPECT_EQ(stsimg_close_image_list(list), 0);
+    fs::remove_all(lsu);
+    for (int number = 0; number < images; ++number)
+        EXPECT_EQ(given.count(name_of(number)), 1U) << name_of(number);
+}
+
 TEST_F(SideBySide, HandleIsClosedWhileOthersUseIt) {
     ASSERT_EQ(store("image", pattern(100000)), 0);
     for (int round = 0; round < 30; ++round) {

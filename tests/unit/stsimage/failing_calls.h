@@ -23,7 +23,7 @@ enum class Call {
     flock,
     truncate,
     stat,
-    list,  // fdopendir and readdir
+    list,  // fdopendir, readdir and getdents64
     duplicate,
     seek,
     random,
