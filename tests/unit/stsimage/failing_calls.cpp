@@ -372,8 +372,8 @@ DIR *fdopendir(int file) { return fails(Call::list) ? nullptr : NEXT(fdopendir)(
 
 dirent *readdir(DIR *directory) { return fails(Call::list) ? nullptr : NEXT(readdir)(directory); }
 
-ssize_t getdents64(int file, void *buffer, size_t length) {
-    return fails(Call::list) ? -1 : NEXT(getdents64)(file, buffer, length);
+ssize_t getdents64(int file, void *to, size_t size) {
+    return fails(Call::list) ? -1 : NEXT(getdents64)(file, to, size);
 }
 
 int fcntl(int file, int command, ...) {
