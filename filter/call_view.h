@@ -9,6 +9,7 @@
 #include "filter/call_frame.h"
 #include "filter/handle_names.h"
 #include "filter/rules/function_number.h"
+#include "filter/rules/function_traits.h"
 #include "filter/rules/rule.h"
 
 namespace filter {
@@ -49,11 +50,12 @@ public:
 
 private:
     void find_names();
-    void find_server(uint64_t handle);
-    void find_lsu_record();
-    void find_definition(unsigned argument);
-    void find_handle(HandleKind kind, uint64_t handle);
-    void add_opened(const void *handle);
+    void find_name(const NamedArgument &named);
+    void find_server(uint64_t name);
+    void find_hosts(uint64_t hosts, int32_t count);
+    void find_lsu(uint64_t record);
+    void find_handle(journal::HandleKind kind, uint64_t handle);
+    void add_opened(const void *handle, journal::HandleKind kind);
 
     CallFrame &m_frame;
     HandleMap &m_handles;

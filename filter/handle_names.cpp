@@ -11,20 +11,21 @@ void HandleMap::add(HandleKind kind, const void *handle, HandleNames names) {
     auto shared = std::make_shared<const HandleNames>(std::move(names));
     Shard &shard = shard_of(handle);
     const std::lock_guard guard(shard.lock);
-    shard.names[kind][handle] = std::move(shared);
+    shard.of(kind)[handle] = std::move(shared);
 }
 
 void HandleMap::remove(HandleKind kind, const void *handle) {
     Shard &shard = shard_of(handle);
     const std::lock_guard guard(shard.lock);
-    shard.names[kind].erase(handle);
+    shard.of(kind).erase(handle);
 }
 
 HandleMap::Names HandleMap::find(HandleKind kind, const void *handle) {
     Shard &shard = shard_of(handle);
     const std::lock_guard guard(shard.lock);
-    const auto found = shard.names[kind].find(handle);
-    return found == shard.names[kind].end() ? nullptr : found->second;
+    const auto &names = shard.of(kind);
+    const auto found = names.find(handle);
+    return found == names.end() ? nullptr : found->second;
 }
 
 void HandleMap::lock_all() {

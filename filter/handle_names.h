@@ -9,11 +9,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "journal/entry_points.h"
 #include "stspi/stspi.h"
 
 namespace filter {
-
-enum HandleKind { handle_server, handle_lsu_list, handle_image, handle_image_list, handle_kinds };
 
 // The way a list is told other than the plug-in tells it.
 struct ListState {
@@ -35,6 +34,8 @@ class HandleMap {
 public:
     using Names = std::shared_ptr<const HandleNames>;
 
+    using HandleKind = journal::HandleKind;
+
     void add(HandleKind kind, const void *handle, HandleNames names);
     void remove(HandleKind kind, const void *handle);
     // Null for a handle that was opened before the filter looked, or never.
@@ -47,7 +48,8 @@ public:
 private:
     struct Shard {
         std::mutex lock;
-        std::unordered_map<const void *, Names> names[handle_kinds];
+        std::array<std::unordered_map<const void *, Names>, 5> names;  // by the kind
+        auto &of(HandleKind kind) { return names[static_cast<size_t>(kind)]; }
     };
     Shard &shard_of(const void *handle);
 

@@ -1,6 +1,7 @@
 #include "filter/rules/function_traits.h"
 
 #include <array>
+#include <optional>
 #include <string_view>
 
 #include "stspi/stsimg.h"
@@ -116,6 +117,61 @@ std::vector<Field> make_fields(unsigned function) {
     return fields;
 }
 
+std::optional<NameSource> name_source(const journal::Argument &argument) {
+    using journal::ArgumentKind;
+    const std::string_view name = argument.name;
+    const std::string_view record = argument.record != nullptr ? argument.record->name : "";
+    switch (argument.kind) {
+        case ArgumentKind::handle:
+            return NameSource::handle;
+        case ArgumentKind::text:
+            if (name == "server_name" || name == "target_name")
+                return NameSource::server;
+            if (name == "mount_point")
+                return NameSource::mount_point;
+            break;
+        case ArgumentKind::record:
+            if (record == "session")
+                return NameSource::session;
+            if (record == "lsu")
+                return NameSource::lsu;
+            if (record == "image_definition")
+                return NameSource::image;
+            break;
+        case ArgumentKind::records:
+            if (record == "host")
+                return NameSource::hosts;
+            break;
+        default:
+            break;
+    }
+    return std::nullopt;
+}
+
+std::vector<NamedArgument> make_named_arguments(unsigned function) {
+    const journal::EntryPoint &entry = entry_point_of(function);
+    std::vector<NamedArgument> named;
+    bool has_handle = false;
+    for (uint8_t number = 0; number < entry.argument_count; ++number) {
+        const journal::Argument &argument = entry.arguments[number];
+        const std::optional<NameSource> source = name_source(argument);
+        if (!source || (*source == NameSource::handle && has_handle))
+            continue;
+        has_handle = has_handle || *source == NameSource::handle;
+        named.push_back({*source, number, argument.size_argument, argument.handle, argument.ends_handle});
+    }
+    return named;
+}
+
+// Of every function what make gives for it.
+template <class Item>
+std::array<std::vector<Item>, function_count> for_each_function(std::vector<Item> (*make)(unsigned)) {
+    std::array<std::vector<Item>, function_count> all;
+    for (unsigned function = 0; function < function_count; ++function)
+        all[function] = make(function);
+    return all;
+}
+
 }  // namespace
 
 const FunctionTraits &traits(unsigned function) {
@@ -124,12 +180,7 @@ const FunctionTraits &traits(unsigned function) {
 }
 
 const std::vector<Field> &fields(unsigned function) {
-    static const std::array<std::vector<Field>, function_count> all = [] {
-        std::array<std::vector<Field>, function_count> made;
-        for (unsigned number = 0; number < function_count; ++number)
-            made[number] = make_fields(number);
-        return made;
-    }();
+    static const auto all = for_each_function(make_fields);
     return all[function];
 }
 
@@ -165,9 +216,17 @@ Extent extent_of(unsigned function) {
     return {named("offset", "target_offset"), named("length", ""), count};
 }
 
-int opened_handle_argument(unsigned function) {
-    return find_argument(
+OpenedHandle opened_handle(unsigned function) {
+    const int number = find_argument(
         function, [](const journal::Argument &argument) { return argument.kind == journal::ArgumentKind::out_handle; });
+    if (number < 0)
+        return {};
+    return {number, entry_point_of(function).arguments[static_cast<unsigned>(number)].handle};
+}
+
+const std::vector<NamedArgument> &named_arguments(unsigned function) {
+    static const auto all = for_each_function(make_named_arguments);
+    return all[function];
 }
 
 journal::EntryPointNumber journal_number(unsigned function) {

@@ -70,8 +70,25 @@ struct Extent {
 };
 Extent extent_of(unsigned function);
 
-// The number of the argument through which a handle is given; -1: none.
-int opened_handle_argument(unsigned function);
+// The argument through which a handle is given; -1: none.
+struct OpenedHandle {
+    int argument = -1;
+    journal::HandleKind kind = journal::HandleKind::none;
+};
+OpenedHandle opened_handle(unsigned function);
+
+enum class NameSource : uint8_t { handle, session, server, hosts, lsu, image, mount_point };
+
+// An argument that tells a name, or leads to one.
+struct NamedArgument {
+    NameSource source;
+    uint8_t argument;
+    uint8_t count_argument;    // of hosts: the number of the argument that tells how many
+    journal::HandleKind kind;  // of a handle
+    bool ends_handle;
+};
+// In the order of the arguments. Of several handles only the first is among them: what is done is done to it.
+const std::vector<NamedArgument> &named_arguments(unsigned function);
 
 // The number of a function in the journal's table.
 journal::EntryPointNumber journal_number(unsigned function);

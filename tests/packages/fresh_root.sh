@@ -19,6 +19,7 @@ cd "$(dirname "$0")/../.."
 
 mkdir -p build
 root=$(mktemp -d "$PWD/build/root-$release-$user.XXXXXX")
+chmod 755 "$root"  # an ordinary user works in there
 # What is mounted below the root is mounted in a namespace of its own and goes with it.
 trap 'rm -rf --one-file-system "$root"' EXIT
 trap 'exit 130' INT
