@@ -372,9 +372,7 @@ DIR *fdopendir(int file) { return fails(Call::list) ? nullptr : NEXT(fdopendir)(
 
 dirent *readdir(DIR *directory) { return fails(Call::list) ? nullptr : NEXT(readdir)(directory); }
 
-ssize_t getdents64(int file, void *to, size_t size) {
-    return fails(Call::list) ? -1 : NEXT(getdents64)(file, to, size);
-}
+ssize_t getdents64(int file, void *to, size_t n) { return fails(Call::list) ? -1 : NEXT(getdents64)(file, to, n); }
 
 int fcntl(int file, int command, ...) {
     va_list arguments;
