@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "base/invariant.h"
-#include "stsimage/file_io.h"
 #include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -27,8 +26,8 @@ size_t size_in_use(const ChecksumTable &table) {
 
 }  // namespace
 
-ChecksumTables::ChecksumTables(int open_file, std::string file_path, uint64_t image_seed)
-    : file(open_file), path(std::move(file_path)), seed(image_seed) {}
+ChecksumTables::ChecksumTables(StoredImage &stored, Draft *written, uint64_t image_seed)
+    : file(stored), draft(written), seed(image_seed) {}
 
 int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t groups, uint64_t checksum) {
     std::vector<IndexEntry> part(std::min(entries, entries_at_once));
@@ -38,26 +37,26 @@ int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t gr
     for (uint64_t at = place; at < end;) {
         const size_t bytes = std::min<uint64_t>(end - at, part.size() * sizeof(IndexEntry));
         const size_t count = bytes / sizeof(IndexEntry);
-        const ssize_t got = read_fully(file, part.data(), bytes, at);
+        const ssize_t got = file.read(part.data(), bytes, at);
         if (got < 0)
-            return fail_system(errno, "cannot read the index of %s at offset %ju", QuotedText(path).c_str(),
+            return fail_system(errno, "cannot read the index of %s at offset %ju", QuotedText(file.path()).c_str(),
                                uintmax_t{at});
         if (static_cast<size_t>(got) < bytes)
-            return fail(STSIMG_E_TRUNCATED, "%s ends within its index at offset %ju", QuotedText(path).c_str(),
+            return fail(STSIMG_E_TRUNCATED, "%s ends within its index at offset %ju", QuotedText(file.path()).c_str(),
                         uintmax_t{at + static_cast<uint64_t>(got)});
         sum.add(part.data(), count);
         for (size_t entry = 0; entry < count; ++entry, at += sizeof(IndexEntry)) {
             const uint64_t group = part[entry].group;
             if (group < lowest_group || group >= groups)
                 return fail(STSIMG_E_DAMAGED, "%s: the index entry at offset %ju is out of order",
-                            QuotedText(path).c_str(), uintmax_t{at});
+                            QuotedText(file.path()).c_str(), uintmax_t{at});
             index.emplace_hint(index.end(), group, part[entry].table_checksum);
             lowest_group = group + 1;
         }
     }
     if (sum.value() != checksum)
         return fail(STSIMG_E_DAMAGED, "%s: the index at offset %ju does not match its checksum",
-                    QuotedText(path).c_str(), uintmax_t{place});
+                    QuotedText(file.path()).c_str(), uintmax_t{place});
     return 0;
 }
 
@@ -111,15 +110,15 @@ int32_t ChecksumTables::keep(uint64_t group, bool make, Kept *&out_kept) {
 
 int32_t ChecksumTables::load(uint64_t group, uint64_t checksum, ChecksumTable &table) const {
     const uint64_t place = table_place(group);
-    const ssize_t got = read_fully(file, table.data(), table_size, place);
+    const ssize_t got = file.read(table.data(), table_size, place);
     if (got < 0)
-        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(file.path()).c_str(), uintmax_t{place});
     if (static_cast<uint64_t>(got) < table_size)
-        return fail(STSIMG_E_TRUNCATED, "%s ends within the checksum table at offset %ju", QuotedText(path).c_str(),
-                    uintmax_t{place});
+        return fail(STSIMG_E_TRUNCATED, "%s ends within the checksum table at offset %ju",
+                    QuotedText(file.path()).c_str(), uintmax_t{place});
     if (checksum_of_table(table, seed, group) != checksum)
         return fail(STSIMG_E_DAMAGED, "%s: the checksum table at offset %ju does not match its own checksum",
-                    QuotedText(path).c_str(), uintmax_t{place});
+                    QuotedText(file.path()).c_str(), uintmax_t{place});
     return 0;
 }
 
@@ -143,8 +142,8 @@ int32_t ChecksumTables::write_back(uint64_t group, Kept &kept) {
     index[group] = checksum_of_table(*kept.table, seed, group);
     const size_t used = size_in_use(*kept.table);
     STS_INVARIANT(used <= table_size);
-    if (!write_fully(file, kept.table->data(), used, place))
-        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if (!draft->write(kept.table->data(), used, place))
+        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(file.path()).c_str(), uintmax_t{place});
     kept.changed = false;
     return 0;
 }

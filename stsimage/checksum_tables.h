@@ -1,22 +1,23 @@
-// The checksum tables of one image file, read when they are needed and kept within bounds.
+// The checksum tables of one image, read when they are needed and kept within bounds.
 #pragma once
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "stsimage/draft.h"
 #include "stsimage/image_format.h"
+#include "stsimage/stored_image.h"
 
 namespace stsimage {
 
 class ChecksumTables {
 public:
-    // Works on an open file that outlives it; the path is for messages.
-    ChecksumTables(int file, std::string path, uint64_t seed);
+    // Works on a file that outlives it; the draft is the same one, or null for an image that is only read.
+    ChecksumTables(StoredImage &file, Draft *draft, uint64_t seed);
 
     // Reads the index of an image of so many groups. Takes memory for what the file really holds, whatever it claims:
     // the first entry that is out of order ends it.
@@ -48,8 +49,8 @@ private:
     int32_t make_room();
     int32_t write_back(uint64_t group, Kept &kept);
 
-    const int file;
-    const std::string path;
+    StoredImage &file;
+    Draft *const draft;
     const uint64_t seed;
     std::mutex mutex;
     std::map<uint64_t, uint64_t> index;  // group -> checksum of its table

@@ -13,11 +13,10 @@
 #include "stsimage/image_list.h"
 #include "stsimage/image_name.h"
 #include "stsimage/image_reader.h"
-#include "stsimage/image_removal.h"
 #include "stsimage/image_writer.h"
 #include "stsimage/last_error.h"
-#include "stsimage/lsu_directory.h"
 #include "stsimage/passing_trouble.h"
+#include "stsimage/store_opening.h"
 #include "stspi/stsimg.h"
 
 using namespace stsimage;
@@ -107,9 +106,9 @@ int32_t stsimg_create_image(const char *lsu, const void *, const char *server_na
             return status;
         std::shared_ptr<Image> image;
         const int32_t status = patiently([&] {
-            LsuDirectory directory;
-            const int32_t opened = open_lsu(lsu, WhenMissing::make, directory);
-            return opened != 0 ? opened : ImageWriter::create(std::move(directory), name, server_name, image);
+            std::unique_ptr<Store> store;
+            const int32_t opened = open_store(lsu, WhenMissing::make, store);
+            return opened != 0 ? opened : ImageWriter::create(std::move(store), name, server_name, image);
         });
         if (status == 0)
             *out_image = images.add(std::move(image));
@@ -132,11 +131,11 @@ int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name
             return status;
         std::shared_ptr<Image> image;
         const int32_t status = patiently([&] {
-            LsuDirectory directory;
-            if (const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory); opened != 0)
+            std::unique_ptr<Store> store;
+            if (const int32_t opened = open_store(lsu, WhenMissing::fail, store); opened != 0)
                 return opened;
-            return (mode & STSIMG_MODE_WRITE) != 0 ? ImageWriter::open(std::move(directory), name, image)
-                                                   : ImageReader::open(directory, name, image);
+            return (mode & STSIMG_MODE_WRITE) != 0 ? ImageWriter::open(std::move(store), name, image)
+                                                   : ImageReader::open(*store, name, image);
         });
         if (status == 0)
             *out_image = images.add(std::move(image));
@@ -152,14 +151,11 @@ int32_t stsimg_delete_image(const char *lsu, const void *, const char *server_na
         std::string_view name;
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
-        LsuDirectory directory;
-        const auto remove_now = [&] {
-            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
-            return opened != 0 ? opened : remove_image(directory, name);
-        };
-        if (const int32_t status = patiently(remove_now); status != 0)
-            return status;
-        return flush_directory(directory);
+        return patiently([&] {
+            std::unique_ptr<Store> store;
+            const int32_t opened = open_store(lsu, WhenMissing::fail, store);
+            return opened != 0 ? opened : store->remove(name);
+        });
     });
 }
 
@@ -174,9 +170,9 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
             return status;
         std::shared_ptr<ImageList> list;
         const int32_t status = patiently([&] {
-            LsuDirectory directory;
-            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
-            return opened != 0 ? opened : ImageList::open(std::move(directory), list);
+            std::unique_ptr<Store> store;
+            const int32_t opened = open_store(lsu, WhenMissing::fail, store);
+            return opened != 0 ? opened : ImageList::open(*store, list);
         });
         if (status == 0)
             *out_list = lists.add(std::move(list));
@@ -196,9 +192,9 @@ int32_t stsimg_get_image_prop_byname(const char *lsu, const void *, const char *
             return status;
         ImageHeader header;
         const int32_t status = patiently([&] {
-            LsuDirectory directory;
-            const int32_t opened = open_lsu(lsu, WhenMissing::fail, directory);
-            return opened != 0 ? opened : read_header_of_image(directory, name, header);
+            std::unique_ptr<Store> store;
+            const int32_t opened = open_store(lsu, WhenMissing::fail, store);
+            return opened != 0 ? opened : read_header_of_image(*store, name, header);
         });
         if (status == 0)
             fill_info(name, header.image_size, header.creation_time, *out_info);

@@ -1,8 +1,6 @@
 #include "stsimage/image_content.h"
 
 #include <sys/random.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -11,7 +9,6 @@
 #include <utility>
 
 #include "base/invariant.h"
-#include "stsimage/file_io.h"
 #include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -72,15 +69,13 @@ int32_t check_layout(const ImageHeader &header, uint64_t file_size, const std::s
 
 }  // namespace
 
-int32_t read_header(int file, const std::string &path, ImageHeader &out_header) {
-    const QuotedText shown(path);
+int32_t read_header(StoredImage &file, ImageHeader &out_header) {
+    const QuotedText shown(file.path());
     ImageHeader header;
-    struct stat state;
-    if (fstat(file, &state) != 0)
+    uint64_t size = 0;
+    if (!file.ask_size(size))
         return fail_system(errno, "cannot ask for the size of %s", shown.c_str());
-    if (!S_ISREG(state.st_mode))
-        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", shown.c_str());
-    const ssize_t got = read_fully(file, &header, sizeof header, 0);
+    const ssize_t got = file.read(&header, sizeof header, 0);
     if (got < 0)
         return fail_system(errno, "cannot read the header of %s", shown.c_str());
     if (static_cast<size_t>(got) < sizeof header.magic ||
@@ -93,17 +88,16 @@ int32_t read_header(int file, const std::string &path, ImageHeader &out_header) 
                     shown.c_str(), uint32_t{header.version}, image_version);
     if (header.checksum != checksum_of_header(header))
         return fail(STSIMG_E_DAMAGED, "%s: the header at offset 0 does not match its checksum", shown.c_str());
-    if (const int32_t status = check_layout(header, static_cast<uint64_t>(state.st_size), path); status != 0)
+    if (const int32_t status = check_layout(header, size, file.path()); status != 0)
         return status;
     out_header = header;
     return 0;
 }
 
-ImageContent::ImageContent(int open_file, std::string file_path, const ImageHeader &image_header)
-    : file(open_file), path(std::move(file_path)), header(image_header), tables(file, path, header.seed) {}
+ImageContent::ImageContent(StoredImage &stored, Draft *written, const ImageHeader &image_header)
+    : file(stored), draft(written), header(image_header), tables(file, draft, header.seed) {}
 
-int32_t ImageContent::make(int file, std::string path, std::string_view server_name,
-                           std::unique_ptr<ImageContent> &out_content) {
+int32_t ImageContent::make(Draft &draft, std::string_view server_name, std::unique_ptr<ImageContent> &out_content) {
     ImageHeader header{};
     std::memcpy(header.magic, image_magic, sizeof image_magic);
     header.version = image_version;
@@ -113,17 +107,30 @@ int32_t ImageContent::make(int file, std::string path, std::string_view server_n
     server_name.copy(header.server_name, server_name_size - 1);
     uint64_t seed = 0;
     if (getrandom(&seed, sizeof seed, 0) != static_cast<ssize_t>(sizeof seed))
-        return fail_system(errno, "cannot get a random number for %s", QuotedText(path).c_str());
+        return fail_system(errno, "cannot get a random number for %s", QuotedText(draft.path()).c_str());
     header.seed = seed;
-    out_content.reset(new ImageContent(file, std::move(path), header));
+    out_content.reset(new ImageContent(draft, &draft, header));
     return 0;
 }
 
-int32_t ImageContent::load(int file, std::string path, std::unique_ptr<ImageContent> &out_content) {
-    ImageHeader header{};
-    if (const int32_t status = read_header(file, path, header); status != 0)
+int32_t ImageContent::load(StoredImage &file, std::unique_ptr<ImageContent> &out_content) {
+    return load(file, nullptr, out_content);
+}
+
+int32_t ImageContent::load_to_change(Draft &draft, std::unique_ptr<ImageContent> &out_content) {
+    if (const int32_t status = load(draft, &draft, out_content); status != 0)
         return status;
-    std::unique_ptr<ImageContent> content(new ImageContent(file, std::move(path), header));
+    const uint64_t end = out_content->header.index_place;
+    if (!draft.cut(end))
+        return fail_system(errno, "cannot cut %s at offset %ju", QuotedText(draft.path()).c_str(), uintmax_t{end});
+    return 0;
+}
+
+int32_t ImageContent::load(StoredImage &file, Draft *draft, std::unique_ptr<ImageContent> &out_content) {
+    ImageHeader header{};
+    if (const int32_t status = read_header(file, header); status != 0)
+        return status;
+    std::unique_ptr<ImageContent> content(new ImageContent(file, draft, header));
     if (const int32_t status = content->tables.load_index(header.index_place, header.index_entries,
                                                           groups_of(header.image_size), header.index_checksum);
         status != 0)
@@ -244,11 +251,11 @@ int32_t ImageContent::read_many(const ChecksumTable &table, char *buffer, uint64
 int32_t ImageContent::transfer(iovec *buffers, int buffer_count, uint64_t first, uint64_t count) const {
     STS_INVARIANT(bytes_in(buffers, buffer_count) == count * block_size);
     const uint64_t place = block_place(first);
-    const ssize_t got = read_fully(file, buffers, buffer_count, place);
+    const ssize_t got = file.read(buffers, buffer_count, place);
     if (got < 0)
-        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+        return fail_system(errno, "cannot read %s at offset %ju", QuotedText(file.path()).c_str(), uintmax_t{place});
     if (static_cast<uint64_t>(got) < count * block_size)
-        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju, within its data", QuotedText(path).c_str(),
+        return fail(STSIMG_E_TRUNCATED, "%s ends at offset %ju, within its data", QuotedText(file.path()).c_str(),
                     uintmax_t{place + static_cast<uint64_t>(got)});
     return 0;
 }
@@ -257,14 +264,7 @@ int32_t ImageContent::check(const ChecksumTable &table, const char *data, uint64
     for (uint64_t block = first; block < first + count; ++block, data += block_size)
         if (checksum_of_block(data, header.seed, block) != table[block % blocks_per_group])
             return fail(STSIMG_E_DAMAGED, "%s: the data block at offset %ju does not match its checksum",
-                        QuotedText(path).c_str(), uintmax_t{block_place(block)});
-    return 0;
-}
-
-int32_t ImageContent::drop_index() {
-    if (ftruncate(file, static_cast<off_t>(header.index_place)) != 0)
-        return fail_system(errno, "cannot cut %s at offset %ju", QuotedText(path).c_str(),
-                           uintmax_t{header.index_place});
+                        QuotedText(file.path()).c_str(), uintmax_t{block_place(block)});
     return 0;
 }
 
@@ -307,9 +307,9 @@ int32_t ImageContent::write_whole_blocks(const char *data, uint64_t first, uint6
             checksum_of_block(data + done * block_size, header.seed, first + done);
     const uint64_t place = block_place(first);
     const bool ends_group = (first + count) % blocks_per_group == 0;
-    if (!write_fully(file, data, count * block_size, place) ||
-        (ends_group && !start_write_back(file, place + count * block_size - group_size, group_size)))
-        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(path).c_str(), uintmax_t{place});
+    if (!draft->write(data, count * block_size, place) ||
+        (ends_group && !draft->start_write_back(place + count * block_size - group_size, group_size)))
+        return fail_system(errno, "cannot write %s at offset %ju", QuotedText(file.path()).c_str(), uintmax_t{place});
     return 0;
 }
 
@@ -358,9 +358,9 @@ int32_t ImageContent::finish() {
     header.index_checksum = sum.value();
     header.checksum = checksum_of_header(header);
     STS_INVARIANT(is_consistent(header) && is_ordered(index, groups_of(header.image_size)));
-    if (!write_fully(file, index.data(), index.size() * sizeof(IndexEntry), header.index_place) ||
-        !write_fully(file, &header, sizeof header, 0))
-        return fail_system(errno, "cannot write the index and header of %s", QuotedText(path).c_str());
+    if (!draft->write(index.data(), index.size() * sizeof(IndexEntry), header.index_place) ||
+        !draft->write(&header, sizeof header, 0))
+        return fail_system(errno, "cannot write the index and header of %s", QuotedText(file.path()).c_str());
     return 0;
 }
 

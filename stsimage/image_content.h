@@ -1,4 +1,4 @@
-// The bytes of one image, in a file of the image format.
+// The bytes of one image, in a stored run of the image format.
 #pragma once
 
 #include <sys/uio.h>
@@ -6,25 +6,28 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <string_view>
 
 #include "stsimage/checksum_tables.h"
+#include "stsimage/draft.h"
 #include "stsimage/image_format.h"
+#include "stsimage/stored_image.h"
 
 namespace stsimage {
 
-// Reads and checks the header of a file that is said to be an image; the path is for messages.
-int32_t read_header(int file, const std::string &path, ImageHeader &out_header);
+// Reads and checks the header of what is said to be an image.
+int32_t read_header(StoredImage &file, ImageHeader &out_header);
 
 class ImageContent {
 public:
-    // An empty image, to be written to a file that outlives it.
-    static int32_t make(int file, std::string path, std::string_view server_name,
-                        std::unique_ptr<ImageContent> &out_content);
+    // An empty image, to be written to a draft that outlives it.
+    static int32_t make(Draft &draft, std::string_view server_name, std::unique_ptr<ImageContent> &out_content);
 
-    // The image in a file that outlives it.
-    static int32_t load(int file, std::string path, std::unique_ptr<ImageContent> &out_content);
+    // The image in a file that outlives it, for reading.
+    static int32_t load(StoredImage &file, std::unique_ptr<ImageContent> &out_content);
+
+    // The image in a draft that outlives it, for changing it. Its index is taken off: data may come to lie there.
+    static int32_t load_to_change(Draft &draft, std::unique_ptr<ImageContent> &out_content);
 
     uint64_t size() const { return header.image_size; }
     int64_t creation_time() const { return header.creation_time; }
@@ -33,17 +36,17 @@ public:
     // number of threads may read side by side while none writes.
     int32_t read(char *buffer, uint64_t length, uint64_t offset);
 
-    // Takes the index off the end of a loaded image's file, which is to be written to: data may come to lie there.
-    int32_t drop_index();
-
-    // Writes a range that ends at max_image_size at most. After a failure the content is of no use any more.
+    // Writes a range that ends at max_image_size at most, to a draft. After a failure the content is of no use any more.
     int32_t write(const char *data, uint64_t length, uint64_t offset);
 
-    // Brings all that was written to the file, the header last. Flushing the file is left to the caller.
+    // Brings all that was written to the draft, the header last. Publishing it is left to the caller.
     int32_t finish();
 
 private:
-    ImageContent(int file, std::string path, const ImageHeader &header);
+    // The draft is the file itself, or null for an image that is only read.
+    ImageContent(StoredImage &file, Draft *draft, const ImageHeader &header);
+
+    static int32_t load(StoredImage &file, Draft *draft, std::unique_ptr<ImageContent> &out_content);
 
     int32_t read_group_part(char *buffer, uint64_t length, uint64_t offset);
     int32_t read_few(const ChecksumTable &table, char *buffer, uint64_t length, uint64_t offset);
@@ -56,8 +59,8 @@ private:
     int32_t hold(uint64_t block);
     int32_t release_held();
 
-    const int file;
-    const std::string path;
+    StoredImage &file;
+    Draft *const draft;
     ImageHeader header;
     ChecksumTables tables;
 

@@ -1,13 +1,9 @@
 #include "stsimage/image_reader.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include "stsimage/image_info.h"
-#include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
@@ -16,62 +12,45 @@ namespace stsimage {
 
 namespace {
 
-// What a file that another host is still writing, or has just written, may look like by way of a cache.
+// What an image that another host is still writing, or has just written, may look like by way of a cache.
 bool may_be_old(int32_t status) {
     return status == STSIMG_E_NOT_AN_IMAGE || status == STSIMG_E_TRUNCATED || status == STSIMG_E_DAMAGED;
 }
 
-// Opens a file by its name and does something with it, anew as long as a cache may be to blame for what is seen.
+// Opens an image by its name and does something with it, anew as long as a cache may be to blame for what is seen.
 template <class Operation>
-int32_t until_seen_whole(FileDescriptor &out_file, Operation open_and_look) {
+int32_t until_seen_whole(std::unique_ptr<StoredImage> &out_file, Operation open_and_look) {
     const EarlierFailure earlier;
     for (int attempt = 0;; ++attempt) {
-        FileDescriptor file;
+        std::unique_ptr<StoredImage> file;
         const int32_t status = open_and_look(file);
         if (status == 0 && attempt > 0)
             earlier.tell_again();
-        if (attempt + 1 == most_attempts || !may_be_old(status) || !file || !is_shared(file.get())) {
+        if (attempt + 1 == most_attempts || !may_be_old(status) || file == nullptr || !file->forget_cached()) {
             out_file = std::move(file);
             return status;
         }
-        drop_cached_data(file.get());
         wait_before_next_attempt(attempt);
     }
 }
 
 }  // namespace
 
-int32_t open_image_file(const LsuDirectory &lsu, std::string_view name, FileDescriptor &out_file) {
-    const std::string file = file_of(name);
-    // O_NONBLOCK: whatever lies there in place of a file, opening it must not wait.
-    out_file =
-        FileDescriptor(openat(lsu.descriptor.get(), file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (out_file)
-        return 0;
-    const int error = errno;
-    const QuotedText shown(name), directory(lsu.path);
-    if (error == ENOENT)
-        return fail(STS_E_NOT_FOUND, "there is no image %s in %s", shown.c_str(), directory.c_str());
-    if (error == ELOOP || error == ENXIO)
-        return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", QuotedText(lsu.path_of(file)).c_str());
-    return fail_system(error, "cannot open the image %s in %s", shown.c_str(), directory.c_str());
-}
-
-int32_t read_header_of_image(const LsuDirectory &lsu, std::string_view name, ImageHeader &out_header) {
-    FileDescriptor file;
-    return until_seen_whole(file, [&](FileDescriptor &opened) {
-        const int32_t status = open_image_file(lsu, name, opened);
-        return status != 0 ? status : read_header(opened.get(), lsu.path_of(file_of(name)), out_header);
+int32_t read_header_of_image(Store &store, std::string_view name, ImageHeader &out_header) {
+    std::unique_ptr<StoredImage> file;
+    return until_seen_whole(file, [&](std::unique_ptr<StoredImage> &opened) {
+        const int32_t status = store.open(name, opened);
+        return status != 0 ? status : read_header(*opened, out_header);
     });
 }
 
-int32_t ImageReader::open(const LsuDirectory &lsu, std::string_view name, std::shared_ptr<Image> &out_image) {
+int32_t ImageReader::open(Store &store, std::string_view name, std::shared_ptr<Image> &out_image) {
     auto image = std::make_shared<ImageReader>();
     image->name = name;
-    const int32_t status = until_seen_whole(image->file, [&](FileDescriptor &opened_file) {
-        if (const int32_t opened = open_image_file(lsu, name, opened_file); opened != 0)
+    const int32_t status = until_seen_whole(image->file, [&](std::unique_ptr<StoredImage> &opened_file) {
+        if (const int32_t opened = store.open(name, opened_file); opened != 0)
             return opened;
-        return ImageContent::load(opened_file.get(), lsu.path_of(file_of(name)), image->content);
+        return ImageContent::load(*opened_file, image->content);
     });
     if (status != 0)
         return status;
@@ -85,9 +64,8 @@ int32_t ImageReader::read(void *buffer, uint64_t length, uint64_t offset, uint64
         const int32_t status = read_within_size(*content, buffer, length, offset, out_bytes_read);
         if (status == 0 && attempt > 0)
             earlier.tell_again();
-        if (attempt + 1 == most_attempts || !may_be_old(status) || !is_shared(file.get()))
+        if (attempt + 1 == most_attempts || !may_be_old(status) || !file->forget_cached())
             return status;
-        drop_cached_data(file.get());
         wait_before_next_attempt(attempt);
     }
 }

@@ -4,35 +4,31 @@
 #include <utility>
 
 #include "base/invariant.h"
-#include "stsimage/image_file_copy.h"
 #include "stsimage/image_info.h"
-#include "stsimage/image_name.h"
 #include "stsimage/image_reader.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 
 namespace stsimage {
 
-int32_t ImageWriter::create(LsuDirectory lsu, std::string_view name, std::string_view server_name,
+int32_t ImageWriter::create(std::unique_ptr<Store> store, std::string_view name, std::string_view server_name,
                             std::shared_ptr<Image> &out_image) {
     auto image = std::make_shared<ImageWriter>();
-    if (const int32_t status = image->begin(std::move(lsu), name); status != 0)
+    if (const int32_t status = image->begin(std::move(store), name); status != 0)
         return status;
-    if (const int32_t status = ImageContent::make(image->file.descriptor(), image->lsu.path_of(file_of(name)),
-                                                  server_name, image->content);
-        status != 0)
+    if (const int32_t status = ImageContent::make(*image->draft, server_name, image->content); status != 0)
         return status;
     out_image = std::move(image);
     return 0;
 }
 
-int32_t ImageWriter::open(LsuDirectory lsu, std::string_view name, std::shared_ptr<Image> &out_image) {
+int32_t ImageWriter::open(std::unique_ptr<Store> store, std::string_view name, std::shared_ptr<Image> &out_image) {
     auto image = std::make_shared<ImageWriter>();
     // First of all, so that an unknown image leaves no trace; what is copied is opened again when this writer is alone.
-    FileDescriptor known;
-    if (const int32_t status = open_image_file(lsu, name, known); status != 0)
+    std::unique_ptr<StoredImage> known;
+    if (const int32_t status = store->open(name, known); status != 0)
         return status;
-    if (const int32_t status = image->begin(std::move(lsu), name); status != 0)
+    if (const int32_t status = image->begin(std::move(store), name); status != 0)
         return status;
     if (const int32_t status = image->copy_existing(); status != 0)
         return status;
@@ -40,25 +36,22 @@ int32_t ImageWriter::open(LsuDirectory lsu, std::string_view name, std::shared_p
     return 0;
 }
 
-int32_t ImageWriter::begin(LsuDirectory new_lsu, std::string_view new_name) {
-    lsu = std::move(new_lsu);
+int32_t ImageWriter::begin(std::unique_ptr<Store> new_store, std::string_view new_name) {
+    store = std::move(new_store);
     name = new_name;
-    return file.make(lsu, file_of(name));
+    return store->begin(name, draft);
 }
 
 int32_t ImageWriter::copy_existing() {
-    const std::string path = lsu.path_of(file_of(name));
-    FileDescriptor source;
-    if (const int32_t status = open_image_file(lsu, name, source); status != 0)
+    std::unique_ptr<StoredImage> source;
+    if (const int32_t status = store->open(name, source); status != 0)
         return status;
     ImageHeader checked;
-    if (const int32_t status = read_header(source.get(), path, checked); status != 0)
+    if (const int32_t status = read_header(*source, checked); status != 0)
         return status;
-    if (const int32_t status = copy_file(source.get(), file.descriptor(), path); status != 0)
+    if (const int32_t status = draft->copy(*source); status != 0)
         return status;
-    if (const int32_t status = ImageContent::load(file.descriptor(), path, content); status != 0)
-        return status;
-    return content->drop_index();
+    return ImageContent::load_to_change(*draft, content);
 }
 
 int32_t ImageWriter::check_open() const {
@@ -114,7 +107,7 @@ int32_t ImageWriter::close() {
     closed = true;
     return spoiling([this] {
         const int32_t status = content->finish();
-        return status != 0 ? status : file.publish();
+        return status != 0 ? status : draft->publish();
     });
 }
 

@@ -8,8 +8,7 @@
 
 #include "stsimage/image.h"
 #include "stsimage/image_content.h"
-#include "stsimage/lsu_directory.h"
-#include "stsimage/unfinished_files.h"
+#include "stsimage/store.h"
 
 namespace stsimage {
 
@@ -17,11 +16,11 @@ namespace stsimage {
 class ImageWriter : public Image {
 public:
     // A new image.
-    static int32_t create(LsuDirectory lsu, std::string_view name, std::string_view server_name,
+    static int32_t create(std::unique_ptr<Store> store, std::string_view name, std::string_view server_name,
                           std::shared_ptr<Image> &out_image);
 
     // A copy of an image that is there.
-    static int32_t open(LsuDirectory lsu, std::string_view name, std::shared_ptr<Image> &out_image);
+    static int32_t open(std::unique_ptr<Store> store, std::string_view name, std::shared_ptr<Image> &out_image);
 
     int32_t read(void *buffer, uint64_t length, uint64_t offset, uint64_t &out_bytes_read) override;
     int32_t write(const void *data, uint64_t length, uint64_t offset) override;
@@ -29,7 +28,7 @@ public:
     int32_t close() override;
 
 private:
-    int32_t begin(LsuDirectory new_lsu, std::string_view new_name);
+    int32_t begin(std::unique_ptr<Store> new_store, std::string_view new_name);
     int32_t copy_existing();
     int32_t check_open() const;
     template <class Operation>
@@ -37,10 +36,10 @@ private:
 
     std::mutex mutex;
     std::string name;
-    LsuDirectory lsu;
-    UnfinishedFile file;  // after lsu, which it uses
-    std::unique_ptr<ImageContent> content;
-    int32_t spoilt = 0;  // the status of the first operation that left the content in doubt
+    std::unique_ptr<Store> store;
+    std::unique_ptr<Draft> draft;           // after the store, which gave it
+    std::unique_ptr<ImageContent> content;  // after the draft, which it uses
+    int32_t spoilt = 0;                     // the status of the first operation that left the content in doubt
     bool closed = false;
 };
 

@@ -57,6 +57,11 @@ int32_t fail_system(int error, const char *format, ...) {
     return status_of(error);
 }
 
+int32_t final_failure(int32_t status) {
+    last_errno = 0;
+    return status;
+}
+
 const char *last_error() { return last_text; }
 
 int last_system_error() { return last_errno; }

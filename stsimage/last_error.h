@@ -16,6 +16,9 @@ namespace stsimage {
 // The same for a system call: adds the meaning of the errno value and derives the status from it.
 [[gnu::format(printf, 2, 3)]] int32_t fail_system(int error, const char *format, ...);
 
+// Says of the latest failure that doing the same again would not help, whatever the system told. Returns the status.
+int32_t final_failure(int32_t status);
+
 const char *last_error();
 
 // Room for a line with two quoted texts of any length; what does not fit is cut.

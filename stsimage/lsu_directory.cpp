@@ -11,10 +11,10 @@
 #include <string_view>
 
 #include "stsimage/directory_opening.h"
-#include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
 #include "stsimage/lasting_directories.h"
 #include "stsimage/locked_file.h"
+#include "stsimage/lsu_text.h"
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/unfinished_files.h"
@@ -24,14 +24,9 @@ namespace stsimage {
 
 namespace {
 
-constexpr size_t longest_text = STS_LSU_NAME_SIZE - 1;
 constexpr char default_root[] = "/var/lib/stsimage";
 constexpr mode_t directory_mode = 0700;
 constexpr mode_t lock_file_mode = 0666;  // less the umask: whoever may change the directory may lock it
-
-int32_t refuse(std::string_view text, const char *why) {
-    return fail(STSIMG_E_INVALID_LSU, "the LSU text %s %s", QuotedText(text).c_str(), why);
-}
 
 // What no component may be. An absolute text is the caller's own choice of a directory and may lead through "..".
 int32_t check_components(std::string_view text) {
@@ -40,22 +35,12 @@ int32_t check_components(std::string_view text) {
         const size_t end = std::min(text.find('/', begin), text.size());
         const std::string_view component = text.substr(begin, end - begin);
         if (!is_absolute && (component == "." || component == ".."))
-            return refuse(text, "has the component \".\" or \"..\"");
+            return refuse_lsu_text(text, "has the component \".\" or \"..\"");
         if (component == unfinished_directory)
-            return refuse(text, "names the library's own directory of unfinished images");
+            return refuse_lsu_text(text, "names the library's own directory of unfinished images");
         begin = end + 1;
     }
     return 0;
-}
-
-int32_t check_text(std::string_view text) {
-    if (text.empty())
-        return refuse(text, "is empty");
-    if (text.size() > longest_text)
-        return refuse(text, "is longer than 1023 bytes");
-    if (has_control_character(text))
-        return refuse(text, "has a control character");
-    return check_components(text);
 }
 
 // What is wrong with a path that leads to no directory; null when the system cannot get there for another reason.
@@ -81,7 +66,7 @@ int32_t cannot_open(const std::string &path, std::string_view text) {
         return fail(STS_E_NOT_FOUND, "the directory %s of the LSU text %s does not exist", QuotedText(path).c_str(),
                     QuotedText(text).c_str());
     if (const char *why = objection(error); why != nullptr)
-        return refuse(text, why);
+        return refuse_lsu_text(text, why);
     return fail_system(error, "cannot open the directory %s of the LSU text %s", QuotedText(path).c_str(),
                        QuotedText(text).c_str());
 }
@@ -211,16 +196,15 @@ int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDi
 
 }  // namespace
 
-int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_lsu) {
-    const std::string_view view(text, strnlen(text, longest_text + 1));
-    if (const int32_t status = check_text(view); status != 0)
+int32_t open_lsu(std::string_view text, WhenMissing when_missing, LsuDirectory &out_lsu) {
+    if (const int32_t status = check_components(text); status != 0)
         return status;
-    if (view.front() == '/') {
-        out_lsu.path = view;
+    if (text.front() == '/') {
+        out_lsu.path = text;
         out_lsu.descriptor = open_directory(out_lsu.path);
         if (!out_lsu.descriptor)
-            return cannot_open(out_lsu.path, view);
-    } else if (const int32_t status = open_below_root(std::string(view), when_missing, out_lsu); status != 0) {
+            return cannot_open(out_lsu.path, text);
+    } else if (const int32_t status = open_below_root(std::string(text), when_missing, out_lsu); status != 0) {
         return status;
     }
     clear_abandoned(out_lsu);

@@ -8,8 +8,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "stsimage/file_descriptor.h"
+#include "stsimage/store.h"
 
 namespace stsimage {
 
@@ -25,12 +27,10 @@ struct LsuDirectory {
 // wherever it is: other hosts may share a local directory by way of this one.
 constexpr char lock_file[] = ".stsimg-lock";
 
-enum class WhenMissing { fail, make };
-
-// Opens the directory of an LSU text and clears what dead writers left in it. A directory below the root is made when
+// Opens the directory of an LSU text that is acceptable as such and clears what dead writers left in it. A directory below the root is made when
 // asked for, and its name and those above it, with that of the root, flushed, whoever has made them; one that is named by
 // its own path never is, since it may be the place where a file system is not mounted.
-int32_t open_lsu(const char *text, WhenMissing when_missing, LsuDirectory &out_lsu);
+int32_t open_lsu(std::string_view text, WhenMissing when_missing, LsuDirectory &out_lsu);
 
 // Holds the lock of an LSU directory: the directory's own, which earlier versions of the library heed, and that of the file.
 // Where the file can neither be found nor made (a full file system, a directory that may not be written to), the
