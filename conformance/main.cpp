@@ -99,6 +99,7 @@ int run(const Options &options) {
     settings.directory = directory.path();
     settings.time_limit = std::chrono::seconds(options.timeout_seconds);
     settings.real_config = options.real_config;
+    settings.fork_side = options.fork_side;
     if (!options.keep.empty()) {
         settings.keep = std::filesystem::absolute(options.keep).string();
         make_empty_directory(settings.keep);

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <map>
+#include <string>
 #include <thread>
 
 namespace conformance {
@@ -42,6 +44,11 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
     app.add_flag("--real-config", options.real_config,
                  "Put the tests' configuration files into /etc/quillmere (root only, one test at a time; refused when "
                  "there are configuration files already)");
+    app.add_option("--fork", options.fork_side,
+                   "Fork when the plug-in is loaded, and test in the child, or in the parent")
+        ->transform(
+            CLI::CheckedTransformer(std::map<std::string, ForkSide>{{"parent", ForkSide::parent}, {"child", ForkSide::child}})
+                .description("parent|child"));
     try {
         app.parse(argc, argv);
         if (!options.list && !options.requirements && plugin->count() == 0)

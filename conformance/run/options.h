@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "conformance/run/fork_side.h"
+
 namespace conformance {
 
 struct Options {
@@ -20,6 +22,7 @@ struct Options {
     bool requirements = false;
     bool verbose = false;
     bool real_config = false;
+    ForkSide fork_side = ForkSide::none;
 };
 
 enum class CommandLine { run, done, wrong };

@@ -90,6 +90,7 @@ void run_test(const TestCase &test, const TestSettings &settings, const std::str
     {
         const LeakCheck leaks(directory + "/work");
         set_plugin(std::make_unique<EntryPoints>(settings.plugin, RTLD_NOW | RTLD_LOCAL));
+        go_to_fork_side(settings.fork_side);
         skip_reason = run_body(test);
         // Written twice: a crash in what follows does not lose what was found so far.
         write_report(report, skip_reason);

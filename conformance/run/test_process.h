@@ -8,6 +8,7 @@
 #include "conformance/report/outcome.h"
 #include "conformance/report/test_case.h"
 #include "conformance/run/child_process.h"
+#include "conformance/run/fork_side.h"
 
 namespace conformance {
 
@@ -16,6 +17,7 @@ struct TestSettings {
     std::string directory;  // below it each test gets its own
     std::chrono::milliseconds time_limit{30000};
     bool real_config = false;
+    ForkSide fork_side = ForkSide::none;
     std::string keep;  // where directories of failing tests are kept, absolute; "" for nowhere
 };
 

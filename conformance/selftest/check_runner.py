@@ -187,6 +187,15 @@ class Runner(unittest.TestCase):
         again = self.run_suite(PATHS.broken, "--filter", "loading.two-hundred-times", STSPI_BROKEN="loading.only-once")
         self.expect(again, 1, "ended by signal 6 (SIGABRT) in dlopen of libstspi_broken.so, after dlclose of libstspi_broken.so\n")
 
+    def test_fork_after_loading(self):
+        for side, status in (("parent", 0), ("child", 1)):
+            result = self.run_suite(PATHS.broken, "--filter", "load-process.blank", "--fork", side,
+                                    STSPI_BROKEN="process.bound-to-its-loader")
+            self.assertEqual(result.returncode, status, result.stdout)
+        crash = self.run_suite(PATHS.broken, "--filter", "claim.null-or-empty", "--fork", "child", STSPI_BROKEN="claim.null-crashes")
+        self.assertRegex(crash.stdout, r"ended by signal 11 \(SIGSEGV\) in stspi_claim")
+        self.expect(self.run_suite(PATHS.plugin, "--fork", "sideways"), 2)
+
     def test_crash_on_another_thread_names_its_call(self):
         crash = self.run_suite(PATHS.broken, "--filter", "threads.handle-moves", STSPI_BROKEN="close.bound-to-its-thread")
         self.assertRegex(crash.stdout, r"ended by signal 6 \(SIGABRT\) in stspi_close_server\(0x[0-9a-f]+\) on another thread\n")

@@ -20,7 +20,7 @@ namespace filter {
 
 namespace {
 
-constexpr char magic[] = "stsledg1";
+constexpr int longest_wait_s = 5;
 
 [[noreturn]] void refuse(const std::string &what, const std::string &path, int error) {
     throw std::runtime_error("cannot " + what + " the ledger " + path + ": " + std::strerror(error));
@@ -41,22 +41,56 @@ private:
     int m_number;
 };
 
-// Nobody else begins, enters or leaves meanwhile.
-class Lock {
+// Nobody else begins meanwhile.
+class FileLock {
 public:
-    Lock(int descriptor, const std::string &path) : m_descriptor(descriptor) {
+    FileLock(int descriptor, const std::string &path) : m_descriptor(descriptor) {
         while (flock(descriptor, LOCK_EX) != 0)
             if (errno != EINTR)
                 refuse("lock", path, errno);
     }
     // Closing would not do: a mapping keeps the open file, and the lock with it.
-    ~Lock() { flock(m_descriptor, LOCK_UN); }
-    Lock(const Lock &) = delete;
-    Lock &operator=(const Lock &) = delete;
+    ~FileLock() { flock(m_descriptor, LOCK_UN); }
+    FileLock(const FileLock &) = delete;
+    FileLock &operator=(const FileLock &) = delete;
 
 private:
     int m_descriptor;
 };
+
+// Nobody else enters meanwhile. In the mapping, since a process that forked may have lost the right to open the file.
+class SharedLock {
+public:
+    explicit SharedLock(pthread_mutex_t &mutex) : m_mutex(mutex) {
+        timespec until;
+        clock_gettime(CLOCK_REALTIME, &until);
+        until.tv_sec += longest_wait_s;
+        int error = pthread_mutex_timedlock(&mutex, &until);
+        if (error == EOWNERDEAD)  // what it left half done is found again: slots are filled before they count
+            error = pthread_mutex_consistent(&mutex);
+        m_is_held = error == 0;
+    }
+    ~SharedLock() {
+        if (m_is_held)
+            pthread_mutex_unlock(&m_mutex);
+    }
+    SharedLock(const SharedLock &) = delete;
+    SharedLock &operator=(const SharedLock &) = delete;
+    bool is_held() const { return m_is_held; }
+
+private:
+    pthread_mutex_t &m_mutex;
+    bool m_is_held = false;
+};
+
+void make_lock(pthread_mutex_t &mutex) {
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    pthread_mutex_init(&mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
 
 LedgerLayout *map(int descriptor, int protection, const std::string &path) {
     void *memory = mmap(nullptr, sizeof(LedgerLayout), protection, MAP_SHARED, descriptor, 0);
@@ -73,7 +107,7 @@ bool is_ledger(int descriptor) {
         return false;
     uint64_t size = 0;
     std::memcpy(&size, begin + 8, sizeof size);
-    return std::memcmp(begin, magic, 8) == 0 && size == sizeof(LedgerLayout);
+    return std::memcmp(begin, ledger_magic, 8) == 0 && size == sizeof(LedgerLayout);
 }
 
 uint64_t drawn_seed() {
@@ -90,7 +124,8 @@ void make(int descriptor, const std::string &path) {
     if (const int error = posix_fallocate(descriptor, 0, sizeof(LedgerLayout)); error != 0)
         refuse("make room for", path, error);
     LedgerLayout *layout = map(descriptor, PROT_READ | PROT_WRITE, path);
-    std::memcpy(layout->magic, magic, 8);
+    std::memcpy(layout->magic, ledger_magic, 8);
+    make_lock(layout->lock);
     layout->size = sizeof(LedgerLayout);
     layout->begun = wall_clock_ns();
     layout->seed = drawn_seed();
@@ -114,22 +149,11 @@ uint64_t start_time(pid_t process) {
 
 }  // namespace
 
-namespace {
-
-int open_again(const std::string &path) {
-    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-    if (file < 0)
-        refuse("open", path, errno);
-    return file;
-}
-
-}  // namespace
-
 std::unique_ptr<Ledger> Ledger::begin(const std::string &path) {
     const Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666));
     if (file.number() < 0)
         refuse("open", path, errno);
-    const Lock lock(file.number(), path);
+    const FileLock lock(file.number(), path);
     if (!is_ledger(file.number()))
         make(file.number(), path);
     return std::unique_ptr<Ledger>(new Ledger(path, map(file.number(), PROT_READ | PROT_WRITE, path)));
@@ -147,8 +171,9 @@ std::unique_ptr<Ledger> Ledger::read(const std::string &path) {
 Ledger::~Ledger() { munmap(m_layout, sizeof(LedgerLayout)); }
 
 ProcessSlot *Ledger::enter_process() {
-    const Descriptor file(open_again(m_path));
-    const Lock lock(file.number(), m_path);
+    const SharedLock lock(m_layout->lock);
+    if (!lock.is_held())
+        return nullptr;
     const auto own = static_cast<uint64_t>(getpid());
     const uint64_t own_start = start_time(getpid());
     ProcessSlot *free = nullptr;
@@ -174,8 +199,9 @@ void Ledger::leave_process(ProcessSlot &slot) {
 }
 
 std::vector<RuleSlot *> Ledger::enter_rules(const std::vector<Rule> &rules, uint64_t version) {
-    const Descriptor file(open_again(m_path));
-    const Lock lock(file.number(), m_path);
+    const SharedLock lock(m_layout->lock);
+    if (!lock.is_held())
+        throw std::runtime_error("the ledger " + m_path + " is locked by a process that does not go on");
     std::unordered_set<uint64_t> in_force = {version};
     for (const ProcessSlot &slot : m_layout->processes)
         if (is_alive(slot))

@@ -25,13 +25,14 @@ public:
 
     LedgerLayout &layout() const { return *m_layout; }
 
-    // Enters this process, or finds its entry. A null result: there are more processes than the ledger holds.
+    // Enters this process, or finds its entry; in the child of a fork, too. A null result: there are more processes than
+    // the ledger holds, or another one keeps it locked.
     ProcessSlot *enter_process();
     // Leaves, at the end or when the filter is unloaded.
     static void leave_process(ProcessSlot &slot);
 
     // The slots of rules, in their order, under a version of the settings. Throws std::runtime_error when there are too
-    // many.
+    // many, or another process keeps the ledger locked.
     std::vector<RuleSlot *> enter_rules(const std::vector<Rule> &rules, uint64_t version);
 
     // One more match of an identity; returns how many came before. Where the table is full, identities share a count.

@@ -5,7 +5,10 @@
 // while others read.
 #pragma once
 
+#include <pthread.h>
+
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "filter/rules/function_number.h"
@@ -51,20 +54,23 @@ struct IdentitySlot {
     SharedNumber count;
 };
 
+constexpr char ledger_magic[] = "stsledg2";
+
 struct LedgerLayout {
-    char magic[8];  // "stsledg1"
+    char magic[8];  // ledger_magic
     uint64_t size;
     SharedNumber begun;
     SharedNumber seed;     // drawn when the ledger was begun, for settings that name none
     SharedNumber version;  // of the settings that were taken last
     SharedNumber has_own_seed;
-    SharedNumber own_seed;  // the settings'
-    SharedNumber unused[57];
+    SharedNumber own_seed;             // the settings'
+    alignas(64) pthread_mutex_t lock;  // of all processes, for entering; given up when one dies with it
+    alignas(64) SharedNumber unused[48];
     SharedNumber calls[64];  // by function
     ProcessSlot processes[ledger_processes];
     RuleSlot rules[ledger_rules];
     IdentitySlot identities[ledger_identities];
 };
-static_assert(function_count <= 64);
+static_assert(function_count <= 64 && offsetof(LedgerLayout, calls) == 512);
 
 }  // namespace filter

@@ -18,7 +18,7 @@ std::string settings_in_use(const std::string &file) {
 std::string ledger_in_use(const std::string &path) {
     char begin[8] = {};
     std::ifstream(path, std::ios::binary).read(begin, sizeof begin);
-    if (std::string(begin, sizeof begin) == "stsledg1")
+    if (std::string(begin, sizeof begin) == filter::ledger_magic)
         return path;
     if (const char *ledger = std::getenv("STSPI_FILTER_LEDGER"))
         return ledger;

@@ -1,5 +1,7 @@
 """Without rules nothing tells the filter from the plug-in behind it: the whole suite passes through it.
 
+Two filters are tried in a child that was forked when they were loaded, the journal in a parent.
+
 usage: conformance_through_filter.py one|two|journal SUITE FILTER PLUGIN
 """
 
@@ -27,7 +29,8 @@ def main():
             file.write("\n".join(lines) + "\n")
         environment = dict(os.environ, STSPI_FILTER=settings)
         # Millions of calls, each written down, take their time on a busy machine: the limit is there for hangs.
-        status = subprocess.run([suite, filter_library, "--jobs", "2", "--timeout", "200"], env=environment,
+        fork = {"one": [], "two": ["--fork", "child"], "journal": ["--fork", "parent"]}[way]
+        status = subprocess.run([suite, filter_library, "--jobs", "2", "--timeout", "200", *fork], env=environment,
                                 check=False).returncode
         if way == "journal" and not os.path.getsize(os.path.join(directory, "journal")) > 0:
             sys.exit("nothing was written to the journal")

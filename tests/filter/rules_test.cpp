@@ -303,6 +303,53 @@ TEST(Ledger, OutlivesAKilledProcessAndGoesOn) {
     EXPECT_EQ(make(filtered, writes, standard_call(writes, memory, open)), 5);
 }
 
+TEST(Ledger, IsEnteredByTheChildOfAForkThatMayNotOpenIt) {
+    const Filtered filtered("on write_image call 3 answer 5");
+    CallerMemory memory;
+    const OpenHandles open = open_all(filtered, memory);
+    const std::string path = filtered.settings_path() + ".ledger";
+    const auto ledger = filter::Ledger::read(path);
+    const auto processes = [&] {
+        int alive = 0;
+        for (const filter::ProcessSlot &slot : ledger->layout().processes)
+            alive += filter::is_alive(slot);
+        return alive;
+    };
+    EXPECT_EQ(processes(), 1);
+    const pid_t child = fork();
+    if (child == 0) {
+        unlink(path.c_str());  // as good as no permission
+        const auto write = [&] { return make(filtered, writes, standard_call(writes, memory, open)); };
+        _exit(write() == 0 && write() == 0 && write() == 5 && processes() == 2 ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Ledger, LockOfAProcessThatDiedIsGivenUp) {
+    const TempDirectory directory;
+    const std::string path = directory.path() + "/ledger";
+    const auto ledger = filter::Ledger::begin(path);
+    const pid_t child = fork();
+    if (child == 0) {
+        pthread_mutex_lock(&ledger->layout().lock);
+        kill(getpid(), SIGKILL);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_NE(ledger->enter_process(), nullptr);
+    EXPECT_NE(ledger->enter_process(), nullptr);
+}
+
+TEST(Ledger, OfAnEarlierFormIsBegunAnew) {
+    const TempDirectory directory;
+    const std::string path = directory.path() + "/ledger";
+    filter::Ledger::begin(path)->layout().version = 7;
+    EXPECT_EQ(filter::Ledger::begin(path)->layout().version, 7U);
+    std::fstream(path, std::ios::in | std::ios::out | std::ios::binary).write("stsledg1", 8);
+    EXPECT_EQ(filter::Ledger::begin(path)->layout().version, 0U);
+}
+
 TEST(Loading, TwoHundredTimesLeavesNothing) {
     Filtered filtered("on write_image 50% answer 5");
     const auto descriptors = [] {
