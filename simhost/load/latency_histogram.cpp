@@ -1,7 +1,11 @@
 #include "simhost/load/latency_histogram.h"
 
 #include <algorithm>
+#if __has_include(<boost/histogram/accumulators/thread_safe.hpp>)
 #include <boost/histogram/accumulators/thread_safe.hpp>
+#else
+#include <boost/histogram/accumulators/count.hpp>
+#endif
 #include <boost/histogram/axis/regular.hpp>
 #include <boost/histogram/histogram.hpp>
 #include <boost/histogram/indexed.hpp>
@@ -20,7 +24,11 @@ constexpr double longest_ns = 5e12;
 constexpr unsigned classes = 1279;
 
 using Axis = bh::axis::regular<double, bh::axis::transform::log>;
+#if __has_include(<boost/histogram/accumulators/thread_safe.hpp>)
 using Count = bh::accumulators::thread_safe<uint64_t>;
+#else  // its name since Boost 1.77
+using Count = bh::accumulators::count<uint64_t, true>;
+#endif
 using Storage = bh::storage_adaptor<std::vector<Count, SharedAllocator<Count>>>;
 using Histogram = bh::histogram<std::tuple<Axis>, Storage>;
 
@@ -62,7 +70,7 @@ LatencySummary LatencyHistogram::summary() const {
     LatencySummary summary;
     summary.counts.reserve(classes + 2);
     for (auto &&bin : bh::indexed(m_classes->histogram, bh::coverage::all)) {
-        summary.counts.push_back(bin->load());
+        summary.counts.push_back(static_cast<uint64_t>(*bin));
         summary.count += summary.counts.back();
     }
     summary.sum_ns = static_cast<double>(m_shared->sum_ns.load(std::memory_order_relaxed));
