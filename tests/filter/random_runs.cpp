@@ -189,10 +189,12 @@ bool Runs::tell(uint64_t number, const std::string &what) const {
 
 bool Runs::same_under_rules(uint64_t number) {
     std::mt19937_64 engine(m_seed + number);
-    std::string rules =
-        "plugin " PLUGIN "\njournal " + path("journal") + " 8M growing\nseed " + std::to_string(m_seed + number) + "\n";
-    for (unsigned thread = 0; thread < m_threads; ++thread)
-        rules += random_rules(engine, m_threads > 1 ? "server *" + std::to_string(thread) : "", m_threads == 1);
+    std::string rules = "plugin " PLUGIN "\n";
+    rules += "journal " + path("journal") + " 8M growing\nseed " + std::to_string(m_seed + number) + "\n";
+    for (unsigned thread = 0; thread < m_threads; ++thread) {
+        const std::string server = "server *" + std::to_string(thread);
+        rules += random_rules(engine, m_threads > 1 ? server : "", m_threads == 1);
+    }
     std::ofstream(path("filter.conf")) << rules;
     const std::string first = one(FILTER, number, "first");
     const std::string second = one(FILTER, number, "second");

@@ -7,8 +7,8 @@
 namespace {
 
 struct Reading {
-    explicit Reading(std::string text, const char *server_name) {
-        FILE *file = fmemopen(text.data(), text.size(), "r");
+    Reading(const std::string &text, const char *server_name) {
+        FILE *file = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
         result = read_copan_configuration(file, server_name, volumes, storage_dir);
         std::fclose(file);
     }

@@ -58,13 +58,13 @@ bool is_plain(const std::string &text) {
     return true;
 }
 
-void check_reading(std::string text) {
+void check_reading(const std::string &text) {
     DiskGroupTable diskgroups(10);
     EnclosureTable enclosures(5);
     Name mount_path;
     Name mount_behavior("SUCCESS");
     Name udid_token;
-    FILE *file = fmemopen(text.data(), text.size(), "r");
+    FILE *file = fmemopen(const_cast<char *>(text.data()), text.size(), "r");
     read_disk_array(file, diskgroups, enclosures, {mount_path, mount_behavior, udid_token});
     std::fclose(file);
 

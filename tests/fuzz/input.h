@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 // Ends the run with the broken expectation, also in builds where assert does nothing.
@@ -19,7 +20,9 @@
 inline std::string text_of(const uint8_t *data, size_t size) { return {reinterpret_cast<const char *>(data), size}; }
 
 // Up to the first NUL, as a C function sees it.
-inline std::string c_string_of(const uint8_t *data, size_t size) { return text_of(data, size).c_str(); }
+inline std::string c_string_of(const uint8_t *data, size_t size) {
+    return {reinterpret_cast<const char *>(data), strnlen(reinterpret_cast<const char *>(data), size)};
+}
 
 // Whether every byte is one that a name may hold, and the name is not too long.
 inline bool is_name(const std::string &text) {

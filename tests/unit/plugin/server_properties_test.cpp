@@ -103,7 +103,7 @@ private:
     }
 
     const sts_server_info_t &m_info;
-    sts_server_info_t m_seen;
+    sts_server_info_t m_seen{};
     int m_looks = 0;
     sts_session_def_v7_t m_session{};
 };

@@ -148,6 +148,7 @@ TEST_F(KilledWriter, LosesNothingThatWasClosed) {
             }
         ASSERT_FALSE(HasFailure());
     }
-    std::printf("%d rounds, %ju images closed, %zu there\n", rounds, uintmax_t{images_closed}, closed.size());
+    std::printf("%d rounds, %llu images closed, %zu there\n", rounds, static_cast<unsigned long long>(images_closed),
+                closed.size());
     EXPECT_GT(images_closed, static_cast<uint64_t>(rounds));
 }

@@ -82,5 +82,5 @@ TEST_P(OtherMachines, ImageThatIsWrittenHereIsTheSameFile) {
     EXPECT_TRUE(without_what_is_drawn(all_bytes(file_of("own"))) == without_what_is_drawn(all_bytes(foreign_file())));
 }
 
-INSTANTIATE_TEST_SUITE_P(, OtherMachines, testing::Values("x86_64", "s390x"),
+INSTANTIATE_TEST_SUITE_P(Kinds, OtherMachines, testing::Values("x86_64", "s390x"),
                          [](const auto &machine) { return std::string(machine.param); });
