@@ -23,7 +23,7 @@
     X(list_repeats, "list repeats", "a list gave an image twice")                                        \
     X(list_ghost, "list ghost", "a list gave an image that is not there")                                \
     X(wrong_property, "wrong property", "a property is not what it must be")                             \
-    X(wrong_mount, "wrong mount", "a mount succeeded and left no link")                                  \
+    X(wrong_mount, "wrong mount", "a mount succeeded and left no link, or one that leads elsewhere")     \
     X(refusal, "refusal", "a call failed with a status that is not expected")                            \
     X(exception, "exception", "a C++ exception passed out of a call")                                    \
     X(hang, "hang", "a call did not come back")                                                          \

@@ -28,6 +28,8 @@ struct Stamp {
     uint64_t check;
 };
 
+static_assert(sizeof(Stamp) == block_identity_bytes);
+
 uint64_t check_of(const Stamp &stamp) { return XXH3_64bits(&stamp, offsetof(Stamp, check)); }
 
 Stamp stamp_of(uint64_t seed, const Content &content, uint64_t offset) {
@@ -71,6 +73,17 @@ size_t tags_that_match(const char *block, uint64_t check) {
         if (word_at(block + sector * sector_bytes) == tag_of(check, sector))
             ++matching;
     return matching;
+}
+
+// The first place of a spoilt buffer that is as it was.
+std::optional<uint64_t> unread_place(const char *bytes, uint64_t offset, uint64_t length) {
+    if (length >= sizeof poison && word_at(bytes) == poison)
+        return 0;
+    for (uint64_t place = (sector_bytes - offset % sector_bytes) % sector_bytes; place + sizeof poison <= length;
+         place += sector_bytes)
+        if (word_at(bytes + place) == poison)
+            return place;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -125,22 +138,27 @@ std::optional<BlockFault> DataBlocks::check(const char *bytes, const Content &co
     const char *right = data(content, offset, length);
     if (std::memcmp(bytes, right, length) == 0)
         return std::nullopt;
+    // Where nothing was read, what stands there says nothing of the image.
+    if (const auto unread = unread_place(bytes, offset, length))
+        return BlockFault{PromiseKind::unfilled, (offset + *unread) / block_bytes * block_bytes,
+                          fmt::format("nothing was read at byte {}", offset + *unread)};
     for (uint64_t done = 0; done < length;) {
         const size_t from = (offset + done) % block_bytes;
         const size_t part = std::min<uint64_t>(block_bytes - from, length - done);
         if (std::memcmp(bytes + done, right + done, part) != 0)
-            return diagnose(bytes + done, right + done, content, offset + done - from, from, part,
-                            earlier_were_right || done > 0);
+            return diagnose(bytes + done, right + done, content, offset + done - from, from, part, earlier_were_right);
+        // A part without a block's beginning is the same in every generation, but for its marks.
+        earlier_were_right = earlier_were_right || (from == 0 && part >= block_identity_bytes);
         done += part;
     }
     return std::nullopt;
 }
 
-std::optional<Content> DataBlocks::told(const char *first_bytes, uint64_t length) const {
+std::optional<Content> told_content(uint64_t seed, const char *first_bytes, uint64_t length) {
     if (length < sizeof(Stamp))
         return std::nullopt;
     const Stamp stamp = stamp_in(first_bytes);
-    if (!is_whole(stamp) || stamp.seed != m_seed || stamp.offset != 0)
+    if (!is_whole(stamp) || stamp.seed != seed || stamp.offset != 0)
         return std::nullopt;
     return Content{stamp.image, stamp.generation, stamp.size};
 }
@@ -166,10 +184,6 @@ std::optional<BlockFault> DataBlocks::other_identity(const char *bytes, const Co
 
 BlockFault DataBlocks::diagnose(const char *bytes, const char *right, const Content &content, uint64_t offset,
                                 size_t from, size_t length, bool earlier_were_right) const {
-    for (size_t place = (sector_bytes - from % sector_bytes) % sector_bytes; place + sizeof poison <= length;
-         place += sector_bytes)
-        if (word_at(bytes + place) == poison)
-            return {PromiseKind::unfilled, offset, fmt::format("nothing was read at byte {}", offset + from + place)};
     if (is_all_zero(bytes, length))
         return {PromiseKind::lost_block, offset, "it is zeros"};
     const size_t bits = different_bits(bytes, right, length);

@@ -15,12 +15,17 @@
 #include "simhost/load/content.h"
 
 constexpr size_t block_bytes = 4096;
+// As many at a block's beginning tell which block it is.
+constexpr size_t block_identity_bytes = 56;
 
 struct BlockFault {
     PromiseKind kind;
     uint64_t offset;   // of the first block that is wrong
     std::string what;  // in words
 };
+
+// The content that the first block of an image says it is; nothing when that is no block of a run with that seed.
+std::optional<Content> told_content(uint64_t seed, const char *first_bytes, uint64_t length);
 
 class DataBlocks {
 public:
@@ -37,9 +42,6 @@ public:
     // image that were read before were.
     std::optional<BlockFault> check(const char *bytes, const Content &content, uint64_t offset, uint64_t length,
                                     bool earlier_were_right);
-
-    // The content that the first block of an image says it is; nothing when that is no block of this run.
-    std::optional<Content> told(const char *first_bytes, uint64_t length) const;
 
 private:
     void stamp(char *block, const Content &content, uint64_t offset) const;

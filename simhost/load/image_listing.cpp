@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/text_field.h"
+#include "simhost/load/image_judge.h"
 
 namespace {
 
@@ -44,17 +45,16 @@ bool take_list(StreamCalls &stream, sts_image_list_handle_t list, std::unordered
 }
 
 void compare(StreamCalls &stream, const std::vector<Expected> &images, std::unordered_map<uint64_t, unsigned> &given) {
+    ImageJudge judge(stream);
     for (const Expected &expected : images) {
         if (stream.ledger().read(expected.image).word != expected.before.word)
             continue;
         const auto found = given.find(expected.image);
         const unsigned times = found == given.end() ? 0 : found->second;
         if (times == 0 && expected.before.must_be_there())
-            stream.broken(PromiseKind::list_skips, expected.image, "it was acknowledged, and the list lacks it");
+            judge.judge_missing_in_list(expected.image, expected.before);
         else if (times > 0 && expected.before.must_not_be_there())
-            stream.broken(PromiseKind::list_ghost, expected.image,
-                          expected.before.state == ImageState::writing ? "it is not closed yet, and the list gives it"
-                                                                       : "it is not there, and the list gives it");
+            judge.judge_ghost_in_list(expected.image, expected.before);
         else if (times > 1)
             stream.broken(PromiseKind::list_repeats, expected.image, "the list gives it more than once");
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "simhost/host/record_field.h"
+#include "simhost/load/property_judge.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ uint64_t part_begin(uint64_t drawn, uint64_t size) {
 
 ImageOperations::ImageOperations(StreamCalls &stream)
     : m_stream(stream),
+      m_judge(stream),
       m_blocks(stream.workload().seed, stream.workload().chunk_bytes, stream.workload().compressible_percent) {}
 
 const sts_image_definition_t *ImageOperations::definition(uint64_t image) {
@@ -48,7 +50,7 @@ sts_image_handle_t ImageOperations::create(uint64_t image) {
     return handle;
 }
 
-bool ImageOperations::write(uint64_t image, sts_image_handle_t handle, const Content &content) {
+ImageOperations::Written ImageOperations::write(uint64_t image, sts_image_handle_t handle, const Content &content) {
     const uint64_t middle = content.size / 2;
     for (uint64_t offset = 0; offset < content.size;) {
         const uint64_t length = std::min(m_stream.workload().chunk_bytes, content.size - offset);
@@ -59,32 +61,32 @@ bool ImageOperations::write(uint64_t image, sts_image_handle_t handle, const Con
         });
         if (status != 0) {
             m_stream.failed(LoadedCall::write_image, status, image);
-            return false;
+            return Written::failed;
         }
         if (written != length) {
             m_stream.broken(PromiseKind::short_count, image,
                             fmt::format("a write of {} bytes at {} says that it wrote {}", length, offset, written));
-            return false;
+            return Written::less;
         }
         m_stream.state().bytes_written.fetch_add(length, std::memory_order_relaxed);
         if (offset <= middle && middle < offset + length)
-            look_from_outside(image);
+            m_judge.look_by_name(image);
         offset += length;
     }
-    return true;
+    return Written::all;
 }
 
 // Whatever the close answers, an image whose writing failed must not be there. With rules of faults in force the image library
 // may not know that a write failed: then the close makes an image of what it has, and who wrote it takes it away.
-void ImageOperations::finish(uint64_t image, sts_image_handle_t handle, bool complete) {
-    if (!complete && m_stream.target().is_filtered()) {
+void ImageOperations::finish(uint64_t image, sts_image_handle_t handle, Written written) {
+    if (written == Written::less || (written == Written::failed && m_stream.target().is_filtered())) {
         // Where the plug-in was not asked to write, its close may well publish a part.
         m_stream.ledger().begin_spoilt(image);
         close(image, handle);
         expire(image);
         return;
     }
-    if (!complete) {
+    if (written == Written::failed) {
         if (close(image, handle) == 0) {
             m_stream.broken(PromiseKind::visible_failed, image,
                             "its writing failed, and its close says that all is well");
@@ -93,7 +95,7 @@ void ImageOperations::finish(uint64_t image, sts_image_handle_t handle, bool com
             return;
         }
         m_stream.ledger().keep_as_it_was(image);
-        look_from_outside(image);
+        m_judge.look_by_name(image);
         return;
     }
     m_stream.ledger().begin_closing(image);
@@ -116,6 +118,33 @@ void ImageOperations::backup(uint64_t image, uint64_t size) {
         finish(image, handle, write(image, handle, content));
 }
 
+ImageOperations::Written ImageOperations::copy_content(uint64_t source, sts_image_handle_t from, uint64_t target,
+                                                       sts_image_handle_t to, const Content &content) {
+    for (uint64_t offset = 0; offset < content.size;) {
+        const uint64_t length = std::min(m_stream.workload().chunk_bytes, content.size - offset);
+        uint64_t copied = 0;
+        const int32_t status = m_stream.calls().call(LoadedCall::copy_extent, target, offset, length, [&] {
+            return m_stream.entry().copy_extent(to, offset, from, offset, length, nullptr, &copied);
+        });
+        m_stream.state().bytes_written.fetch_add(copied, std::memory_order_relaxed);
+        if (status != 0) {
+            m_stream.failed(LoadedCall::copy_extent, status, target);
+            return Written::failed;
+        }
+        if (copied < length && ends_at(source, from, offset + copied)) {
+            judge_end(source, from, content, offset + copied);
+            return Written::less;
+        }
+        if (copied != length) {
+            m_stream.broken(PromiseKind::short_count, target,
+                            fmt::format("a copy of {} bytes at {} says that it copied {}", length, offset, copied));
+            return Written::less;
+        }
+        offset += length;
+    }
+    return Written::all;
+}
+
 void ImageOperations::copy(uint64_t source, uint64_t target) {
     Reading reading;
     if (source == target || !open_for_reading(source, reading))
@@ -123,33 +152,19 @@ void ImageOperations::copy(uint64_t source, uint64_t target) {
     const Content content = reading.before.content;
     m_stream.ledger().begin_writing(target, content);
     sts_image_handle_t handle = create(target);
-    bool complete = handle != nullptr;
-    for (uint64_t offset = 0; complete && offset < content.size;) {
-        const uint64_t length = std::min(m_stream.workload().chunk_bytes, content.size - offset);
-        uint64_t copied = 0;
-        const int32_t status = m_stream.calls().call(LoadedCall::copy_extent, target, offset, length, [&] {
-            return m_stream.entry().copy_extent(handle, offset, reading.handle, offset, length, nullptr, &copied);
-        });
-        complete = status == 0 && copied == length;
-        if (status != 0)
-            m_stream.failed(LoadedCall::copy_extent, status, target);
-        else if (!complete)
-            m_stream.broken(PromiseKind::short_count, target,
-                            fmt::format("a copy of {} bytes at {} says that it copied {}", length, offset, copied));
-        m_stream.state().bytes_written.fetch_add(copied, std::memory_order_relaxed);
-        offset += length;
-    }
+    const Written written =
+        handle == nullptr ? Written::failed : copy_content(source, reading.handle, target, handle, content);
     close_reading(source, reading.handle);
     if (handle == nullptr)
         m_stream.ledger().keep_as_it_was(target);
     else
-        finish(target, handle, complete);
+        finish(target, handle, written);
 }
 
 void ImageOperations::expire(uint64_t image) {
     const ImageRecord record = m_stream.ledger().read(image);
     if (record.must_not_be_there()) {
-        look_from_outside(image);
+        m_judge.look_by_name(image);
         return;
     }
     // From here on it may be gone, whatever it was.
@@ -160,7 +175,7 @@ void ImageOperations::expire(uint64_t image) {
         LoadedCall::delete_image, image, 0, 0, [&] { return m_stream.entry().delete_image(m_stream.lsu(), name, 0); });
     if (status == 0) {
         m_stream.ledger().acknowledge_deletion(image);
-        look_from_outside(image);
+        m_judge.look_by_name(image);
         return;
     }
     if (status == STS_E_NOT_FOUND) {
@@ -174,44 +189,6 @@ void ImageOperations::expire(uint64_t image) {
 }
 
 // ---- reading
-
-void ImageOperations::complain_of_presence(uint64_t image, const ImageRecord &record, const char *how) {
-    const auto [kind, why] = [&record]() -> std::pair<PromiseKind, const char *> {
-        switch (record.state) {
-            case ImageState::deleted:
-                return {PromiseKind::came_back, "it was deleted"};
-            case ImageState::failed:
-                return {PromiseKind::visible_failed, "its writing failed"};
-            default:
-                return {PromiseKind::visible_early, "it was not closed yet"};
-        }
-    }();
-    m_stream.broken(kind, image, fmt::format("{}, and {} finds it", why, how));
-}
-
-void ImageOperations::look_from_outside(uint64_t image) {
-    const ImageRecord before = m_stream.ledger().read(image);
-    const sts_image_definition_t *name = definition(image);
-    sts_image_info_t info = {};
-    const int32_t status = m_stream.calls().call(LoadedCall::get_image_prop_byname, image, 0, 0, [&] {
-        return m_stream.entry().get_image_prop_byname(m_stream.lsu(), name, &info);
-    });
-    const ImageRecord after = m_stream.ledger().read(image);
-    if (before.word != after.word)
-        return;
-    if (status == 0 && before.must_not_be_there())
-        complain_of_presence(image, before, "stspi_get_image_prop_byname");
-    if (status == STS_E_NOT_FOUND && before.must_be_there())
-        m_stream.broken(PromiseKind::lost_image, image,
-                        "it was acknowledged, and stspi_get_image_prop_byname does not find it");
-    if (status != 0 && status != STS_E_NOT_FOUND)
-        m_stream.failed(LoadedCall::get_image_prop_byname, status, image);
-    const auto has_size = [&info](const Content &content) { return content.size == info.size_bytes; };
-    if (status == 0 && before.must_be_there() && !has_size(before.content) &&
-        !(before.state == ImageState::closing && has_size(before.coming)))
-        m_stream.broken(PromiseKind::wrong_property, image,
-                        fmt::format("its size is told as {}, it has {} bytes", info.size_bytes, before.content.size));
-}
 
 void ImageOperations::complain_of_missing(uint64_t image, const Reading &reading, int32_t status) {
     if (status != STS_E_NOT_FOUND) {
@@ -235,7 +212,7 @@ bool ImageOperations::open_for_reading(uint64_t image, Reading &reading) {
     }
     m_stream.opened_handle();
     if (reading.before.word == reading.after.word && reading.before.must_not_be_there()) {
-        complain_of_presence(image, reading.before, "stspi_open_image");
+        m_judge.judge_presence(image, reading.before, "stspi_open_image");
         close_reading(image, reading.handle);
         return false;
     }
@@ -268,14 +245,55 @@ std::optional<Content> ImageOperations::expected_content(uint64_t image, const R
     const int32_t status = read_call(image, reading.handle, buffer, length, 0, &got);
     if (status != 0)
         m_stream.failed(LoadedCall::read_image, status, image);
-    const auto told = status == 0 ? m_blocks.told(buffer, got) : std::nullopt;
+    const auto told = status == 0 ? told_content(m_stream.workload().seed, buffer, got) : std::nullopt;
     if (!told)
         return std::nullopt;
     if (reading.before.word == reading.after.word && !reading.before.may_hold(*told)) {
-        m_stream.broken(PromiseKind::stale_block, image, fmt::format("it holds generation {}", told->generation));
+        m_judge.judge_content(image, reading.before, *told);
         return std::nullopt;
     }
     return told;
+}
+
+bool ImageOperations::ends_at(uint64_t image, sts_image_handle_t handle, uint64_t offset) {
+    return !m_judge.has_byte(image, handle, offset).value_or(true);
+}
+
+// An older content, or another image's, may be shorter.
+void ImageOperations::judge_end(uint64_t image, sts_image_handle_t handle, const Content &content, uint64_t offset) {
+    const uint64_t length = std::min<uint64_t>(block_bytes, m_stream.workload().chunk_bytes);
+    uint64_t got = 0;
+    char *buffer = m_blocks.read_buffer(0, length);
+    const int32_t status = read_call(image, handle, buffer, length, 0, &got);
+    const auto told = status == 0 ? told_content(m_stream.workload().seed, buffer, got) : std::nullopt;
+    const PromiseKind kind = !told || *told == content      ? PromiseKind::lost_block
+                             : told->image == content.image ? PromiseKind::stale_block
+                                                            : PromiseKind::foreign_block;
+    m_stream.broken(
+        kind, image,
+        fmt::format(
+            "it ends at {}, not at {}{}", offset, content.size,
+            told ? fmt::format(", and holds generation {} of image number {}", told->generation, told->image) : ""));
+}
+
+// The first block tells, or the last one when it is the first that is stale.
+bool ImageOperations::has_right_block(uint64_t image, sts_image_handle_t handle, const Content &content,
+                                      uint64_t stale_offset) {
+    // What is left of a block behind its end may be too little to tell.
+    const uint64_t last = content.size - std::min<uint64_t>(content.size, block_identity_bytes);
+    const uint64_t offset = stale_offset != 0 ? 0 : last / block_bytes * block_bytes;
+    return offset != stale_offset && check_block(image, handle, content, offset) == PromiseKind::count;
+}
+
+PromiseKind ImageOperations::check_block(uint64_t image, sts_image_handle_t handle, const Content &content,
+                                         uint64_t offset) {
+    const uint64_t length = std::min({content.size - offset, block_bytes, m_stream.workload().chunk_bytes});
+    uint64_t got = 0;
+    char *buffer = m_blocks.read_buffer(offset, length);
+    if (read_call(image, handle, buffer, length, offset, &got) != 0 || got != length)
+        return PromiseKind::foreign_block;
+    const auto fault = m_blocks.check(buffer, content, offset, length, false);
+    return fault ? fault->kind : PromiseKind::count;
 }
 
 bool ImageOperations::read_part(uint64_t image, sts_image_handle_t handle, const Content &content, uint64_t offset,
@@ -288,18 +306,29 @@ bool ImageOperations::read_part(uint64_t image, sts_image_handle_t handle, const
         m_stream.failed(LoadedCall::read_image, status, image);
         return false;
     }
-    if (got != length) {
-        m_stream.broken(PromiseKind::short_count, image,
-                        fmt::format("a read of {} bytes at {} of {} brings {}", length, offset, content.size, got));
+    if (got > length) {
+        m_stream.broken(PromiseKind::unfilled, image,
+                        fmt::format("a read of {} bytes at {} brings {}", length, offset, got));
         return false;
     }
-    m_stream.state().bytes_read.fetch_add(length, std::memory_order_relaxed);
-    const auto fault = m_blocks.check(buffer, content, offset, length, earlier_right);
+    m_stream.state().bytes_read.fetch_add(got, std::memory_order_relaxed);
+    auto fault = m_blocks.check(buffer, content, offset, got, earlier_right);
+    // Of a part of a block it cannot be told where it belongs; of the whole block perhaps.
+    if (fault && fault->kind == PromiseKind::foreign_block)
+        if (const PromiseKind kind = check_block(image, handle, content, fault->offset); kind != PromiseKind::count)
+            fault->kind = kind;
+    if (fault && fault->kind == PromiseKind::stale_block && has_right_block(image, handle, content, fault->offset))
+        fault->kind = PromiseKind::mixed_generations;
     if (fault)
         m_stream.broken(fault->kind, image,
                         fmt::format("the block at {} of {} (generation {}): {}", fault->offset, content.size,
                                     content.generation, fault->what));
-    return !fault;
+    else if (got < length && ends_at(image, handle, offset + got))
+        judge_end(image, handle, content, offset + got);
+    else if (got < length)
+        m_stream.broken(PromiseKind::short_count, image,
+                        fmt::format("a read of {} bytes at {} of {} brings {}", length, offset, content.size, got));
+    return !fault && got == length;
 }
 
 void ImageOperations::read_all(uint64_t image, sts_image_handle_t handle, const Content &content) {
@@ -341,17 +370,21 @@ void ImageOperations::verify(uint64_t image, Draw &draw) {
 }
 
 void ImageOperations::properties(uint64_t image) {
-    look_from_outside(image);
+    m_judge.look_by_name(image);
     sts_lsu_info_v9_t lsu = {};
     const int32_t lsu_status = m_stream.calls().call(
         LoadedCall::get_lsu_prop_byname, [&] { return m_stream.entry().get_lsu_prop_byname(m_stream.lsu(), &lsu); });
     if (lsu_status != 0)
         m_stream.failed(LoadedCall::get_lsu_prop_byname, lsu_status);
+    else if (const std::string change = changed_property(m_stream.place().info, lsu); !change.empty())
+        m_stream.broken(PromiseKind::wrong_property, no_image, "of the LSU, " + change);
     sts_server_info_t server = {};
     const int32_t server_status = m_stream.calls().call(
         LoadedCall::get_server_prop, [&] { return m_stream.entry().get_server_prop(m_stream.lsu()->server, &server); });
     if (server_status != 0)
         m_stream.failed(LoadedCall::get_server_prop, server_status);
+    else if (const std::string change = changed_property(m_stream.target().server_info, server); !change.empty())
+        m_stream.broken(PromiseKind::wrong_property, no_image, "of the server, " + change);
 }
 
 ImageOperations::Found ImageOperations::find_out(uint64_t image, const ImageRecord &record) {

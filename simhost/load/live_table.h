@@ -1,4 +1,4 @@
-// What people see while a load runs: a line that is drawn again on a terminal, and a plain one every ten seconds elsewhere.
+// What people see while a load runs: two lines that are drawn again on a terminal, and a plain one every ten seconds elsewhere.
 #pragma once
 
 #include <string>
@@ -22,6 +22,7 @@ private:
     TimePoint m_before;
 };
 
-// Title and values, each in its column.
-std::string live_titles();
-std::string live_values(const TimePoint &before, const TimePoint &point, uint64_t found);
+// Titles and values, each in its column, and no wider than columns: on a narrow terminal bytes that were written and read stand
+// in one column, under shorter titles.
+std::string live_titles(size_t columns);
+std::string live_values(const TimePoint &before, const TimePoint &point, uint64_t found, size_t columns);

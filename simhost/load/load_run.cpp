@@ -13,6 +13,7 @@
 #include <cstring>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "simhost/host/interrupt.h"
 #include "simhost/load/draw.h"
@@ -21,7 +22,10 @@
 namespace {
 
 constexpr std::chrono::milliseconds watch_interval(20);
-constexpr double most_points = 600;
+constexpr double show_seconds = 0.5;
+constexpr double points_of_a_run = 600;
+// A run without a duration may go on for long: then every second point goes.
+constexpr size_t most_points = 1200;
 
 double processor_seconds_of_children() {
     rusage use = {};
@@ -39,7 +43,7 @@ LoadRun::LoadRun(RunState &run, const LoadTarget &target, const LoadOptions &opt
       m_target(target),
       m_options(options),
       m_processes(run.workload().processes + 1),
-      m_point_interval(std::max(0.1, run.workload().duration_seconds / most_points)) {
+      m_point_interval(std::max(0.1, run.workload().duration_seconds / points_of_a_run)) {
     m_outcome.histories.resize(run.workload().processes);
 }
 
@@ -142,7 +146,6 @@ void LoadRun::take_end(Process &process, unsigned number, int status, bool loadi
         // The operation that was under way is not begun again.
         m_run.stream(stream).next_operation.fetch_add(1);
     }
-    process.replaced = true;
     if (loading && !m_hung && (process.killed || m_run.workload().deaths_expected))
         start(number, WorkerTask::load);
 }
@@ -163,40 +166,46 @@ void LoadRun::kill_one() {
     m_next_kill = elapsed() + interval;
     Draw draw(m_run.workload().seed, 0, m_outcome.kills + 1);
     Process &victim = m_processes[draw.below(m_run.workload().processes)];
-    if (victim.pid <= 0)
+    if (victim.pid <= 0 || victim.killed)
         return;
     victim.killed = true;
     kill(victim.pid, SIGKILL);
     ++m_outcome.kills;
 }
 
-void LoadRun::take_histories() {
-    const double now = elapsed();
+void LoadRun::take_samples() {
     for (unsigned number = 0; number < m_run.workload().processes; ++number) {
         const ProcessState &state = m_run.process(number);
         Process &process = m_processes[number];
         if (process.pid <= 0 || state.samples == process.samples)
             continue;
         process.samples = state.samples;
-        ProcessHistory &history = m_outcome.histories[number];
-        history.descriptors.push_back({now, static_cast<double>(state.descriptors)});
-        history.threads.push_back({now, static_cast<double>(state.threads)});
-        history.heap_bytes.push_back({now, static_cast<double>(state.heap_bytes)});
-        history.resident_bytes.push_back({now, static_cast<double>(state.resident_bytes)});
+        const ProcessUse use = {state.resident_bytes, state.heap_bytes, state.descriptors, state.threads};
+        process.least = process.least ? least_of(*process.least, use) : use;
     }
 }
 
-void LoadRun::take_point(const std::function<void(const TimePoint &)> &watch) {
-    if (elapsed() < m_next_point)
-        return;
-    m_next_point = elapsed() + m_point_interval;
-    take_histories();
+void LoadRun::take_histories() {
+    const double now = elapsed();
+    for (unsigned number = 0; number < m_run.workload().processes; ++number) {
+        const std::optional<ProcessUse> use = std::exchange(m_processes[number].least, std::nullopt);
+        if (!use)
+            continue;
+        ProcessHistory &history = m_outcome.histories[number];
+        history.descriptors.push_back({now, static_cast<double>(use->descriptors)});
+        history.threads.push_back({now, static_cast<double>(use->threads)});
+        history.heap_bytes.push_back({now, static_cast<double>(use->heap_bytes)});
+        history.resident_bytes.push_back({now, static_cast<double>(use->resident_bytes)});
+    }
+}
+
+TimePoint LoadRun::point_of_now(LatencySummary &latencies) const {
     TimePoint point;
     point.seconds = elapsed();
-    const LatencySummary latencies = m_run.all_operations();
-    point.operations = latencies.count;
-    point.p99_ns = latencies.since(m_latencies).at(0.99);
-    m_latencies = latencies;
+    LatencySummary now = m_run.all_operations();
+    point.operations = now.count;
+    point.p99_ns = now.since(latencies).at(0.99);
+    latencies = std::move(now);
     for (unsigned stream = 0; stream < m_run.workload().total_streams(); ++stream) {
         const StreamState &state = m_run.stream(stream);
         point.bytes_written += state.bytes_written;
@@ -204,7 +213,7 @@ void LoadRun::take_point(const std::function<void(const TimePoint &)> &watch) {
         point.failures += state.failures;
         point.handles += state.handles;
     }
-    for (unsigned number = 0; number < m_run.workload().processes; ++number) {
+    for (unsigned number = 0; number < m_processes.size(); ++number) {
         const ProcessState &state = m_run.process(number);
         if (m_processes[number].pid <= 0)
             continue;
@@ -213,6 +222,16 @@ void LoadRun::take_point(const std::function<void(const TimePoint &)> &watch) {
         point.heap_bytes += state.heap_bytes;
         point.threads += state.threads;
     }
+    return point;
+}
+
+void LoadRun::take_point() {
+    take_samples();
+    if (elapsed() < m_next_point)
+        return;
+    m_next_point = elapsed() + m_point_interval;
+    take_histories();
+    TimePoint point = point_of_now(m_latencies);
     if (!any_alive() && !m_outcome.points.empty()) {
         // After the end nothing is in use any more, which would look like a fall.
         const TimePoint &last = m_outcome.points.back();
@@ -223,7 +242,17 @@ void LoadRun::take_point(const std::function<void(const TimePoint &)> &watch) {
         point.threads = last.threads;
     }
     m_outcome.points.push_back(point);
-    watch(point);
+    if (m_outcome.points.size() > most_points) {
+        m_outcome.halve();
+        m_point_interval *= 2;
+    }
+}
+
+void LoadRun::show() {
+    if (elapsed() < m_next_show)
+        return;
+    m_next_show = elapsed() + show_seconds;
+    m_watch(point_of_now(m_shown));
 }
 
 void LoadRun::stop_all() {
@@ -233,6 +262,11 @@ void LoadRun::stop_all() {
         std::this_thread::sleep_for(watch_interval);
         collect(false);
         look_for_hangs();
+        show();
+        if (m_verifying && m_outcome.signal == 0 && noted_interrupt() != 0) {
+            m_outcome.signal = noted_interrupt();
+            m_run.abandoned() = true;
+        }
     }
 }
 
@@ -242,10 +276,11 @@ void LoadRun::verify() {
     m_hung = false;
     start(m_run.workload().processes, m_options.keep ? WorkerTask::verify_and_keep : WorkerTask::verify);
     stop_all();
-    m_outcome.verified = !m_hung;
+    m_outcome.verified = !m_hung && !m_run.abandoned();
 }
 
 LoadOutcome LoadRun::perform(const std::function<void(const TimePoint &)> &watch) {
+    m_watch = watch;
     m_run.start_ns() = now_ns();
     m_next_kill = m_run.workload().kill_every_seconds;
     for (unsigned number = 0; number < m_run.workload().processes; ++number)
@@ -255,13 +290,14 @@ LoadOutcome LoadRun::perform(const std::function<void(const TimePoint &)> &watch
         collect(true);
         look_for_hangs();
         kill_one();
-        take_point(watch);
+        take_point();
+        show();
     }
     m_outcome.seconds = elapsed();
     m_outcome.signal = noted_interrupt();
     stop_all();
     m_next_point = 0;
-    take_point(watch);
+    take_point();
     m_outcome.processor_seconds = processor_seconds_of_children();
     verify();
     return m_outcome;

@@ -10,6 +10,7 @@
 #include <initializer_list>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "base/escaped_text.h"
 #include "simhost/host/made_directories.h"
@@ -17,6 +18,19 @@
 #include "simhost/host/server.h"
 
 namespace {
+
+// Records go from one process to the other as they are.
+template <class Record>
+Json bytes_of(const Record &record) {
+    const auto *bytes = reinterpret_cast<const unsigned char *>(&record);
+    return std::vector<unsigned char>(bytes, bytes + sizeof record);
+}
+
+template <class Record>
+void take_bytes(const Json &told, Record &record) {
+    const auto bytes = told.get<std::vector<unsigned char>>();
+    std::copy_n(bytes.begin(), std::min(bytes.size(), sizeof record), reinterpret_cast<unsigned char *>(&record));
+}
 
 Json look(const LoadTarget &target, const std::vector<std::string> &wanted, bool mounts) {
     record_made_directories();
@@ -42,6 +56,7 @@ Json look(const LoadTarget &target, const std::vector<std::string> &wanted, bool
         throw UsageError("mounts are for disk arrays; this server is a Copan array: take mount out of the mix");
     for (const std::string &lsu : wanted.empty() ? listed : wanted) {
         std::string volume;
+        std::string mount_target;
         if (mounts) {
             const std::vector<std::string> volumes = server.list_volumes(lsu);
             if (volumes.empty())
@@ -50,13 +65,21 @@ Json look(const LoadTarget &target, const std::vector<std::string> &wanted, bool
             // Here it is seen which directories that makes.
             MountPoint point(target.mount_directory + "/look");
             server.mount(fmt::format("{}:{}", lsu, volume), point.path());
+            mount_target = point.target();
         }
-        server.lsu_info(lsu);
-        places.push_back({{"lsu", lsu}, {"volume", volume}});
+        places.push_back({{"lsu", lsu},
+                          {"volume", volume},
+                          {"mount_target", mount_target},
+                          {"info", bytes_of(server.lsu_info(lsu))}});
     }
+    const Json server_info = bytes_of(server.server_info());
     server.close();
     host.terminate();
-    return {{"kind", kind == ServerKind::copan ? "copan" : "array"}, {"places", places}, {"made", made_directories()}};
+    return {{"kind", kind == ServerKind::copan ? "copan" : "array"},
+            {"places", places},
+            {"listed", listed},
+            {"server_info", server_info},
+            {"made", made_directories()}};
 }
 
 [[noreturn]] void answer(int descriptor, const LoadTarget &target, const std::vector<std::string> &wanted,
@@ -125,7 +148,15 @@ void look_at_target(LoadTarget &target, const std::vector<std::string> &lsus, bo
     if (told.contains("bad"))
         throw BadAnswer(told["bad"].get<std::string>());
     target.kind = told["kind"] == "copan" ? ServerKind::copan : ServerKind::disk_array;
-    for (const Json &place : told["places"])
-        target.places.push_back({place["lsu"], place["volume"]});
+    for (const Json &told_place : told["places"]) {
+        Place place;
+        place.lsu = told_place["lsu"];
+        place.volume = told_place["volume"];
+        place.mount_target = told_place["mount_target"];
+        take_bytes(told_place["info"], place.info);
+        target.places.push_back(std::move(place));
+    }
+    target.listed = told["listed"].get<std::vector<std::string>>();
+    take_bytes(told["server_info"], target.server_info);
     target.made_directories = told["made"].get<std::vector<std::string>>();
 }

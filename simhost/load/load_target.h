@@ -16,6 +16,8 @@ struct LoadTarget {
     std::vector<std::string> hosts;
     ServerKind kind = ServerKind::disk_array;
     std::vector<Place> places;                  // streams take them in turn
+    std::vector<std::string> listed;            // LSUs, before the load
+    sts_server_info_t server_info = {};         // likewise
     std::string mount_directory;                // where links of mounts are made
     std::vector<std::string> made_directories;  // by looking
 

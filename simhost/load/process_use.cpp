@@ -4,6 +4,7 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -29,6 +30,11 @@ uint64_t resident() {
 }
 
 }  // namespace
+
+ProcessUse least_of(const ProcessUse &a, const ProcessUse &b) {
+    return {std::min(a.resident_bytes, b.resident_bytes), std::min(a.heap_bytes, b.heap_bytes),
+            std::min(a.descriptors, b.descriptors), std::min(a.threads, b.threads)};
+}
 
 ProcessUse process_use() {
     ProcessUse use;

@@ -10,5 +10,8 @@ struct ProcessUse {
     uint64_t threads = 0;
 };
 
+// The less of each.
+ProcessUse least_of(const ProcessUse &a, const ProcessUse &b);
+
 // Of this process.
 ProcessUse process_use();

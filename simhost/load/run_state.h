@@ -13,6 +13,7 @@
 #include "simhost/load/loaded_call.h"
 #include "simhost/load/shared_arena.h"
 #include "simhost/load/workload.h"
+#include "stspi/sts_types.h"
 
 constexpr uint64_t no_image = UINT64_MAX;
 
@@ -74,7 +75,9 @@ struct Finding {
 // Where a run's images lie.
 struct Place {
     std::string lsu;
-    std::string volume;  // to mount; empty: none
+    std::string volume;           // to mount; empty: none
+    std::string mount_target;     // where a mount's link led
+    sts_lsu_info_v9_t info = {};  // as it was told before the load
 };
 
 class RunState {
@@ -99,6 +102,8 @@ public:
     std::atomic<bool> &stop() { return m_control->stop; }
     // Set while everything is verified: calls are not measured then.
     std::atomic<bool> &verifying() { return m_control->verifying; }
+    // Set when the verification is to come to an end: what is not read yet is only taken away.
+    std::atomic<bool> &abandoned() { return m_control->abandoned; }
     // Nanoseconds of the monotonic clock at the run's begin.
     std::atomic<uint64_t> &start_ns() { return m_control->start_ns; }
 
@@ -123,6 +128,7 @@ private:
     struct Control {
         std::atomic<bool> stop{false};
         std::atomic<bool> verifying{false};
+        std::atomic<bool> abandoned{false};
         std::atomic<uint64_t> start_ns{0};
         std::atomic<uint64_t> found[promise_kinds] = {};
         std::atomic<uint64_t> texts{0};

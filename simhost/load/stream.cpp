@@ -12,6 +12,7 @@
 #include "base/escaped_text.h"
 #include "simhost/host/mount_point.h"
 #include "simhost/load/image_listing.h"
+#include "simhost/load/open_loop.h"
 
 namespace {
 
@@ -62,10 +63,11 @@ void Stream::verification() {
     if (!m_calls.open())
         return;
     settle_all();
-    list_images(m_calls);
+    if (!m_calls.run().abandoned())
+        list_images(m_calls);
     const uint64_t first = m_calls.run().first_image(m_calls.stream());
     for (uint64_t image = first; image < first + m_calls.workload().images; ++image) {
-        if (m_calls.ledger().read(image).state == ImageState::present)
+        if (!m_calls.run().abandoned() && m_calls.ledger().read(image).state == ImageState::present)
             m_images.restore(image);
         // Of an image that must not be there this only looks whether it is.
         if (!keeps(image))
@@ -113,9 +115,7 @@ uint64_t Stream::await_begin(uint64_t number) {
     const Workload &workload = m_calls.workload();
     if (workload.rate <= 0)
         return now_ns();
-    // The streams take turns, so that together they keep to the rate.
-    const double place = static_cast<double>(number) * workload.total_streams() + m_calls.stream();
-    const uint64_t begin = m_calls.run().start_ns() + static_cast<uint64_t>(place * 1e9 / workload.rate);
+    const uint64_t begin = m_calls.run().start_ns() + intended_begin_ns(workload, m_calls.stream(), number);
     for (uint64_t now = now_ns(); now < begin && goes_on(); now = now_ns()) {
         const uint64_t wake = std::min(begin, now + longest_wait_ns);
         const timespec until = {static_cast<time_t>(wake / 1000000000), static_cast<long>(wake % 1000000000)};
@@ -177,8 +177,12 @@ void Stream::mount() {
         LoadedCall::mount_lsu, [&] { return m_calls.entry().mount_lsu(&volume, path.c_str(), 1, 0, result); });
     if (status != 0)
         m_calls.failed(LoadedCall::mount_lsu, status);
-    else if (link_target_of(path).empty())
+    else if (const std::string link = link_target_of(path); link.empty())
         m_calls.broken(PromiseKind::wrong_mount, no_image, fmt::format("{} is no link", printable(path)));
+    else if (link != place.mount_target)
+        m_calls.broken(PromiseKind::wrong_mount, no_image,
+                       fmt::format("{} leads to {}, and a mount before led to {}", printable(path), printable(link),
+                                   printable(place.mount_target)));
     const int32_t unmounted =
         m_calls.calls().call(LoadedCall::unmount_lsu, [&] { return m_calls.entry().unmount_lsu(); });
     if (unmounted != 0)

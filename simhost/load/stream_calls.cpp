@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "base/escaped_text.h"
@@ -68,7 +69,7 @@ void StreamCalls::list_lsus() {
     bool complete = status == 0;
     if (!complete)
         failed(LoadedCall::open_lsu_list, status);
-    bool is_listed = false;
+    std::vector<std::string> given;
     while (complete) {
         char name[STS_LSU_NAME_SIZE] = {};
         status = m_calls.call(LoadedCall::list_lsu, [&] { return entry().list_lsu(list, name); });
@@ -77,17 +78,32 @@ void StreamCalls::list_lsus() {
         complete = status == 0;
         if (!complete)
             failed(LoadedCall::list_lsu, status);
-        is_listed = is_listed || field_text(name) == place().lsu;
+        given.push_back(field_text(name));
     }
-    if (complete && !is_listed)
-        broken(PromiseKind::list_skips, no_image,
-               fmt::format("stspi_list_lsu does not give {}", in_quotes(place().lsu)));
+    if (complete)
+        judge_lsus(given);
     if (list == nullptr)
         return;
     status = m_calls.call(LoadedCall::close_lsu_list, [&] { return entry().close_lsu_list(list); });
     closed_handle();
     if (status != 0)
         failed(LoadedCall::close_lsu_list, status);
+}
+
+void StreamCalls::judge_lsus(const std::vector<std::string> &given) {
+    const std::vector<std::string> &expected = target().listed;
+    for (const std::string &lsu : expected) {
+        const auto times = std::count(given.begin(), given.end(), lsu);
+        if (times == 0)
+            broken(PromiseKind::list_skips, no_image, fmt::format("stspi_list_lsu does not give {}", in_quotes(lsu)));
+        else if (times > std::count(expected.begin(), expected.end(), lsu))
+            broken(PromiseKind::list_repeats, no_image,
+                   fmt::format("stspi_list_lsu gives {} {} times", in_quotes(lsu), times));
+    }
+    for (const std::string &lsu : given)
+        if (std::find(expected.begin(), expected.end(), lsu) == expected.end())
+            broken(PromiseKind::list_ghost, no_image,
+                   fmt::format("stspi_list_lsu gives {}, which was not there before", in_quotes(lsu)));
 }
 
 void StreamCalls::failed(LoadedCall call, int32_t status, uint64_t image) {

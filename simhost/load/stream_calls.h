@@ -3,6 +3,7 @@
 
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "simhost/load/load_target.h"
 #include "simhost/load/measured_calls.h"
@@ -40,7 +41,7 @@ public:
     void close();
     // Names the stream's LSU on the open server.
     const stsp_lsu_v7_t *lsu() const { return &m_lsu; }
-    // Lists what the server's hosts may use; the stream's LSU must be among it.
+    // Lists what the server's hosts may use, which must be what it was before the load.
     void list_lsus();
 
     // A call failed: counts it, and unless its status is expected, complains.
@@ -50,6 +51,8 @@ public:
     void broken(PromiseKind kind, uint64_t image, const std::string &what);
 
 private:
+    void judge_lsus(const std::vector<std::string> &given);
+
     StreamSurroundings m_surroundings;
     MeasuredCalls m_calls;
     sts_server_handle_t m_server = nullptr;

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -88,9 +87,7 @@ std::string mistakes_text(const std::vector<WorkloadMistake> &mistakes, const st
         lines.push_back(line);
     std::string told;
     for (const WorkloadMistake &mistake : mistakes) {
-        std::string indent = lines[mistake.line - 1].substr(0, mistake.column - 1);
-        std::replace_if(
-            indent.begin(), indent.end(), [](char character) { return character != '\t'; }, ' ');
+        const std::string indent(visible(lines[mistake.line - 1].substr(0, mistake.column - 1)).size(), ' ');
         told += fmt::format("{}:{}:{}: {}\n  {}\n  {}^\n", printable(name), mistake.line, mistake.column, mistake.what,
                             visible(lines[mistake.line - 1]), indent);
     }

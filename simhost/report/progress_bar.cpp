@@ -1,25 +1,19 @@
 #include "simhost/report/progress_bar.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "simhost/report/binary_size.h"
 #include "simhost/report/quantities.h"
+#include "simhost/report/terminal.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds redraw_interval(100);
 constexpr size_t widest_bar = 40;
 constexpr size_t narrowest_bar = 8;
-
-size_t terminal_columns() {
-    winsize size = {};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
 
 }  // namespace
 

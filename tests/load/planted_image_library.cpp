@@ -209,7 +209,7 @@ int32_t stsimg_get_image_prop(sts_image_handle_t image, sts_image_info_t *out) {
 int32_t stsimg_read_image(sts_image_handle_t image, void *buffer, uint64_t length, uint64_t offset,
                           uint64_t *out_read) {
     int32_t status = 0;
-    if (is("misplaced-read") && offset >= 4096 && every(5))
+    if (is("misplaced-read") && offset >= 4096 && length >= 4096 && every(5))
         return BEHIND(stsimg_read_image)(image, buffer, length, offset - 4096, out_read);
     if (is("short-read-told-full") && length > 4096 && every(5)) {
         status = BEHIND(stsimg_read_image)(image, buffer, length - 2048, offset, out_read);
@@ -240,8 +240,10 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *reserved, const
             BEHIND(stsimg_write_image)(image, reserved, zeros, sizeof zeros, offset + 1024, &written);
         return status;
     }
-    if (is("short-write") && length > 1 && every(10)) {
-        const int32_t status = BEHIND(stsimg_write_image)(image, reserved, buffer, length / 2, offset, out_written);
+    if (is("short-write") && length >= 8192 && every(10)) {
+        // Whole blocks: half of one would be a torn write.
+        const uint64_t half = length / 8192 * 4096;
+        const int32_t status = BEHIND(stsimg_write_image)(image, reserved, buffer, half, offset, out_written);
         *out_written = length;
         return status;
     }
