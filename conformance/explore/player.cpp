@@ -132,7 +132,7 @@ bool Player::play_calls(const std::vector<Call> &calls, Model &model, int first)
         finding_.call = index;
         const Expected expected = model.answer(call);
         if (call.operation == Operation::set_config) {
-            write_configuration(fmt::format("{}/{}.sim", mirror_.configuration_directory(), *call.name), call.text);
+            write_configuration(configuration_path(*call.name), call.text);
             continue;
         }
         Observed observed = caller_.make(call, 0);
@@ -144,11 +144,19 @@ bool Player::play_calls(const std::vector<Call> &calls, Model &model, int first)
     return true;
 }
 
+std::string Player::configuration_path(const std::string &name) const {
+    return fmt::format("{}/{}.sim", mirror_.configuration_directory(), name);
+}
+
 bool Player::play_once(const History &history) {
     images().calls.clear();
     const auto files = configuration_of(history);
+    // What an earlier round wrote between calls is not there yet.
+    for (const Call &call : history.calls)
+        if (call.operation == Operation::set_config && files.count(*call.name) == 0)
+            write_configuration(configuration_path(*call.name), std::nullopt);
     for (const auto &[name, text] : files)
-        write_configuration(fmt::format("{}/{}.sim", mirror_.configuration_directory(), name), text);
+        write_configuration(configuration_path(name), text);
     for (int session = 0; session < model::SESSIONS; ++session) {
         Call mask;
         mask.operation = Operation::set_mask;

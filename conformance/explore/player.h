@@ -21,6 +21,7 @@ public:
     void play(const History &history, bool watch_memory);
 
 private:
+    std::string configuration_path(const std::string &name) const;
     bool play_once(const History &history);
     bool play_calls(const std::vector<model::Call> &calls, model::Model &model, int first);
     bool play_at_the_same_time(const std::vector<model::Call> &calls, size_t begin, size_t end, model::Model &model,

@@ -80,6 +80,12 @@ class Exploration(unittest.TestCase):
             run, _ = explore(PATHS.plugin, "--keep", str(kept), "--histories", "1")
             self.assertEqual(run.returncode, 2, "a directory with something in it")
 
+    def test_files_written_between_calls_are_gone_when_a_history_is_played_again(self):
+        # 16 divides the numbers, so that memory is watched: each history is played four times.
+        for number in (2080240, 2120512, 2161152):
+            run, _ = explore(PATHS.plugin, "--first", str(number), "--histories", "1", "--seed", str(1000 + number // 40000))
+            self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
+
     def test_wrong_usage(self):
         for options in (["--steps", "0"], ["--jobs", "x"], ["--unknown"]):
             run, _ = explore(PATHS.plugin, *options)
