@@ -18,7 +18,11 @@ const void *const unreadable = reinterpret_cast<const void *>(0x111);  // NOLINT
 
 std::string show(uint64_t value) { return value < 1000 ? std::to_string(value) : fmt::format("0x{:x}", value); }
 std::string show(uint32_t value) { return show(uint64_t{value}); }
-std::string show(int32_t value) { return std::to_string(value); }
+// Commands and counts: headers tell some of them in one way, some in the other.
+std::string show(int32_t value) {
+    return value >= 0 && value < 10 ? std::to_string(value)
+                                    : fmt::format("{} (0x{:x})", value, static_cast<uint32_t>(value));
+}
 std::string show(const char *text) { return quoted_or_null(text); }
 std::string show(char *buffer) { return buffer == nullptr ? "null" : "buffer"; }
 std::string show(const void *pointer) { return pointer == nullptr ? "null" : fmt::format("{}", pointer); }
@@ -173,7 +177,9 @@ int32_t EntryPoints::call(const char *entry_point, Arguments... arguments) {
     const std::string text = fmt::format("{}({})", entry_point, shown);
     const CallNote note(text);
     const CallWatch watch(text);
-    return function(arguments...);
+    const int32_t status = function(arguments...);
+    CallNote::returned(status);
+    return status;
 }
 
 void EntryPoints::registered(sts_server_handle_t *out) {

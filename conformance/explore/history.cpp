@@ -91,7 +91,10 @@ std::string call_text(const Call &call) {
     while (shown > 0 && call.numbers[shown - 1] == 0)
         --shown;
     for (size_t i = 0; i < shown; ++i)
-        add(fmt::format("{:#x}", call.numbers[i]));
+        add(call.operation == Operation::ioctl
+                ? fmt::format("{} ({:#x})", static_cast<int32_t>(static_cast<uint32_t>(call.numbers[i])),
+                              call.numbers[i])
+                : fmt::format("{:#x}", call.numbers[i]));
     if (call.library_status != 0 || call.library_status_2 != 0)
         add(fmt::format("library answers {} {}", call.library_status, call.library_status_2));
     return fmt::format("{}{}({}){}{}", model::entry_point_name(call), call.by_slot ? " by slot" : "", arguments,

@@ -176,7 +176,7 @@ class Runner(unittest.TestCase):
 
     def test_finding_shows_what_was_written_between_equal_calls(self):
         claim = self.run_suite(PATHS.broken, "--filter", "claim.file-decides", STSPI_BROKEN="claim.first-answer-stays")
-        self.expect(claim, 1, '    before    stspi_claim("lab:x")\n    before    (lab.sim written)\n    called    stspi_claim("lab:x")\n')
+        self.expect(claim, 1, '    before    stspi_claim("lab:x") = STS_E_NOT_CLAIMED (2060009)\n    before    (lab.sim written)\n    called    stspi_claim("lab:x")\n')
 
     def test_what_a_refused_call_wrote_is_told_once(self):
         mount = self.run_suite(PATHS.broken, "--filter", "mount.behavior.already-mounted", STSPI_BROKEN="mount.result-cleared-first")
@@ -310,7 +310,7 @@ class Runner(unittest.TestCase):
         self.run_suite(PATHS.broken, "--filter", "ioctl.*,claim.first-colon", "--report", page, STSPI_BROKEN="ioctl.accepts-13")
         text = pathlib.Path(page).read_text()
         self.assertIn("1 tests failed, level 0 of 5", text)
-        self.assertIn("called    stspi_ioctl(null, 13)\n", text)
+        self.assertIn("called    stspi_ioctl(null, 13 (0xd))\n", text)
         self.assertIn('<tr id="ioctl/refused"><td><code>ioctl/refused</code></td><td>3</td>', text)
         self.assertRegex(text, r'<code>ioctl\.refused</code></td><td>3</td><td><span class="fail">fail</span></td><td><a href="#ioctl/refused">')
         self.assertRegex(text, r'<code>claim\.long-names</code></td><td>4</td><td><span class="not run">not run</span>')

@@ -6,7 +6,10 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <thread>
+
+#include "conformance/watch/expect.h"
 
 namespace conformance {
 
@@ -19,6 +22,7 @@ std::thread::id noted_thread = std::this_thread::get_id();
 constexpr size_t calls_kept = 5;  // the last one and what came before it
 char recent[calls_kept][sizeof(SharedNote::call)];
 unsigned times[calls_kept];  // one after the other
+std::optional<int32_t> statuses[calls_kept];
 size_t noted_calls = 0;
 size_t last_noted = 0;  // noted_calls when the last call was noted: steps may have come since
 
@@ -33,6 +37,7 @@ void remember(const char *text) {
         return;
     }
     times[noted_calls % calls_kept] = 1;
+    statuses[noted_calls % calls_kept].reset();
     std::snprintf(recent[noted_calls++ % calls_kept], sizeof recent[0], "%s", text);
 }
 
@@ -75,6 +80,11 @@ void set_shared_note(SharedNote *note) {
     noted_thread = std::this_thread::get_id();
 }
 
+void forget_calls() {
+    current->call[0] = '\0';
+    noted_calls = last_noted = 0;
+}
+
 void note_stage(const char *stage) { std::snprintf(current->stage, sizeof current->stage, "%s", stage); }
 
 std::string last_call() { return current->call; }
@@ -86,7 +96,9 @@ std::vector<std::string> earlier_calls() {
         // Of the last call, how often it was made before.
         const unsigned count = times[i % calls_kept] - (i + 1 == last_noted ? 1 : 0);
         if (count > 0)
-            calls.push_back(recent[i % calls_kept] + (count == 1 ? "" : fmt::format(" ({} times)", count)));
+            calls.push_back(fmt::format("{}{}{}", recent[i % calls_kept],
+                                        statuses[i % calls_kept] ? " = " + status_text(*statuses[i % calls_kept]) : "",
+                                        count == 1 ? "" : fmt::format(" ({} times)", count)));
     }
     return calls;
 }
@@ -116,6 +128,24 @@ CallNote::~CallNote() {
         current->in_call = 0;
     else
         --current->elsewhere;
+}
+
+void CallNote::returned(int32_t status) {
+    if (!is_noted_thread() || last_noted == 0)
+        return;
+    const size_t last = (last_noted - 1) % calls_kept;
+    const bool is_as_before = !statuses[last] || *statuses[last] == status;
+    if (is_as_before) {
+        statuses[last] = status;
+        return;
+    }
+    // The same call with another end stands on a line of its own.
+    --times[last];
+    const size_t next = noted_calls++ % calls_kept;
+    std::memcpy(recent[next], recent[last], sizeof recent[next]);
+    times[next] = 1;
+    statuses[next] = status;
+    last_noted = noted_calls;
 }
 
 LoaderNote::LoaderNote(const std::string &what) : stage_before_(current->stage) {

@@ -26,6 +26,9 @@ std::string place_text(const SharedNote &note);
 SharedNote &shared_note();
 void set_shared_note(SharedNote *note);
 
+// As before the first call.
+void forget_calls();
+
 void note_stage(const char *stage);
 
 // The last call as text, "" before the first.
@@ -65,6 +68,9 @@ class CallNote {
 public:
     explicit CallNote(const std::string &call);
     ~CallNote();
+
+    // What the call gave: those before the last are told with it.
+    static void returned(int32_t status);
     CallNote(const CallNote &) = delete;
     CallNote &operator=(const CallNote &) = delete;
 };
