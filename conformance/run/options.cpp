@@ -46,9 +46,9 @@ CommandLine read_command_line(int argc, char **argv, Options &options) {
                  "there are configuration files already)");
     app.add_option("--fork", options.fork_side,
                    "Fork when the plug-in is loaded, and test in the child, or in the parent")
-        ->transform(
-            CLI::CheckedTransformer(std::map<std::string, ForkSide>{{"parent", ForkSide::parent}, {"child", ForkSide::child}})
-                .description("parent|child"));
+        ->transform(CLI::CheckedTransformer(
+                        std::map<std::string, ForkSide>{{"parent", ForkSide::parent}, {"child", ForkSide::child}})
+                        .description("parent|child"));
     try {
         app.parse(argc, argv);
         if (!options.list && !options.requirements && plugin->count() == 0)
