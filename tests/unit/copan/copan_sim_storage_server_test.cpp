@@ -355,6 +355,18 @@ TEST_F(CopanServer, EachMessageOfAFailureAsksForTheSessionAfresh) {
     CopanSimStorageServer::set_session(nullptr);
 }
 
+TEST_F(CopanServer, LineEndsAfter1023Bytes) {
+    std::string line = "VOLUMES =";
+    for (int i = 0; i < 505; ++i)
+        line += "n,";
+    line += "abcd";
+    ASSERT_EQ(line.size(), 1023U);
+    configure("STORAGE_SERVER=arr1;\n" + line + "efgh;\n");
+    CopanSimStorageServer server("copan:arr1");
+    EXPECT_EQ(lsu_names(server).back(), "abcd");
+    EXPECT_EQ(m_output.text(), "'=' not found\n");  // of the rest, which is a line of its own
+}
+
 TEST_F(CopanServer, PathOf1023BytesFitsAndALongerOneIsRefused) {
     // "BASE/" plus volumes of 200 bytes are short of the limit by the length of the last.
     std::string nested = m_directory.path();
