@@ -132,7 +132,7 @@ Json load_document(RunState &run, const LoadTarget &target, const LoadOutcome &o
     for (const WorkloadSetting &setting : workload_settings())
         workload[setting.name] = setting.get(run.workload());
     Json lsus = Json::array();
-    for (const Place &place : target.places)
+    for (const LoadPlace &place : target.places)
         lsus.push_back(place.lsu);
     uint64_t operations = 0;
     uint64_t written = 0;

@@ -149,7 +149,7 @@ void look_at_target(LoadTarget &target, const std::vector<std::string> &lsus, bo
         throw BadAnswer(told["bad"].get<std::string>());
     target.kind = told["kind"] == "copan" ? ServerKind::copan : ServerKind::disk_array;
     for (const Json &told_place : told["places"]) {
-        Place place;
+        LoadPlace place;
         place.lsu = told_place["lsu"];
         place.volume = told_place["volume"];
         place.mount_target = told_place["mount_target"];

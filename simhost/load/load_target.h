@@ -15,14 +15,14 @@ struct LoadTarget {
     std::string server;
     std::vector<std::string> hosts;
     ServerKind kind = ServerKind::disk_array;
-    std::vector<Place> places;                  // streams take them in turn
+    std::vector<LoadPlace> places;              // streams take them in turn
     std::vector<std::string> listed;            // LSUs, before the load
     sts_server_info_t server_info = {};         // likewise
     std::string mount_directory;                // where links of mounts are made
     std::vector<std::string> made_directories;  // by looking
 
     bool is_filtered() const { return plugin != plain_plugin; }
-    const Place &place_of(unsigned stream) const { return places[stream % places.size()]; }
+    const LoadPlace &place_of(unsigned stream) const { return places[stream % places.size()]; }
 };
 
 // Asks the plug-in, in a process of its own, which LSUs and volumes the server has, and completes the target. lsus: those to

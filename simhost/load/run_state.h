@@ -73,7 +73,7 @@ struct Finding {
 };
 
 // Where a run's images lie.
-struct Place {
+struct LoadPlace {
     std::string lsu;
     std::string volume;           // to mount; empty: none
     std::string mount_target;     // where a mount's link led

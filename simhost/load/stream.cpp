@@ -167,7 +167,7 @@ void Stream::perform(Operation operation, Draw &draw, uint64_t own, uint64_t any
 }
 
 void Stream::mount() {
-    const Place &place = m_calls.place();
+    const LoadPlace &place = m_calls.place();
     const std::string path = fmt::format("{}/{}", m_calls.target().mount_directory, m_calls.stream());
     stsp_lsu_v7_t volume = *m_calls.lsu();
     const std::string name = place.lsu + ':' + place.volume;

@@ -33,7 +33,7 @@ public:
     MeasuredCalls &calls() { return m_calls; }
     const EntryPoints &entry() const { return m_calls.entry(); }
     unsigned stream() const { return m_calls.stream(); }
-    const Place &place() const { return m_surroundings.target.place_of(m_calls.stream()); }
+    const LoadPlace &place() const { return m_surroundings.target.place_of(m_calls.stream()); }
     const LoadTarget &target() const { return m_surroundings.target; }
 
     // Opens the server if it is not open. False when it was refused.
