@@ -86,7 +86,7 @@ Json broken_json(const RunState &run) {
         if (const uint64_t count = run.found_count(static_cast<PromiseKind>(i)))
             kinds[promise_word(static_cast<PromiseKind>(i))] = count;
     Json first = Json::array();
-    for (const Finding *finding : run.findings())
+    for (const LoadFinding *finding : run.findings())
         first.push_back({{"kind", promise_word(finding->kind)},
                          {"seconds", static_cast<double>(finding->at_ns) / 1e9},
                          {"text", finding->text}});

@@ -36,7 +36,7 @@ RunState::RunState(const Workload &workload)
       m_arena(arena_bytes(workload)),
       m_ledger(m_arena, workload.seed, uint64_t{workload.total_streams()} * workload.images),
       m_control(m_arena.make<Control>()),
-      m_findings(m_arena.make<Finding>(findings_kept)),
+      m_findings(m_arena.make<LoadFinding>(findings_kept)),
       m_streams(m_arena.make<StreamState>(workload.total_streams())),
       m_processes(m_arena.make<ProcessState>(workload.processes + 1)),
       m_unknown(m_arena.make<UnknownCounts>()),
@@ -104,7 +104,7 @@ void RunState::found(PromiseKind kind, const std::string &text) {
     const uint64_t place = m_control->texts.fetch_add(1);
     if (place >= findings_kept)
         return;
-    Finding &finding = m_findings[place];
+    LoadFinding &finding = m_findings[place];
     finding.kind = kind;
     finding.at_ns = now_ns() - m_control->start_ns;
     const size_t length = std::min(text.size(), sizeof finding.text - 1);
@@ -112,8 +112,8 @@ void RunState::found(PromiseKind kind, const std::string &text) {
     finding.ready.store(true, std::memory_order_release);
 }
 
-std::vector<const Finding *> RunState::findings() const {
-    std::vector<const Finding *> ready;
+std::vector<const LoadFinding *> RunState::findings() const {
+    std::vector<const LoadFinding *> ready;
     ready.reserve(findings_kept);
     for (size_t i = 0; i < findings_kept; ++i)
         if (m_findings[i].ready.load(std::memory_order_acquire))

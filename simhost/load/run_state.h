@@ -65,7 +65,7 @@ struct UnknownCounts {
     std::atomic<uint64_t> nothing{0};
 };
 
-struct Finding {
+struct LoadFinding {
     std::atomic<bool> ready{false};
     PromiseKind kind = PromiseKind::count;
     uint64_t at_ns = 0;  // since the run's begin
@@ -117,7 +117,7 @@ public:
 
     // Any number may be found; the first hundred are kept with their words.
     void found(PromiseKind kind, const std::string &text);
-    std::vector<const Finding *> findings() const;
+    std::vector<const LoadFinding *> findings() const;
     uint64_t found_count(PromiseKind kind) const { return m_control->found[static_cast<size_t>(kind)]; }
     uint64_t found_total() const;
 
@@ -138,7 +138,7 @@ private:
     SharedArena m_arena;
     Ledger m_ledger;
     Control *m_control;
-    Finding *m_findings;
+    LoadFinding *m_findings;
     StreamState *m_streams;
     ProcessState *m_processes;
     UnknownCounts *m_unknown;
