@@ -10,17 +10,17 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr uint64_t seed = 11;
+constexpr uint64_t run_seed = 11;
 constexpr uint64_t chunk = 4 * block_bytes;
 const Content content = {5, 3, 10 * block_bytes};
 
-std::string bytes_of(const Content &of, uint64_t offset, uint64_t length, uint64_t run_seed = seed) {
-    DataBlocks blocks(run_seed, chunk, 50);
+std::string bytes_of(const Content &of, uint64_t offset, uint64_t length, uint64_t block_seed = run_seed) {
+    DataBlocks blocks(block_seed, chunk, 50);
     return std::string(blocks.data(of, offset, length), length);
 }
 
 std::optional<BlockFault> check(const std::string &bytes, uint64_t offset, bool earlier_were_right = false) {
-    DataBlocks blocks(seed, chunk, 50);
+    DataBlocks blocks(run_seed, chunk, 50);
     return blocks.check(bytes.data(), content, offset, bytes.size(), earlier_were_right);
 }
 
@@ -48,7 +48,7 @@ TEST(DataBlocks, AreTheSameInWhateverCallsTheyAreWritten) {
 
 TEST(DataBlocks, DifferByRunImageGenerationAndOffset) {
     const std::string bytes = bytes_of(content, 0, block_bytes);
-    EXPECT_NE(bytes, bytes_of(content, 0, block_bytes, seed + 1));
+    EXPECT_NE(bytes, bytes_of(content, 0, block_bytes, run_seed + 1));
     EXPECT_NE(bytes, bytes_of({6, 3, content.size}, 0, block_bytes));
     EXPECT_NE(bytes, bytes_of({5, 4, content.size}, 0, block_bytes));
     EXPECT_NE(bytes, bytes_of(content, chunk, block_bytes));
@@ -95,7 +95,7 @@ TEST(WrongBlock, OfAnotherOffsetIsMisplaced) {
 
 TEST(WrongBlock, OfAnotherImageOrRunIsForeign) {
     EXPECT_EQ(kind_of(bytes_of({6, 3, content.size}, 0, block_bytes), 0), PromiseKind::foreign_block);
-    EXPECT_EQ(kind_of(bytes_of(content, 0, block_bytes, seed + 1), 0), PromiseKind::foreign_block);
+    EXPECT_EQ(kind_of(bytes_of(content, 0, block_bytes, run_seed + 1), 0), PromiseKind::foreign_block);
     EXPECT_EQ(kind_of(std::string(block_bytes, 'x'), 0), PromiseKind::foreign_block);
 }
 
@@ -122,7 +122,7 @@ TEST(WrongBlock, WithFewWrongBitsHasFlippedOnes) {
 }
 
 TEST(WrongBlock, ThatAReadLeftOutIsUnfilled) {
-    DataBlocks blocks(seed, chunk, 50);
+    DataBlocks blocks(run_seed, chunk, 50);
     char *buffer = blocks.read_buffer(0, chunk);
     const std::string brought = bytes_of(content, 0, chunk - 2048);
     brought.copy(buffer, brought.size());
@@ -141,11 +141,11 @@ TEST(WrongBlock, IsToldByAPartOfIt) {
 
 TEST(ToldContent, IsThatOfAFirstBlockOfTheRun) {
     const std::string first = bytes_of(content, 0, block_bytes);
-    const auto told = told_content(seed, first.data(), first.size());
+    const auto told = told_content(run_seed, first.data(), first.size());
     ASSERT_TRUE(told);
     EXPECT_TRUE(*told == content);
-    EXPECT_FALSE(told_content(seed + 1, first.data(), first.size()));
-    EXPECT_FALSE(told_content(seed, first.data(), 20));
-    EXPECT_FALSE(told_content(seed, bytes_of(content, block_bytes, block_bytes).data(), block_bytes));
-    EXPECT_FALSE(told_content(seed, std::string(block_bytes, 'x').data(), block_bytes));
+    EXPECT_FALSE(told_content(run_seed + 1, first.data(), first.size()));
+    EXPECT_FALSE(told_content(run_seed, first.data(), 20));
+    EXPECT_FALSE(told_content(run_seed, bytes_of(content, block_bytes, block_bytes).data(), block_bytes));
+    EXPECT_FALSE(told_content(run_seed, std::string(block_bytes, 'x').data(), block_bytes));
 }

@@ -11,8 +11,8 @@ const Content newer = {image, 2, 200};
 class LedgerTest : public testing::Test {
 protected:
     ImageRecord now() const { return ledger.read(image); }
-    void acknowledge(const Content &content) {
-        ledger.begin_writing(image, content);
+    void acknowledge(const Content &acknowledged) {
+        ledger.begin_writing(image, acknowledged);
         ledger.begin_closing(image);
         ledger.acknowledge_content(image);
     }
