@@ -20,7 +20,9 @@ namespace filter {
 
 namespace {
 
-constexpr int longest_wait_s = 5;
+// For a lock that is held for microseconds: five seconds at most.
+constexpr int most_waits = 500;
+constexpr useconds_t wait_us = 10000;
 
 [[noreturn]] void refuse(const std::string &what, const std::string &path, int error) {
     throw std::runtime_error("cannot " + what + " the ledger " + path + ": " + std::strerror(error));
@@ -62,10 +64,11 @@ private:
 class SharedLock {
 public:
     explicit SharedLock(pthread_mutex_t &mutex) : m_mutex(mutex) {
-        timespec until;
-        clock_gettime(CLOCK_REALTIME, &until);
-        until.tv_sec += longest_wait_s;
-        int error = pthread_mutex_timedlock(&mutex, &until);
+        int error = pthread_mutex_trylock(&mutex);
+        for (int waits = 0; error == EBUSY && waits < most_waits; ++waits) {
+            usleep(wait_us);
+            error = pthread_mutex_trylock(&mutex);
+        }
         if (error == EOWNERDEAD)  // what it left half done is found again: slots are filled before they count
             error = pthread_mutex_consistent(&mutex);
         m_is_held = error == 0;
