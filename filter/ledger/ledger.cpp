@@ -127,11 +127,11 @@ void make(int descriptor, const std::string &path) {
     if (const int error = posix_fallocate(descriptor, 0, sizeof(LedgerLayout)); error != 0)
         refuse("make room for", path, error);
     LedgerLayout *layout = map(descriptor, PROT_READ | PROT_WRITE, path);
-    std::memcpy(layout->magic, ledger_magic, 8);
     make_lock(layout->lock);
     layout->size = sizeof(LedgerLayout);
     layout->begun = wall_clock_ns();
     layout->seed = drawn_seed();
+    std::memcpy(layout->magic, ledger_magic, 8);  // the last: a maker that dies leaves no ledger
     munmap(layout, sizeof(LedgerLayout));
 }
 
