@@ -63,9 +63,9 @@ int32_t pool_properties(OrvSimStorageServer &array, const char *name, sts_lsu_in
     if (group->hosts == nullptr)
         return STS_E_NOT_FOUND;
     STSPropertyList properties;
-    properties.add("Hosts", joined_names(group->hosts).c_str());
-    properties.add("StorelCount", decimal(name_count(group->disks)));
-    properties.add("VolumeCount", decimal(name_count(group->volumes)));
+    properties.add(Name::literal("Hosts"), joined_names(group->hosts).c_str());
+    properties.add(Name::literal("StorelCount"), decimal(name_count(group->disks)));
+    properties.add(Name::literal("VolumeCount"), decimal(name_count(group->volumes)));
     copy_text(info.lsu_name, name);
     copy_text(info.property_text, c_text(properties.to_string()));
     set_class(info, STS_LSU_CLASS_POOL);
@@ -93,9 +93,9 @@ int32_t dynamic_properties(OrvSimStorageServer &array, const char *name, const s
     set_class(info, STS_LSU_CLASS_DYNAMIC);
     info.used_bytes = disk->capacity - disk->free_space;
     STSPropertyList properties;
-    properties.add("FSSize", decimal(disk->fs_size));
-    properties.add("FreeSpace", decimal(disk->free_space));
-    properties.add("ID", disk->id);
+    properties.add(Name::literal("FSSize"), decimal(disk->fs_size));
+    properties.add(Name::literal("FreeSpace"), decimal(disk->free_space));
+    properties.add(Name::literal("ID"), std::move(disk->id));
     copy_text(info.property_text, c_text(properties.to_string()));
     return 0;
 }

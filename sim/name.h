@@ -16,6 +16,13 @@ public:
     Name(const ACE_String_Base<char> &text) : Name(text.c_str(), text.length()) {}
     Name(const Name &other) = default;
     Name(Name &&other) noexcept : Name() { swap(other); }
+    // A literal, which is not copied.
+    template <size_t Size>
+    static Name literal(const char (&text)[Size]) {
+        Name name;
+        name.set(text, Size - 1, false);
+        return name;
+    }
     ~Name() = default;
     Name &operator=(const Name &other) = default;
     Name &operator=(Name &&other) noexcept {

@@ -14,8 +14,9 @@ public:
 
 }  // namespace
 
-ACE_Allocator *new_throwing_allocator() {
+ACE_Allocator *throwing_allocator() noexcept {
     // In memory of the library's own: a text of the process may give its memory back after every destructor has run.
     alignas(ThrowingAllocator) static char room[sizeof(ThrowingAllocator)];
-    return new (room) ThrowingAllocator;
+    static ACE_Allocator *const allocator = new (room) ThrowingAllocator;
+    return allocator;
 }
