@@ -216,6 +216,26 @@ def headers_hold_one_concept(house):
             yield f"{name}: holds {len(classes)} classes: {', '.join(classes)}"
 
 
+def types_have_their_names_alone(house):
+    """Two types of one name that end up in one program share their members' code, whichever the linker meets first."""
+    declared = {}
+    for name in house.code():
+        if pathlib.PurePath(name).suffix != ".h" or name.startswith(("tests/", "bench/", "conformance/corpus/")):
+            continue
+        namespace = ""
+        for line in house.text(name).splitlines():
+            if opened := re.match(r"(?:inline )?namespace ([\w:]*)", line):
+                namespace = opened[1] + "::"
+            elif line.startswith("}  // namespace"):
+                namespace = ""
+            elif found := re.match(r"(?:class|struct|enum class|union) (?:alignas\([^)]*\) )?(\w+)[^;]*$", line):
+                declared.setdefault(namespace + found[1], {})[name] = True
+    for type_name, names in sorted(declared.items()):
+        if len(names) > 1:
+            first, second, *_ = names
+            yield f"{second}: declares {type_name}, as {first} does"
+
+
 def lengths(house):
     for name in house.files:
         suffix = pathlib.PurePath(name).suffix
@@ -337,7 +357,7 @@ def statuses_are_required(house):
 
 RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
-    files_say_what_they_hold, headers_hold_one_concept, lengths, functions_are_short, links_are_alive,
+    files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, functions_are_short, links_are_alive,
     findings_are_documented, statuses_are_documented, messages_are_documented, statuses_are_required,
     seeds_belong_to_tests, no_markers_are_left,
 ]
@@ -350,6 +370,8 @@ BROKEN = {
     header_stands_beside_source: ({"low/a.cpp": "int a() { return 1; }\n"}, "low/a.cpp: has no header"),
     files_say_what_they_hold: ({"low/utils.h": "int a();\n"}, "low/utils.h: is not named"),
     headers_hold_one_concept: ({"low/a.h": "class A {\n};\nclass B {\n};\nclass C {\n};\n"}, "low/a.h: holds 3 classes"),
+    types_have_their_names_alone: ({"low/a.h": "struct Place {\n};\n", "high/b.h": "class Place final : X {\n};\n"},
+                                   "low/a.h: declares Place, as high/b.h does"),
     lengths: ({"low/a.cpp": "\n" * 500}, "low/a.cpp: 500 lines"),
     functions_are_short: ({"low/a.cpp": "int a() {\n" + "    ;\n" * 90 + "}\n"}, "low/a.cpp:1: 91 lines"),
     links_are_alive: ({"README.md": "[x](docs/none.md) [y](#no-heading)\n# Heading\n"}, "links to #no-heading"),
