@@ -1,8 +1,8 @@
 #include "filter/ruled_call.h"
 
 #include "filter/ledger/wall_clock.h"
+#include "filter/rules/effect_words.h"
 #include "filter/rules/function_traits.h"
-#include "filter/rules/sentence.h"
 
 namespace filter {
 

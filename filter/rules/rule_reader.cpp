@@ -1,6 +1,6 @@
 #include "filter/rules/rule_reader.h"
 
-#include "filter/rules/effect_reader.h"
+#include "filter/rules/effect_words.h"
 #include "filter/rules/function_choice.h"
 #include "filter/rules/function_traits.h"
 #include "filter/rules/quantity.h"

@@ -1,9 +1,9 @@
 #include "filter/rules/sentence.h"
 
-#include <csignal>
 #include <cstdio>
 #include <vector>
 
+#include "filter/rules/effect_words.h"
 #include "filter/rules/function_traits.h"
 #include "filter/rules/quantity.h"
 #include "filter/rules/status.h"
@@ -12,40 +12,6 @@
 namespace filter {
 
 namespace {
-
-std::string signal_name(uint64_t signal) {
-    switch (signal) {
-        case SIGSEGV:
-            return "SIGSEGV";
-        case SIGABRT:
-            return "SIGABRT";
-        case SIGTERM:
-            return "SIGTERM";
-        case SIGSTOP:
-            return "SIGSTOP";
-        default:
-            return "SIGKILL";
-    }
-}
-
-std::string status_name_alone(int32_t status) {
-    const std::string text = status_text(status);
-    return text.substr(0, text.find(" ("));
-}
-
-std::string range_text(const std::string &low, const std::string &high) {
-    return low == high ? low : low + ".." + high;
-}
-
-std::string place_words(const Effect &effect) {
-    if (effect.where == Where::random)
-        return " at random";
-    return std::string(effect.where == Where::image ? " at image " : " at ") + size_text(effect.offset);
-}
-
-std::string amount_words(const Effect &effect) {
-    return effect.percent ? std::to_string(effect.low) + "%" : size_text(effect.low);
-}
 
 std::string ordinal(uint64_t number) {
     static const char *const words[] = {"",      "first",   "second", "third", "fourth", "fifth",
@@ -185,99 +151,13 @@ std::string window_conditions(const Rule &rule) {
     return text;
 }
 
-std::string data_words(const Rule &rule) {
-    return rule.place == Place::after ? "the data that was read" : "the data on its way to the plug-in";
-}
-
-std::string what_happens(const Rule &rule) {
-    const Effect &effect = rule.effect;
-    const bool after = rule.place == Place::after;
-    const std::string when = after ? "after it was made" : "before it is made";
-    switch (effect.kind) {
-        case EffectKind::answer:
-            return after ? "is made and then answered with " + status_text(effect.status)
-                         : "is not made and answered with " + status_text(effect.status);
-        case EffectKind::delay:
-            return "waits " + range_text(duration_text(effect.low), duration_text(effect.high)) + " " + when;
-        case EffectKind::hold:
-            return "is held " + when +
-                   (effect.text.empty() ? std::string(" for ever") : " until " + in_quotes(effect.text) + " exists");
-        case EffectKind::rate:
-            return "is slowed down to " + size_text(effect.low) + " bytes a second " + when;
-        case EffectKind::short_count:
-            return after ? "tells at most " + amount_words(effect) + " of the bytes that it moved"
-                         : "moves at most " + amount_words(effect) + " of the bytes";
-        case EffectKind::flip:
-            return "has " + (effect.bit < 0 ? std::string("a bit") : "bit " + std::to_string(effect.bit)) +
-                   place_words(effect) + " turned over in " + data_words(rule);
-        case EffectKind::zero:
-            return "has " +
-                   (effect.low == 0 ? std::string("all bytes")
-                                    : size_text(effect.low) + " bytes" + place_words(effect)) +
-                   " set to zero in " + data_words(rule);
-        case EffectKind::stale:
-            return "is made, and its caller finds what was there before";
-        case EffectKind::lose:
-            return "is not made, yet told as done";
-        case EffectKind::omit:
-            return "skips an entry of the list";
-        case EffectKind::repeat:
-            return "gives an entry that the next call gives again";
-        case EffectKind::reverse:
-            return "turns the rest of the list round";
-        case EffectKind::set:
-            return "is made, and its " + effect.text + " set to " + in_quotes(effect.value);
-        case EffectKind::log:
-            return "sends the message " + in_quotes(effect.text) + " to the session " + when;
-        case EffectKind::kill:
-            return "ends the process by " + signal_name(effect.low) + " " + when;
-    }
-    return "";
-}
-
 }  // namespace
-
-std::string effect_words(const Effect &effect) {
-    switch (effect.kind) {
-        case EffectKind::answer:
-            return "answer " + status_name_alone(effect.status);
-        case EffectKind::delay:
-            return "delay " + range_text(duration_text(effect.low), duration_text(effect.high));
-        case EffectKind::hold:
-            return effect.text.empty() ? "hold for ever" : "hold until " + effect.text;
-        case EffectKind::rate:
-            return "rate " + size_text(effect.low) + "/s";
-        case EffectKind::short_count:
-            return "short " + amount_words(effect);
-        case EffectKind::flip:
-            return "flip bit" + (effect.bit < 0 ? "" : " " + std::to_string(effect.bit)) + place_words(effect);
-        case EffectKind::zero:
-            return effect.low == 0 ? "zero all" : "zero " + size_text(effect.low) + place_words(effect);
-        case EffectKind::stale:
-            return "stale";
-        case EffectKind::lose:
-            return "lose";
-        case EffectKind::omit:
-            return "omit";
-        case EffectKind::repeat:
-            return "repeat";
-        case EffectKind::reverse:
-            return "reverse";
-        case EffectKind::set:
-            return "set " + effect.text + " " + in_quotes(effect.value);
-        case EffectKind::log:
-            return "log " + in_quotes(effect.text);
-        case EffectKind::kill:
-            return effect.low == SIGKILL ? "kill" : "kill " + signal_name(effect.low);
-    }
-    return "";
-}
 
 std::string rule_sentence(const Rule &rule) {
     std::string conditions = name_conditions(rule) + number_conditions(rule) + window_conditions(rule);
     const bool needs_comma = conditions.find(',') != std::string::npos;
     return which_calls(rule) + " of " + functions_text(rule) + conditions + (needs_comma ? ", " : " ") +
-           what_happens(rule) + ".";
+           effect_sentence(rule) + ".";
 }
 
 }  // namespace filter

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "filter/rules/effect_words.h"
 #include "filter/rules/hidden_rules.h"
 #include "filter/rules/pattern.h"
 #include "filter/rules/sentence.h"
