@@ -4,6 +4,7 @@
 #   doc          what docs/ holds
 #   dev          the public headers with their manuals
 #   stsimage     the substitute image library, apart: beside the real one it would shadow it
+#   rados        its store in a Ceph cluster
 include(CMakePackageConfigHelpers)
 include(cmake/Manuals.cmake)
 
@@ -79,4 +80,7 @@ endif()
 if(STSPI_INSTALL_STSIMAGE)
   install(TARGETS stsimage LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stsimage)
   install_manual(${PROJECT_SOURCE_DIR}/man/libstsimage.3 stsimage)
+  if(TARGET stsimage_rados)
+    install(TARGETS stsimage_rados LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/stsimage COMPONENT rados)
+  endif()
 endif()

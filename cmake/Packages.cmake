@@ -49,6 +49,14 @@ describe_package(doc stspi-doc doc "documentation of the simulated storage serve
 describe_package(stsimage libstsimage-substitute libs "substitute for the image library of storage plug-ins"
   "Keeps backup images as files. Install it only where the real image library is\nnot: it has the same name.")
 
+if(TARGET stsimage_rados)
+  describe_package(rados libstsimage-substitute-rados libs "images of the substitute image library in a Ceph cluster"
+    "Lets the substitute image library keep backup images in a pool of a Ceph\ncluster, which many machines share, instead of files.")
+  set(CPACK_DEBIAN_RADOS_PACKAGE_DEPENDS "libstsimage-substitute (= ${PROJECT_VERSION})")
+  set(CPACK_RPM_RADOS_PACKAGE_REQUIRES "libstsimage-substitute = ${PROJECT_VERSION}")
+  set(CPACK_DEBIAN_STSIMAGE_PACKAGE_SUGGESTS libstsimage-substitute-rados)
+endif()
+
 set(CPACK_DEBIAN_STSIMAGE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/postinst)
 foreach(component DEV DOC)
@@ -66,5 +74,8 @@ include(cmake/RpmPackages.cmake)
 set(CPACK_COMPONENTS_ALL plugin tools dev doc)
 if(STSPI_INSTALL_STSIMAGE)
   list(APPEND CPACK_COMPONENTS_ALL stsimage)
+  if(TARGET stsimage_rados)
+    list(APPEND CPACK_COMPONENTS_ALL rados)
+  endif()
 endif()
 include(CPack)

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "stspi/sts_types.h"
@@ -16,5 +17,9 @@ int32_t check_lsu_text(std::string_view text);
 
 // Says that a text is refused, and why.
 int32_t refuse_lsu_text(std::string_view text, const char *why);
+
+// Spells an acceptable text in the one way that leads to its LSU where there are no directories: without empty components.
+// One with "." or ".." is refused, since nothing there could be meant by it.
+int32_t normalize_lsu_text(std::string_view text, std::string &out_text);
 
 }  // namespace stsimage

@@ -19,7 +19,8 @@
  *  3. lsu: a text that begins with '/' is the directory itself, which must exist. Any other lies below a root directory,
  *     the environment variable STSIMAGE_ROOT or else /var/lib/stsimage; it is made when an image is created in it. Such a
  *     text is at most 1023 bytes of components without "." and "..", and no link may lead it out of the root. No text at
- *     all may lead into a directory of unfinished images, .stsimg-unfinished. A text that is refused gives
+ *     all may lead into a directory of unfinished images, .stsimg-unfinished. When STSIMAGE_ROOT is "rados:POOL" or
+ *     "rados:POOL/PREFIX", a text without "/" in front names an LSU in that pool instead. A text that is refused gives
  *     STSIMG_E_INVALID_LSU, a directory that does not exist STS_E_NOT_FOUND.
  *  4. server_name: the host part of the server's name, at most 511 bytes, perhaps empty. It is recorded in a new image and
  *     has no part in finding one.
@@ -29,8 +30,8 @@
  *     handle is never used again within a process. Out-handles are set to null when the call fails.
  *  7. Any call may be made on any thread. Calls on different handles, and reads on one handle, run side by side; writes on
  *     one handle take turns.
- *  8. Trouble with the file system gives STSIMG_E_NO_SPACE, STSIMG_E_NO_ACCESS, STSIMG_E_NO_MEMORY, STSIMG_E_TOO_LARGE or
- *     else STS_E_SYSTEM.
+ *  8. Trouble with the file system, or with a cluster that keeps the images, gives STSIMG_E_NO_SPACE, STSIMG_E_NO_ACCESS,
+ *     STSIMG_E_NO_MEMORY, STSIMG_E_TOO_LARGE or else STS_E_SYSTEM.
  */
 #ifndef STSPI_STSIMG_H
 #define STSPI_STSIMG_H
@@ -129,7 +130,8 @@ int32_t stsimg_open_image(const char *lsu, const void *reserved, const char *ser
 
 /* Deletes an image, durably. Handles that read it are not disturbed; a writer of that name is neither, and its
  * stsimg_close_image makes the image anew. A damaged image can be deleted too.
- * Returns STS_E_NOT_FOUND for an unknown image, STSIMG_E_NOT_AN_IMAGE for something that is no regular file. */
+ * Returns STSIMG_E_OUTCOME_UNKNOWN when a cluster did not answer, and may have done it all the same, STS_E_NOT_FOUND for an
+ * unknown image, STSIMG_E_NOT_AN_IMAGE for something that is no regular file. */
 int32_t stsimg_delete_image(const char *lsu, const void *reserved, const char *server_name,
                             const sts_image_definition_t *definition, uint32_t flags);
 

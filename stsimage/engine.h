@@ -1,0 +1,38 @@
+// What a library that brings a store by way of an existing engine has to offer, and what it gets.
+//
+// Such a library is loaded when an LSU in that engine is first opened (engine_loading.h), so that nobody needs the engine's own
+// libraries who does not use it. It is built together with this library and comes in the same version.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "stsimage/store.h"
+
+namespace stsimage {
+
+// Changes with anything that the two libraries share.
+constexpr uint32_t engine_interface = 1;
+
+// Where an engine leaves why something failed: the text of the calling thread's latest failure is the image library's.
+struct EngineHost {
+    // The texts are whole lines; error is an errno value.
+    int32_t (*tell)(int32_t status, const char *text);
+    int32_t (*tell_system)(int error, const char *text);
+};
+
+struct Engine {
+    uint32_t interface;
+
+    // Opens the store of an LSU. The location is what follows "ENGINE:" in STSIMAGE_ROOT; the LSU text has been checked, and
+    // spells one LSU in one way.
+    int32_t (*open_lsu)(std::string_view location, std::string_view lsu, WhenMissing when_missing,
+                        std::unique_ptr<Store> &out_store);
+};
+
+// The name of the one function that the library exports, and its type. The host outlives the library.
+constexpr char engine_symbol[] = "stsimage_engine";
+using EngineFunction = const Engine *(*)(const EngineHost *host);
+
+}  // namespace stsimage

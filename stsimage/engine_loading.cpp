@@ -1,0 +1,59 @@
+#include "stsimage/engine_loading.h"
+
+#include <dlfcn.h>
+
+#include <map>
+#include <mutex>
+
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+namespace {
+
+int32_t tell(int32_t status, const char *text) { return fail(status, "%s", text); }
+int32_t tell_system(int error, const char *text) { return fail_system(error, "%s", text); }
+
+constexpr EngineHost host{tell, tell_system};
+
+std::mutex engines_mutex;
+std::map<std::string, const Engine *> engines;
+
+// Where engines lie: what is built or installed together stays together.
+std::string directory_of_engines() {
+    Dl_info self{};
+    if (dladdr(reinterpret_cast<const void *>(&host), &self) == 0 || self.dli_fname == nullptr)
+        return "stsimage/";
+    const std::string path = self.dli_fname;
+    const size_t slash = path.rfind('/');
+    return (slash == path.npos ? std::string() : path.substr(0, slash + 1)) + "stsimage/";
+}
+
+int32_t load_engine(const std::string &name, const Engine *&out_engine) {
+    const std::string path = directory_of_engines() + name + ".so";
+    void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (library == nullptr)
+        return fail(STS_E_SYSTEM, "the library for images in %s cannot be loaded: %s", name.c_str(), dlerror());
+    const auto get_engine = reinterpret_cast<EngineFunction>(dlsym(library, engine_symbol));
+    const Engine *const engine = get_engine != nullptr ? get_engine(&host) : nullptr;
+    if (engine == nullptr || engine->interface != engine_interface)
+        return fail(STS_E_VERSION, "%s is of another version than the image library", QuotedText(path).c_str());
+    out_engine = engine;
+    return 0;
+}
+
+}  // namespace
+
+int32_t find_engine(const std::string &name, const Engine *&out_engine) {
+    const std::lock_guard<std::mutex> lock(engines_mutex);
+    const Engine *&engine = engines[name];
+    if (engine == nullptr)
+        if (const int32_t status = load_engine(name, engine); status != 0)
+            return status;
+    out_engine = engine;
+    return 0;
+}
+
+}  // namespace stsimage

@@ -1,0 +1,102 @@
+#include "stsimage/rados/image_parts.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "stsimage/rados/transfers.h"
+
+namespace stsimage {
+
+namespace {
+
+constexpr uint64_t spans_at_once = 1000;
+
+std::string span_key(uint64_t span) {
+    char key[17];
+    std::snprintf(key, sizeof key, "%016" PRIx64, span);
+    return key;
+}
+
+}  // namespace
+
+bool make_image_id(std::string &out_id) {
+    uint64_t random[2];
+    if (getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
+        return false;
+    char text[33];
+    std::snprintf(text, sizeof text, "%016" PRIx64 "%016" PRIx64, random[0], random[1]);
+    out_id = text;
+    return true;
+}
+
+std::string part_object(const std::string &id, uint64_t part) {
+    const std::string first = "image/" + id;
+    return part == 0 ? first : first + "." + span_key(part);
+}
+
+int note_span(Pool &pool, const std::string &id, uint64_t span) {
+    librados::ObjectWriteOperation note;
+    note.create(false);
+    note.omap_set({{span_key(span), librados::bufferlist()}});
+    return pool.io().operate(part_object(id, 0), &note);
+}
+
+int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spans) {
+    out_spans.assign(1, 0);
+    std::string after;
+    for (bool more = true; more;) {
+        std::map<std::string, librados::bufferlist> found;
+        librados::ObjectReadOperation look;
+        int found_result = 0;
+        look.omap_get_vals2(after, spans_at_once, &found, &more, &found_result);
+        const int result = pool.io().operate(part_object(id, 0), &look, nullptr);
+        if (result < 0)
+            return result;
+        for (const auto &entry : found)
+            out_spans.push_back(std::strtoull(entry.first.c_str(), nullptr, 16));
+        if (found.empty())
+            break;
+        after = found.rbegin()->first;
+    }
+    return 0;
+}
+
+int remove_parts(Pool &pool, const std::string &id, uint64_t size) {
+    std::vector<uint64_t> spans;
+    if (const int result = list_spans(pool, id, spans); result < 0)
+        return result == -ENOENT ? 0 : result;
+    const uint64_t parts = size == unknown_size ? unknown_size : size / part_size + 1;
+    Transfers removals;
+    for (const uint64_t span : spans)
+        for (uint64_t part = span * parts_per_span; part < (span + 1) * parts_per_span; ++part) {
+            if (part == 0 || part >= parts)
+                continue;
+            const int result = removals.start(
+                [&](librados::AioCompletion *done) { return pool.io().aio_remove(part_object(id, part), done); });
+            if (result < 0 && result != -ENOENT)
+                return result;
+        }
+    if (const int result = removals.finish(); result < 0 && result != -ENOENT)
+        return result;
+    const int result = pool.io().remove(part_object(id, 0));
+    return result == -ENOENT ? 0 : result;
+}
+
+int ask_whether_read(Pool &pool, const std::string &id, bool &out_read) {
+    std::list<obj_watch_t> watchers;
+    const int result = pool.io().list_watchers(part_object(id, 0), &watchers);
+    out_read = !watchers.empty();
+    return result;
+}
+
+}  // namespace stsimage

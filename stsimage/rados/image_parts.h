@@ -1,0 +1,39 @@
+// The parts that an image's bytes lie in: objects of 4 MiB under a number of the image's own, of which only those exist that
+// something was written to.
+//
+// The first part is there as long as the image is. It also notes in which spans of 64 parts there may be further ones, before
+// they are made, so that those of an image of any size can be found; the first span needs no note.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "stsimage/rados/pool.h"
+
+namespace stsimage {
+
+constexpr uint64_t part_size = uint64_t{4} << 20;
+constexpr uint64_t parts_per_span = 64;
+constexpr uint64_t unknown_size = ~uint64_t{0};
+
+// Makes an image's number, random and never used before. False with errno set when there is no random number.
+bool make_image_id(std::string &out_id);
+
+// The object of a part.
+std::string part_object(const std::string &id, uint64_t part);
+
+// Notes a span; the first part is made if it is not there.
+int note_span(Pool &pool, const std::string &id, uint64_t span);
+
+// The spans that may have parts, in ascending order.
+int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spans);
+
+// Removes all parts of an image of this size, or of unknown size; the first part last. Parts that are not there are fine.
+int remove_parts(Pool &pool, const std::string &id, uint64_t size);
+
+// Whether somebody reads the image, on whatever host. -ENOENT when it has no parts any more.
+int ask_whether_read(Pool &pool, const std::string &id, bool &out_read);
+
+}  // namespace stsimage

@@ -1,0 +1,226 @@
+#include "stsimage/rados/pool.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <list>
+#include <map>
+#include <thread>
+#include <utility>
+
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+namespace {
+
+constexpr char writers_object[] = "writers";  // every process that has written watches it
+constexpr long longest_seconds = 86400;
+
+class SilentWatch : public librados::WatchCtx2 {
+public:
+    void handle_notify(uint64_t, uint64_t, uint64_t, librados::bufferlist &) override {}
+    void handle_error(uint64_t, int) override {}
+};
+
+// Watches may tell of an end when everything else is gone.
+SilentWatch &silent_watch() {
+    static auto *const watch = new SilentWatch;
+    return *watch;
+}
+
+struct Connections {
+    std::mutex mutex;
+    std::map<std::string, std::shared_ptr<Pool>> pools;  // by location
+    Connections *of_parent = nullptr;
+};
+
+// A process's own. Never taken down: what is still open at the end of the process needs it, and a cluster that does not answer must
+// not keep the process from ending.
+Connections *own_connections = nullptr;
+
+// In a process that was just forked: the threads that serve the connections are its parent's, and one of them may have had the
+// mutex.
+void begin_anew() {
+    auto *const anew = new Connections;
+    anew->of_parent = own_connections;
+    own_connections = anew;
+}
+
+Connections &connections() {
+    static const int begun = [] {
+        begin_anew();
+        return pthread_atfork(nullptr, nullptr, begin_anew);
+    }();
+    static_cast<void>(begun);
+    return *own_connections;
+}
+
+// A connection has a random number of its own in the cluster, and librados draws it from what the calling thread has left of
+// its random sequence. Processes that are forked one after the other go on with the same sequence: with one number they would
+// cut each other's connections off. A new thread begins a sequence of its own.
+int connect_under_a_number_of_its_own(librados::Rados &cluster) {
+    int result = 0;
+    std::thread([&] { result = cluster.connect(); }).join();
+    return result;
+}
+
+int32_t read_seconds(const char *variable, long least, uint32_t usual, uint32_t &out_seconds) {
+    out_seconds = usual;
+    const char *const setting = std::getenv(variable);
+    if (setting == nullptr || *setting == '\0')
+        return 0;
+    char *end = nullptr;
+    const long seconds = std::strtol(setting, &end, 10);
+    if (*end != '\0' || seconds < least || seconds > longest_seconds)
+        return fail(STSIMG_E_INVALID_LSU, "%s is %s, which is no number of seconds from %ld to %ld", variable,
+                    QuotedText(setting).c_str(), least, longest_seconds);
+    out_seconds = static_cast<uint32_t>(seconds);
+    return 0;
+}
+
+}  // namespace
+
+int errno_of(int result) {
+    switch (-result) {
+        case ETIMEDOUT:
+            return ETIME;
+        case ENOENT:
+            return ENXIO;
+        case ESTALE:
+            return EIO;
+        default:
+            return -result;
+    }
+}
+
+int32_t Pool::connect(std::string_view location, std::shared_ptr<Pool> &out_pool) {
+    Connections &all = connections();
+    const std::lock_guard<std::mutex> lock(all.mutex);
+    std::shared_ptr<Pool> &known = all.pools[std::string(location)];
+    if (known == nullptr) {
+        const size_t slash = std::min(location.find('/'), location.size());
+        const std::string pool(location.substr(0, slash));
+        const std::string prefix(slash < location.size() ? location.substr(slash + 1) : "");
+        if (pool.empty())
+            return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names no pool: rados:POOL[/PREFIX] is expected");
+        auto made = std::make_shared<Pool>();
+        if (const int32_t status = made->open(pool, prefix); status != 0)
+            return status;
+        known = std::move(made);
+    }
+    out_pool = known;
+    return 0;
+}
+
+int32_t Pool::open(const std::string &pool, const std::string &prefix) {
+    shown_name = "rados:" + pool + (prefix.empty() ? "" : "/" + prefix);
+    maker = getpid();
+    if (const int32_t status = configure(); status != 0)
+        return status;
+    if (const int result = connect_under_a_number_of_its_own(cluster); result < 0)
+        return fail_system(errno_of(result), "cannot connect to the cluster of %s", QuotedText(shown_name).c_str());
+    if (const int result = cluster.ioctx_create(pool.c_str(), context); result == -ENOENT)
+        return fail(STS_E_NOT_FOUND, "the cluster has no pool %s", QuotedText(pool).c_str());
+    else if (result < 0)
+        return fail_system(errno_of(result), "cannot open the pool %s", QuotedText(pool).c_str());
+    context.set_namespace(prefix.empty() ? "stsimage" : "stsimage/" + prefix);
+    context.set_pool_full_try();
+    number = cluster.get_instance_id();
+    return 0;
+}
+
+int32_t Pool::configure() {
+    uint32_t timeout = 0;
+    if (const int32_t status = read_seconds("STSIMAGE_RADOS_TIMEOUT", 1, 30, timeout); status != 0)
+        return status;
+    if (const int32_t status = read_seconds("STSIMAGE_RADOS_LEASE", 5, 30, lease_seconds); status != 0)
+        return status;
+    const char *const user = std::getenv("STSIMAGE_RADOS_USER");
+    if (const int result = cluster.init(user != nullptr && *user != '\0' ? user : nullptr); result < 0)
+        return fail_system(errno_of(result), "cannot set up librados for %s", QuotedText(shown_name).c_str());
+    if (const int result = cluster.conf_read_file(nullptr); result < 0)
+        return fail(STS_E_SYSTEM, "cannot read the cluster's configuration (CEPH_CONF, /etc/ceph/ceph.conf)");
+    const std::string seconds = std::to_string(timeout);
+    for (const char *option : {"rados_osd_op_timeout", "rados_mon_op_timeout", "client_mount_timeout"})
+        cluster.conf_set(option, seconds.c_str());
+    // Watches are renewed at this rate; left alone it would be the whole of a short lease.
+    cluster.conf_set("objecter_tick_interval", std::to_string(std::min(5u, lease_seconds / 5)).c_str());
+    // A library must not print.
+    for (const char *option : {"log_to_stderr", "err_to_stderr"})
+        cluster.conf_set(option, "false");
+    return 0;
+}
+
+bool Pool::is_ours() const { return maker == getpid(); }
+
+bool Pool::demand_ours() const {
+    if (is_ours())
+        return true;
+    errno = ENOTCONN;
+    return false;
+}
+
+int Pool::watch(const std::string &object, uint64_t &out_watch) {
+    return context.watch3(object, &out_watch, &silent_watch(), lease_seconds);
+}
+
+int Pool::announce() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (announced && context.watch_check(announcement) >= 0)
+        return 0;
+    if (announced)
+        context.unwatch2(announcement);
+    announced = false;
+    int result = watch(writers_object, announcement);
+    if (result == -ENOENT) {
+        result = context.create(writers_object, false);
+        if (result == 0)
+            result = watch(writers_object, announcement);
+    }
+    announced = result == 0;
+    return result;
+}
+
+int Pool::ask_whether_lives(ProcessNumber process, bool &out_lives) {
+    std::list<obj_watch_t> watchers;
+    const int result = context.list_watchers(writers_object, &watchers);
+    if (result < 0 && result != -ENOENT)
+        return result;
+    out_lives = std::any_of(watchers.begin(), watchers.end(), [process](const obj_watch_t &watcher) {
+        return static_cast<ProcessNumber>(watcher.watcher_id) == process;
+    });
+    return 0;
+}
+
+void Pool::note_draft(const std::string &id) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    drafts.insert(id);
+}
+
+void Pool::forget_draft(const std::string &id) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    drafts.erase(id);
+}
+
+bool Pool::has_draft(const std::string &id) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return drafts.count(id) != 0;
+}
+
+bool Pool::knows_lsu(const std::string &lsu) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return lsus.count(lsu) != 0;
+}
+
+void Pool::note_lsu(const std::string &lsu) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    lsus.insert(lsu);
+}
+
+}  // namespace stsimage

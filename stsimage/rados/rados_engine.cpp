@@ -1,0 +1,19 @@
+// What the image library finds in this one.
+#include "stsimage/engine.h"
+#include "stsimage/rados/host_last_error.h"
+#include "stsimage/rados/rados_store.h"
+
+namespace stsimage {
+
+namespace {
+
+constexpr Engine rados_engine{engine_interface, RadosStore::open_lsu};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) const Engine *stsimage_engine(const EngineHost *host) {
+    use_host(host);
+    return &rados_engine;
+}
+
+}  // namespace stsimage

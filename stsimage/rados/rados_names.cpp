@@ -1,0 +1,51 @@
+#include "stsimage/rados/rados_names.h"
+
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stsimage/rados/image_parts.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage {
+
+int32_t RadosNames::next(std::string_view &out_name) {
+    while (given == page.names.size()) {
+        if (shard_ends) {
+            ++shard;
+            after.clear();
+            shard_ends = false;
+        }
+        if (shard >= NameTable::shards)
+            return fail(STS_E_NO_MORE_ENTRIES, "the list of images in %s is at its end",
+                        QuotedText(table.path()).c_str());
+        if (const int32_t status = read_page(); status != 0)
+            return status;
+    }
+    out_name = page.names[given++];
+    return 0;
+}
+
+int32_t RadosNames::read_page() {
+    given = 0;
+    const int result = table.pool().demand_ours() ? table.read_page(shard, after, page) : -errno;
+    if (result < 0) {
+        page = NameTable::Page();
+        return fail_system(errno_of(result), "cannot list the images in %s", QuotedText(table.path()).c_str());
+    }
+    after = page.last_key;
+    shard_ends = !page.more;
+    clear_up();
+    return 0;
+}
+
+void RadosNames::clear_up() {
+    for (const Garbage &garbage : page.garbage)
+        table.clear(shard, garbage);
+    for (const auto &[name, claim] : page.claims) {
+        bool lives = true;
+        int result = table.pool().ask_whether_lives(claim.writer, lives);
+        if (result == 0 && !lives && table.give_up(name, claim, result) == Change::done)
+            table.clear(shard, {claim.id, unknown_size});
+    }
+}
+
+}  // namespace stsimage

@@ -1,0 +1,66 @@
+// Operations that run side by side, a bounded number at a time.
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <rados/librados.hpp>
+
+namespace stsimage {
+
+struct ReleaseCompletion {
+    void operator()(librados::AioCompletion *completion) const { completion->release(); }
+};
+using Completion = std::unique_ptr<librados::AioCompletion, ReleaseCompletion>;
+
+inline Completion make_completion() { return Completion(librados::Rados::aio_create_completion()); }
+
+// For one thread. Operations on one object are done in the order in which they were started.
+class Transfers {
+public:
+    Transfers() = default;
+    Transfers(const Transfers &) = delete;
+    Transfers &operator=(const Transfers &) = delete;
+    ~Transfers() { finish(); }
+
+    // Starts one, waiting for earlier ones to make room. Gives 0 or what the first that failed gave; that an object is not there
+    // counts as no failure. The operation is called with a completion and gives what librados gave.
+    template <class Operation>
+    int start(Operation operation) {
+        while (running.size() >= most_at_once)
+            await_oldest();
+        Completion completion = make_completion();
+        if (const int result = operation(completion.get()); result < 0)
+            note(result);
+        else
+            running.push_back(std::move(completion));
+        return first_failure;
+    }
+
+    // Waits for all.
+    int finish() {
+        while (!running.empty())
+            await_oldest();
+        return first_failure;
+    }
+
+private:
+    static constexpr size_t most_at_once = 12;
+
+    void await_oldest() {
+        running.front()->wait_for_complete();
+        note(running.front()->get_return_value());
+        running.pop_front();
+    }
+
+    void note(int result) {
+        if (result < 0 && result != -ENOENT && first_failure == 0)
+            first_failure = result;
+    }
+
+    std::deque<Completion> running;
+    int first_failure = 0;
+};
+
+}  // namespace stsimage
