@@ -4,15 +4,16 @@
 #        ./test.sh quick      a first verdict: format, rules of the house, one build, unit tests
 #        ./test.sh STEP...    only these: quick, lint, or a preset: dev, clang, asan, tsan; and, only so, arm64 and s390x
 #                             for those processors under qemu, roots for the first commands of the README in fresh roots
-#                             of Debian 12 and 13, as root and as an ordinary user
+#                             of Debian 12 and 13, as root and as an ordinary user, cluster for images that several hosts
+#                             share in a cluster on this machine, as root
 set -eu
 cd "$(dirname "$0")"
 
 steps=${*:-lint clang tsan asan dev}
 for step in $steps; do
     case $step in
-        quick | lint | dev | clang | asan | tsan | arm64 | s390x | roots) ;;
-        *) echo "test.sh: unknown step '$step' (quick, lint, dev, clang, asan, tsan, arm64, s390x, roots)" >&2; exit 2 ;;
+        quick | lint | dev | clang | asan | tsan | arm64 | s390x | roots | cluster) ;;
+        *) echo "test.sh: unknown step '$step' (quick, lint, dev, clang, asan, tsan, arm64, s390x, roots, cluster)" >&2; exit 2 ;;
     esac
 done
 
@@ -70,6 +71,20 @@ for step in $steps; do
             packaging/install-packages.sh foreign "$step"
             packaging/foreign-root.sh "$step"
             build_and_test "$step"
+            ;;
+        cluster)
+            packaging/install-packages.sh rados cluster
+            echo "=== cluster: configure, build (build/cluster), images that several hosts share"
+            begin
+            cmake --preset cluster >/dev/null
+            cmake --build --preset cluster
+            note_time "cluster: build"
+            begin
+            tests/cluster/cluster_test.py build/cluster
+            note_time "cluster: tests"
+            begin
+            tests/packages/packages_test.sh . package-engines
+            note_time "cluster: packages"
             ;;
         *) build_and_test "$step" ;;
     esac

@@ -1,20 +1,23 @@
 #!/bin/sh
 # Makes the Debian packages, lets lintian judge them, installs them in a fresh Debian root and runs a backup cycle there.
-# Usage: packages_test.sh SOURCE_DIRECTORY     ends with 77, a skip, where it cannot run
+# Usage: packages_test.sh SOURCE_DIRECTORY [PRESET]     package, or package-engines for those of engines too; ends with 77, a
+#                                                       skip, where it cannot run
 set -eu
 
 source=$1
+preset=${2:-package}
 [ "$(id -u)" -eq 0 ] || { echo "skipped: a Debian root can only be made by root"; exit 77; }
 command -v debootstrap >/dev/null || { echo "skipped: no debootstrap"; exit 77; }
 
 cd "$source"
-cmake --preset package >/dev/null
-cmake --build --preset package >/dev/null
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" >/dev/null
 work=$(mktemp -d)
 # What is mounted below the root is mounted in a namespace of its own and goes with it.
 trap 'rm -rf "$work"' EXIT
-cpack --preset package -B "$work/packages" >"$work/cpack.log" || { cat "$work/cpack.log"; exit 1; }
+cpack --preset "$preset" -B "$work/packages" >"$work/cpack.log" || { cat "$work/cpack.log"; exit 1; }
 ls -l "$work"/packages/*.deb
+[ "$preset" = package ] || ls "$work"/packages/libstsimage-substitute-rados_*.deb
 
 echo "=== lintian"
 lintian --fail-on error,warning "$work"/packages/*.deb
@@ -70,6 +73,18 @@ echo "=== all packages"
 apt-get -q install -y --no-install-recommends /packages/*.deb >/dev/null
 simhost pools --server copan:a
 echo data | simhost run --server copan:a | tail -n 1
+echo "=== a root in a cluster"
+image_ls_in_a_cluster() {
+    simhost image ls --config-dir /usr/share/doc/stspi-kelvarpool/examples --server Kelvarpool:mediaA --lsu pool1 \
+        --image-root rados:pool 2>&1 | tee /answer || true
+}
+image_ls_in_a_cluster
+if dpkg-query -W libstsimage-substitute-rados 2>/dev/null; then
+    grep -q "cannot read the cluster's configuration" /answer
+    apt-get -q remove -y libstsimage-substitute-rados >/dev/null
+    image_ls_in_a_cluster
+fi
+grep -q 'stsimage/rados.so: cannot open shared object file' /answer
 for page in tutorial.md check.md sim-format.md; do
     [ -s "/usr/share/doc/stspi-doc/docs/$page" ]
 done

@@ -42,7 +42,9 @@ TEST_F(Library, LastTerminateGivesUpWhatIsOpen) {
     ASSERT_EQ(stsimg_terminate(), 0);
     EXPECT_EQ(write(image, "gone"), STSIMG_E_INVALID_HANDLE);
     EXPECT_EQ(stsimg_close_image_list(list), STSIMG_E_INVALID_HANDLE);
-    EXPECT_TRUE(fs::is_empty(root() / "pool"));
+    EXPECT_TRUE(is_in_engine() || fs::is_empty(root() / "pool"));
+    EXPECT_TRUE(names().empty());
+    EXPECT_EQ(store("left", "anew"), 0) << stsimg_last_error();
 }
 
 TEST_F(CloseImage, MakesImageVisible) {
@@ -134,9 +136,11 @@ TEST_F(WriteImage, GapsReadAsZeroAndTakeNoRoom) {
     sts_image_info_t properties{};
     ASSERT_EQ(info("sparse", properties), 0);
     EXPECT_EQ(properties.size_bytes, far + 3);
-    struct stat state;
-    ASSERT_EQ(stat(file_of("sparse").c_str(), &state), 0);
-    EXPECT_LT(state.st_blocks * 512, 128 * 1024);
+    if (!is_in_engine()) {
+        struct stat state;
+        ASSERT_EQ(stat(file_of("sparse").c_str(), &state), 0);
+        EXPECT_LT(state.st_blocks * 512, 128 * 1024);
+    }
 
     ASSERT_EQ(open("sparse", STSIMG_MODE_READ, image), 0);
     std::string data;
@@ -297,6 +301,8 @@ TEST_F(ListImage, LsusAreApart) {
 }
 
 TEST_F(ListImage, AbsoluteTextIsTheDirectory) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     const fs::path directory = root() / "mounted";
     fs::create_directory(directory);
     ASSERT_EQ(store("one", "1", directory.c_str()), 0) << stsimg_last_error();
@@ -400,6 +406,8 @@ TEST_F(WriteImage, AnySequenceOfWritesAndReadsAgreesWithPlainMemory) {
 
 // The index stood where data is missing now: what was never written is a hole again.
 TEST_F(OpenImage, GrowingForgetsTheOldEnd) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     ASSERT_EQ(store("image", pattern(5000)), 0);
     const uint64_t old_index = (1 << 20) + 2 * 4096;
     EXPECT_NE(file_bytes(file_of("image"), old_index, 16), std::string(16, '\0'));

@@ -64,7 +64,7 @@ std::string decode(const fs::path &file) {
 
 }  // namespace
 
-using Documentation = ImageTest;
+using Documentation = DirectoryTest;
 
 TEST_F(Documentation, FormatIsAsDescribed) {
     const sts_image_definition_t definition = image_named("image");

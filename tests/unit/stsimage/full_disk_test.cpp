@@ -32,7 +32,7 @@ bool mount_small(const fs::path &place, const char *options) {
 
 }  // namespace
 
-class FullFileSystem : public ImageTest {
+class FullFileSystem : public DirectoryTest {
 protected:
     // Runs a part with the file system mounted; its failures are seen through the exit status and the output.
     template <class Part>
@@ -86,7 +86,7 @@ TEST_F(FullFileSystem, WithoutRoomForFilesNothingIsLost) {
 }
 
 // A process whose files may have 3 MiB stores an image of 4.
-class FileSizeLimit : public ImageTest {
+class FileSizeLimit : public DirectoryTest {
 protected:
     // Gives the wait status of the process; 0 if it was told of all.
     static int store_beyond_limit(void (*disposition)(int)) {

@@ -18,7 +18,7 @@ using ImageName = ImageTest;
 using LsuText = ImageTest;
 using NullPointer = ImageTest;
 using Handle = ImageTest;
-using ForeignEntry = ImageTest;
+using ForeignEntry = DirectoryTest;
 using LastError = ImageTest;
 
 namespace {
@@ -85,10 +85,13 @@ TEST_F(ImageName, UnusualButHarmlessNamesWork) {
     EXPECT_EQ(names().size(), unusual.size());
     for (const std::string &name : unusual)
         EXPECT_EQ(remove(name), 0) << name;
-    EXPECT_TRUE(fs::is_empty(root() / "pool"));
+    EXPECT_TRUE(names().empty());
+    EXPECT_TRUE(is_in_engine() || fs::is_empty(root() / "pool"));
 }
 
 TEST_F(LsuText, BadTextsAreRefusedAndMakeNothing) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     const std::string long_text(4000, 'x');
     const std::string long_component(300, 'x');
     for (const char *text : {"", ".", "..", "../out", "pool/..", "pool/../../out", "./pool", "a/./b", "line\nbreak",
@@ -117,6 +120,8 @@ TEST_F(LsuText, MayHave1023Bytes) {
 }
 
 TEST_F(LsuText, UnfinishedDirectoryByItsAbsolutePathIsRefused) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     ASSERT_EQ(store("kept", "data"), 0);
     fs::create_directory(unfinished());
     sts_image_handle_t image = nullptr;
@@ -142,6 +147,8 @@ TEST_F(LsuText, AbsoluteDirectoryIsNeverMade) {
 }
 
 TEST_F(LsuText, FileInPlaceOfDirectoryIsRefused) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     std::ofstream(root() / "file") << "x";
     sts_image_handle_t image = nullptr;
     EXPECT_EQ(create("image", image, "file"), STSIMG_E_INVALID_LSU);
@@ -151,6 +158,8 @@ TEST_F(LsuText, FileInPlaceOfDirectoryIsRefused) {
 }
 
 TEST_F(LsuText, LinksOutOfTheRootAreRefused) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     const fs::path inside = root() / "root";
     const fs::path outside = root() / "outside";
     fs::create_directory(inside);
@@ -173,6 +182,8 @@ TEST_F(LsuText, LinksOutOfTheRootAreRefused) {
 }
 
 TEST_F(LsuText, LinksAmongUnfinishedImagesAreRefused) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     sts_image_handle_t writer = nullptr;
     ASSERT_EQ(create("being written", writer), 0);
     fs::create_directory(unfinished() / "sub");
@@ -216,6 +227,8 @@ TEST_F(LsuText, AbsoluteOneMayLeadThroughLinksAndUpwards) {
 }
 
 TEST_F(LsuText, UnreadableDirectoryIsRefused) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     const fs::path locked = root() / "locked";
     fs::create_directory(locked);
     fs::permissions(root(), fs::perms::all);
@@ -262,6 +275,8 @@ TEST_F(LsuText, RootMustBeADirectory) {
 
 // Nobody else's directory is looked into in order to make names last.
 TEST_F(LsuText, MayLeadThroughADirectoryThatCannotBeRead) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     fs::create_directories(root() / "closed/own");
     fs::permissions(root(), fs::perms::all);
     fs::permissions(root() / "closed", fs::perms::all & ~(fs::perms::others_read | fs::perms::owner_read));
@@ -365,6 +380,8 @@ TEST_F(Handle, ClosedForeignAndMadeUpOnesAreRefused) {
 
 // A program that the process starts must not inherit what the library has open.
 TEST_F(Handle, HasDescriptorsThatEndWithAnotherProgram) {
+    if (is_in_engine())
+        GTEST_SKIP() << of_directories;
     ASSERT_EQ(store("image", "data"), 0);
     sts_image_handle_t reader = nullptr, writer = nullptr, changer = nullptr;
     sts_image_list_handle_t list = nullptr;

@@ -1,5 +1,7 @@
 #include "tests/unit/stsimage/image_test.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -27,7 +29,9 @@ ImageTest::ImageTest() {
     if (mkdtemp(path.data()) == nullptr)
         throw std::runtime_error("cannot make a directory for the test");
     root_directory = path;
-    setenv("STSIMAGE_ROOT", path.c_str(), 1);
+    const char *const engine = std::getenv("STSIMAGE_TEST_STORE");
+    in_engine = engine != nullptr;
+    setenv("STSIMAGE_ROOT", in_engine ? (std::string(engine) + path).c_str() : path.c_str(), 1);
 }
 
 ImageTest::~ImageTest() {
@@ -82,6 +86,16 @@ int32_t ImageTest::store(std::string_view name, std::string_view data, const cha
     status = write(image, data);
     const int32_t closing = stsimg_close_image(image);
     return status != 0 ? status : closing;
+}
+
+int32_t ImageTest::store_when_free(std::string_view name, std::string_view data) const {
+    constexpr int most_attempts = 600;
+    int32_t status = store(name, data);
+    for (int attempt = 0; in_engine && status == STSIMG_E_BUSY && attempt < most_attempts; ++attempt) {
+        usleep(100'000);
+        status = store(name, data);
+    }
+    return status;
 }
 
 int32_t ImageTest::fetch(std::string_view name, std::string &out_data, const char *lsu) {

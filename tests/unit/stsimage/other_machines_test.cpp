@@ -8,7 +8,7 @@
 
 namespace fs = std::filesystem;
 
-class OtherMachines : public ImageTest, public testing::WithParamInterface<const char *> {
+class OtherMachines : public DirectoryTest, public testing::WithParamInterface<const char *> {
 protected:
     // Whole blocks, a block that is written in part, a gap.
     static void write_image(std::string_view name) {

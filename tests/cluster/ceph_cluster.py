@@ -1,0 +1,244 @@
+#!/usr/bin/env python3
+"""A small Ceph on this machine: each node in a network namespace of its own, joined by a bridge.
+
+Nothing outside the namespaces and one directory is touched. Needs root.
+
+    ceph_cluster.py run [--nodes N] -- COMMAND...     starts one, runs the command in the first client's namespace, stops it
+
+CEPH_CONF leads the command to the cluster; its pool is "images". STSPI_CLUSTER_CLIENTS has the names of two clients' namespaces.
+"""
+import argparse
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import uuid
+
+POOL = "images"
+STORE_BYTES = 12 << 30  # of each OSD; a file with holes
+SETTINGS = """
+auth cluster required = none
+auth service required = none
+auth client required = none
+ms mon client mode = crc
+osd pool default size = {replicas}
+osd pool default min size = {least}
+osd pool default pg num = 16
+osd pool default pg autoscale mode = off
+osd crush update on start = false
+osd crush chooseleaf type = 1
+mon data avail warn = 1
+mon data avail crit = 1
+mon allow pool delete = true
+mon allow pool size one = true
+mon osd min down reporters = 1
+mon osd down out interval = 600
+osd heartbeat grace = 6
+osd heartbeat interval = 2
+osd objectstore = bluestore
+bluestore block size = {store_bytes}
+bluestore block create = true
+bluestore cache autotune = false
+bluestore cache size = 67108864
+osd memory target = 939524096
+"""
+
+
+def call(*command, **options):
+    done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
+    if done.returncode != 0:
+        raise RuntimeError(f"{' '.join(command)} ended with {done.returncode}: {done.stdout.strip()}")
+    return done.stdout
+
+
+class CephCluster:
+    """In use as a context: the cluster runs within it."""
+
+    def __init__(self, nodes=3):
+        self.tag = f"stspi{os.getpid()}"
+        self.nodes = list(range(1, nodes + 1))
+        self.daemons = {}  # name -> process
+        self.namespaces = []
+
+    # ---- network
+
+    def namespace(self, end):
+        return f"{self.tag}-{end}"
+
+    def within(self, end, *command):
+        return ("ip", "netns", "exec", self.namespace(end), *command)
+
+    def add_namespace(self, end):
+        call("ip", "netns", "add", self.namespace(end))
+        self.namespaces.append(end)
+        call("ip", "-n", self.namespace(end), "link", "set", "lo", "up")
+
+    def connect(self, end, address):
+        """Gives an end its namespace, and a link to the switch."""
+        self.add_namespace(end)
+        switch = self.namespace("switch")
+        call("ip", "-n", switch, "link", "add", end, "type", "veth", "peer", "name", "eth0", "netns", self.namespace(end))
+        call("ip", "-n", switch, "link", "set", end, "master", "bridge0", "up")
+        call("ip", "-n", self.namespace(end), "address", "add", f"{address}/24", "dev", "eth0")
+        call("ip", "-n", self.namespace(end), "link", "set", "eth0", "up")
+
+    def set_link(self, end, state):
+        """Cuts an end off ("down") or joins it again ("up")."""
+        call("ip", "-n", self.namespace("switch"), "link", "set", end, state)
+
+    def make_network(self):
+        self.add_namespace("switch")
+        call("ip", "-n", self.namespace("switch"), "link", "add", "bridge0", "type", "bridge")
+        call("ip", "-n", self.namespace("switch"), "link", "set", "bridge0", "up")
+        for node in self.nodes:
+            self.connect(f"node{node}", f"10.77.0.{node}")
+        for client in (1, 2):
+            self.connect(f"client{client}", f"10.77.0.{100 + client}")
+
+    # ---- daemons
+
+    def start_daemon(self, name, node, *command):
+        log = open(f"{self.directory}/{name}.out", "ab")
+        self.daemons[name] = subprocess.Popen(
+            self.within(f"node{node}", *command, "-c", self.configuration, "-f"), stdout=log, stderr=log,
+            start_new_session=True)
+        log.close()
+
+    def kill_daemon(self, name):
+        daemon = self.daemons.pop(name)
+        if daemon.poll() is None:
+            os.killpg(daemon.pid, signal.SIGKILL)
+        daemon.wait()
+
+    def start_monitor(self, node):
+        self.start_daemon(f"mon.{node}", node, "ceph-mon", "-i", str(node))
+
+    def start_osd(self, node):
+        self.start_daemon(f"osd.{node - 1}", node, "ceph-osd", "-i", str(node - 1))
+
+    def start_manager(self):
+        self.start_daemon("mgr.1", 1, "ceph-mgr", "-i", "1")
+
+    def ceph(self, *arguments):
+        return call(*self.within("client1", "ceph", "-c", self.configuration, "--connect-timeout", "30", *arguments))
+
+    def status(self):
+        return json.loads(self.ceph("status", "--format", "json"))
+
+    def wait_for(self, what, condition, seconds=180):
+        deadline = time.monotonic() + seconds
+        while not condition():
+            for name, daemon in self.daemons.items():
+                if daemon.poll() is not None:
+                    raise RuntimeError(f"{name} has ended with {daemon.returncode}, see {self.directory}/{name}.out")
+            if time.monotonic() > deadline:
+                raise RuntimeError(f"waited {seconds} s for {what}: {self.ceph('status')}")
+            time.sleep(0.5)
+
+    def all_is_active(self):
+        state = self.status()["pgmap"]
+        return state.get("num_pgs", 0) > 0 and all(
+            pgs["state_name"] == "active+clean" for pgs in state["pgs_by_state"])
+
+    def wait_until_clean(self):
+        self.wait_for("every placement group to be clean", self.all_is_active)
+
+    # ---- life
+
+    def write_configuration(self, cluster_id):
+        replicas = len(self.nodes)
+        addresses = ",".join(f"[v2:10.77.0.{node}:3300,v1:10.77.0.{node}:6789]" for node in self.nodes)
+        with open(self.configuration, "w") as out:
+            out.write(f"[global]\nfsid = {cluster_id}\nmon host = {addresses}\n")
+            out.write(SETTINGS.format(replicas=replicas, least=max(1, replicas - 1), store_bytes=STORE_BYTES))
+            for kind in ("mon", "osd", "mgr"):
+                out.write(f"{kind} data = {self.directory}/{kind}.$id\n")
+            out.write(f"run dir = {self.directory}\nlog file = {self.directory}/$name.log\n"
+                      f"admin socket = {self.directory}/$name.asok\npid file =\nkeyring =\n")
+            for node in self.nodes:
+                out.write(f"[mon.{node}]\npublic addr = 10.77.0.{node}\n")
+                out.write(f"[osd.{node - 1}]\npublic addr = 10.77.0.{node}\ncluster addr = 10.77.0.{node}\n")
+            out.write("[mgr.1]\npublic addr = 10.77.0.1\n[client]\nlog file =\nadmin socket =\n")
+
+    def make_monitors(self, cluster_id):
+        monitor_map = f"{self.directory}/monmap"
+        call("monmaptool", "--create", "--fsid", cluster_id, monitor_map)
+        for node in self.nodes:
+            call("monmaptool", "--addv", str(node), f"[v2:10.77.0.{node}:3300,v1:10.77.0.{node}:6789]", monitor_map)
+        for node in self.nodes:
+            os.mkdir(f"{self.directory}/mon.{node}")
+            call("ceph-mon", "--mkfs", "-i", str(node), "--monmap", monitor_map, "-c", self.configuration)
+            self.start_monitor(node)
+
+    def make_osds(self):
+        for node in self.nodes:
+            osd = str(node - 1)
+            os.mkdir(f"{self.directory}/osd.{osd}")
+            osd_id = str(uuid.uuid4())
+            self.ceph("osd", "new", osd_id, osd)
+            call(*self.within(f"node{node}", "ceph-osd", "-i", osd, "--mkfs", "--osd-uuid", osd_id, "-c", self.configuration))
+            host = f"host{node}"
+            self.ceph("osd", "crush", "add-bucket", host, "host")
+            self.ceph("osd", "crush", "move", host, "root=default")
+            self.ceph("osd", "crush", "add", f"osd.{osd}", "1.0", f"host={host}")
+            self.start_osd(node)
+
+    def start(self):
+        cluster_id = str(uuid.uuid4())
+        self.directory = tempfile.mkdtemp(prefix="stspi-ceph-", dir=os.environ.get("TMPDIR", "/var/tmp"))
+        os.chmod(self.directory, 0o755)
+        self.configuration = f"{self.directory}/ceph.conf"
+        self.make_network()
+        self.write_configuration(cluster_id)
+        self.make_monitors(cluster_id)
+        self.wait_for("a quorum", lambda: len(self.status()["quorum"]) == len(self.nodes))
+        os.mkdir(f"{self.directory}/mgr.1")
+        self.start_manager()
+        self.make_osds()
+        self.wait_for("the OSDs", lambda: self.status()["osdmap"]["num_up_osds"] == len(self.nodes))
+        self.ceph("osd", "pool", "create", POOL, "16")
+        self.ceph("osd", "pool", "application", "enable", POOL, "stsimage")
+        self.wait_until_clean()
+
+    def stop(self):
+        for name in list(self.daemons):
+            self.kill_daemon(name)
+        for end in self.namespaces:
+            subprocess.run(["ip", "netns", "delete", self.namespace(end)], check=False)
+        shutil.rmtree(self.directory, ignore_errors=True)
+
+    def environment(self):
+        return dict(os.environ, CEPH_CONF=self.configuration,
+                    STSPI_CLUSTER_CLIENTS=" ".join(self.namespace(f"client{client}") for client in (1, 2)))
+
+    def __enter__(self):
+        try:
+            self.start()
+        except BaseException:
+            self.stop()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    arguments.add_argument("action", choices=["run"])
+    arguments.add_argument("--nodes", type=int, default=3)
+    arguments.add_argument("command", nargs="+")
+    chosen = arguments.parse_args()
+    started = time.monotonic()
+    with CephCluster(chosen.nodes) as cluster:
+        print(f"the cluster runs after {time.monotonic() - started:.0f} s: {cluster.configuration}", flush=True)
+        return subprocess.run(cluster.within("client1", *chosen.command), env=cluster.environment(), check=False).returncode
+
+
+if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    sys.exit(main())
