@@ -50,8 +50,8 @@ void add_plugin_options(CLI::App &command, HostOptions &options) {
         ->type_name("FILE");
     command
         .add_option("--image-root", options.image_root,
-                    "Where the substitute image library keeps images of LSUs whose text is not a path "
-                    "(default: $STSIMAGE_ROOT, or the library's own)")
+                    "Where the substitute image library keeps images of LSUs whose text is not a path: a directory, or "
+                    "rados:POOL[/PREFIX] (default: $STSIMAGE_ROOT, or the library's own)")
         ->type_name("DIR");
     command
         .add_option("-c,--config-dir", options.config_dir,

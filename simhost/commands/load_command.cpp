@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "redirect/config_redirect.h"
 #include "simhost/commands/command_line.h"
 #include "simhost/host/data_sink.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/host/plugin_library.h"
 #include "simhost/load/live_table.h"
@@ -74,7 +74,7 @@ void prepare(const HostOptions &host, const std::string &private_directory) {
     if (!host.config_dir.empty())
         set_config_directory(host.config_dir);
     if (!host.image_root.empty())
-        setenv("STSIMAGE_ROOT", std::filesystem::absolute(host.image_root).c_str(), 1);
+        use_image_root(host.image_root);
     else if (std::getenv("STSIMAGE_ROOT") == nullptr)
         setenv("STSIMAGE_ROOT", private_directory.c_str(), 1);
 }

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "journal/read_error.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/plugin_library.h"
 
 void add_replay_options(CLI::App &command, ReplayOptions &options) {
@@ -15,7 +16,7 @@ void add_replay_options(CLI::App &command, ReplayOptions &options) {
 
 ReplaySettings replay_settings(const ReplayOptions &options) {
     if (!options.host.image_root.empty())
-        setenv("STSIMAGE_ROOT", options.host.image_root.c_str(), 1);
+        use_image_root(options.host.image_root);
     ReplaySettings settings;
     settings.plugin = options.host.plugin.empty() ? default_plugin_path() : options.host.plugin;
     settings.image_library = options.host.image_library;

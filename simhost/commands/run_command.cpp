@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <memory>
 
 #include "base/escaped_text.h"
@@ -14,6 +13,7 @@
 #include "simhost/commands/command_line.h"
 #include "simhost/commands/kept_things.h"
 #include "simhost/host/directory_cleanup.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/host/mount_point.h"
 #include "simhost/host/server.h"
@@ -203,7 +203,7 @@ Outcome cycle_copan(Server &server, DataSource &source, const RunOptions &option
 // Images of the cycle are for the cycle alone, unless a place for them was chosen.
 std::string image_root(const HostOptions &options, const std::string &private_directory) {
     if (!options.image_root.empty())
-        return std::filesystem::absolute(options.image_root).string();
+        return lasting_image_root(options.image_root);
     const char *chosen = std::getenv("STSIMAGE_ROOT");
     return chosen == nullptr ? private_directory : chosen;
 }

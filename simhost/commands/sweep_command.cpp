@@ -24,6 +24,7 @@
 #include "simhost/commands/command_line.h"
 #include "simhost/commands/image_copies.h"
 #include "simhost/faults/rule_counts.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/report/text_table.h"
 
@@ -73,6 +74,10 @@ std::string option_or_environment(const std::vector<std::string> &command, const
     const std::string given = option_value(command, name);
     const char *chosen = std::getenv(variable);
     return given.empty() && chosen != nullptr ? chosen : given;
+}
+
+std::string image_root_of(const std::vector<std::string> &command) {
+    return option_or_environment(command, "--image-root", "STSIMAGE_ROOT");
 }
 
 void replace_option_value(std::vector<std::string> &command, const std::string &name, const std::string &value) {
@@ -126,7 +131,7 @@ public:
         : m_options(options),
           m_report(report),
           m_directory("simhost-sweep", AtEnd::remove_all),
-          m_images(option_or_environment(options.command, "--image-root", "STSIMAGE_ROOT"), m_directory.path()),
+          m_images(image_root_of(options.command), m_directory.path()),
           m_storage(storage_directories_of(options.command)) {}
 
     void run();
@@ -323,6 +328,12 @@ void demand_sensible(const SweepOptions &options) {
     for (const char *own : {"--faults", "--json", "--record"})
         if (std::find(options.command.begin(), options.command.end(), own) != options.command.end())
             throw UsageError(fmt::format("{} is the sweep's own", own));
+    const std::string images = image_root_of(options.command);
+    if (is_shared_store(images))
+        throw UsageError(
+            fmt::format("each run needs a copy of the images, and those in {} are not copied: name a "
+                        "directory with --image-root",
+                        in_quotes(images)));
 }
 
 }  // namespace

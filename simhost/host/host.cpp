@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "redirect/config_redirect.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/server_name.h"
 #include "simhost/report/status_name.h"
 
@@ -21,7 +21,7 @@ std::unique_ptr<FilterSession> prepared_filter(const HostOptions &options) {
     if (!options.config_dir.empty())
         set_config_directory(options.config_dir);
     if (!options.image_root.empty())
-        setenv("STSIMAGE_ROOT", std::filesystem::absolute(options.image_root).c_str(), 1);
+        use_image_root(options.image_root);
     if (!options.filter.wanted())
         return nullptr;
     return std::make_unique<FilterSession>(options.filter, options.plugin, default_plugin_path());

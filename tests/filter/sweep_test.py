@@ -63,6 +63,13 @@ class Sweep(unittest.TestCase):
             self.assertIn(f"{self.storage}/copan-arr1/vol1/simhost-", path)
             self.assertTrue(pathlib.Path(path).exists())
 
+    def test_images_that_are_in_no_directory_are_refused(self):
+        run = subprocess.run([SIMHOST, "sweep", "--", "run", "--config-dir", self.config, "--server", "copan:arr1"],
+                             capture_output=True, text=True, timeout=60, check=False, input="x",
+                             env=dict(os.environ, TMPDIR=self.temporary, STSIMAGE_ROOT="rados:pool/prefix"))
+        self.assertEqual(run.returncode, 2)
+        self.assertIn("rados:pool/prefix", run.stderr)
+
     def test_images_of_others_stay_as_they_are(self):
         images = self.path / "images"
         (images / "elsewhere").mkdir(parents=True)

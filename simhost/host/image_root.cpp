@@ -1,0 +1,18 @@
+#include "simhost/host/image_root.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+
+bool is_shared_store(const std::string &image_root) {
+    constexpr std::string_view prefix = "rados:";
+    return image_root.compare(0, prefix.size(), prefix) == 0;
+}
+
+std::string lasting_image_root(const std::string &image_root) {
+    return is_shared_store(image_root) ? image_root : std::filesystem::absolute(image_root).string();
+}
+
+void use_image_root(const std::string &image_root) {
+    setenv("STSIMAGE_ROOT", lasting_image_root(image_root).c_str(), 1);
+}
