@@ -104,7 +104,7 @@ void ImageOperations::finish(uint64_t image, sts_image_handle_t handle, Written 
         m_stream.ledger().acknowledge_content(image);
         return;
     }
-    m_stream.failed(LoadedCall::close_image, status, image);
+    m_stream.change_failed(LoadedCall::close_image, status, image);
     settle(image);
 }
 
@@ -184,7 +184,7 @@ void ImageOperations::expire(uint64_t image) {
         m_stream.ledger().found_nothing(image);
         return;
     }
-    m_stream.failed(LoadedCall::delete_image, status, image);
+    m_stream.change_failed(LoadedCall::delete_image, status, image);
     settle(image);
 }
 

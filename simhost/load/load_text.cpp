@@ -44,6 +44,9 @@ void tell_deaths(const Json &load, Report &report) {
     if (load["kills"] == 0 && load["deaths"] == 0 && load["unknown"]["total"] == 0)
         return;
     const Json &unknown = load["unknown"];
+    if (unknown["told"] != 0)
+        report.line("unknown        {} closes and deletions said that they may have been done or not",
+                    unknown["told"].get<uint64_t>());
     report.line("processes      {} killed, {} died by themselves", load["kills"].get<uint64_t>(),
                 load["deaths"].get<uint64_t>());
     report.line("undecided      {} images: {} new, {} as before, {} not there", unknown["total"].get<uint64_t>(),

@@ -57,8 +57,9 @@ struct ProcessState {
     std::atomic<uint64_t> threads{0};
 };
 
-// What was unknown when a process died, and turned out.
+// What was unknown when a process died or a call failed, and turned out.
 struct UnknownCounts {
+    std::atomic<uint64_t> told{0};  // calls that answered that it is unknown whether they were done
     std::atomic<uint64_t> total{0};
     std::atomic<uint64_t> new_content{0};
     std::atomic<uint64_t> old_content{0};

@@ -9,6 +9,7 @@
 #include "base/text_field.h"
 #include "simhost/host/record_field.h"
 #include "simhost/report/status_name.h"
+#include "stspi/stsimg.h"
 
 StreamCalls::StreamCalls(const StreamSurroundings &surroundings, unsigned stream)
     : m_surroundings(surroundings), m_calls(surroundings.run, stream, surroundings.entry) {
@@ -104,6 +105,15 @@ void StreamCalls::judge_lsus(const std::vector<std::string> &given) {
         if (std::find(expected.begin(), expected.end(), lsu) == expected.end())
             broken(PromiseKind::list_ghost, no_image,
                    fmt::format("stspi_list_lsu gives {}, which was not there before", in_quotes(lsu)));
+}
+
+void StreamCalls::change_failed(LoadedCall call, int32_t status, uint64_t image) {
+    if (status != STSIMG_E_OUTCOME_UNKNOWN) {
+        failed(call, status, image);
+        return;
+    }
+    state().failures.fetch_add(1, std::memory_order_relaxed);
+    run().unknown().told.fetch_add(1, std::memory_order_relaxed);
 }
 
 void StreamCalls::failed(LoadedCall call, int32_t status, uint64_t image) {

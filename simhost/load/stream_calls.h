@@ -46,6 +46,9 @@ public:
 
     // A call failed: counts it, and unless its status is expected, complains.
     void failed(LoadedCall call, int32_t status, uint64_t image = no_image);
+    // The same of a close that was to make an image, or of a deletion. That its outcome is unknown is no refusal: a network can
+    // leave no more to say, and what came of it is settled afterwards.
+    void change_failed(LoadedCall call, int32_t status, uint64_t image);
     void opened_handle() { state().handles.fetch_add(1, std::memory_order_relaxed); }
     void closed_handle() { state().handles.fetch_sub(1, std::memory_order_relaxed); }
     void broken(PromiseKind kind, uint64_t image, const std::string &what);

@@ -74,6 +74,29 @@ class Load(SimhostTest):
         self.assertGreater(result["failures"], 10)
         self.assertGreater(result["faults"]["rules"][0]["fired"], 10)
 
+    def test_an_outcome_that_is_said_to_be_unknown_is_counted_and_settled(self):
+        rules = self.root / "rules"
+        # The first close is a backup's; others may be those of reads, which have no outcome.
+        rules.write_text("on close_image call 1 after answer STSIMG_E_OUTCOME_UNKNOWN\n"
+                         "on delete_image 30% of calls answer STSIMG_E_OUTCOME_UNKNOWN\nseed 3\n")
+        result = self.load("--operations", "100", "--mix", "backup=1,expire=1", "--faults", rules)
+        self.assertEqual((result["verdict"], result["verified"]), ("kept", True))
+        told = {status["entry_point"]: status["count"] for status in result["statuses"]
+                if status["status_name"] == "STSIMG_E_OUTCOME_UNKNOWN"}
+        self.assertEqual(set(told), {"stspi_close_image", "stspi_delete_image"})
+        unknown = result["unknown"]
+        self.assertEqual(unknown["told"], sum(told.values()))
+        self.assertEqual(unknown["total"], unknown["told"])
+        self.assertEqual(unknown["new_content"], 1)  # closed, and the answer lost
+        self.assertGreater(unknown["old_content"], 5)  # not deleted
+
+    def test_such_a_status_of_another_call_is_a_refusal(self):
+        rules = self.root / "rules"
+        rules.write_text("on create_image call 3 answer STSIMG_E_OUTCOME_UNKNOWN\n")
+        result = self.load("--operations", "20", "--faults", rules, status=1)
+        self.assertEqual(result["broken_promises"]["kinds"], {"refusal": 1})
+        self.assertEqual(result["unknown"]["told"], 0)
+
     def test_a_lost_write_of_the_filter_is_found(self):
         rules = self.root / "rules"
         rules.write_text("on write_image call 35 lose\n")
