@@ -23,6 +23,7 @@
     COMMAND_OF(image, stat)                   \
     COMMAND_OF(image, rm)                     \
     COMMAND_OF(image, copy)                   \
+    COMMAND_OF(image, migrate)                \
     COMMAND(probe)                            \
     COMMAND(init)                             \
     COMMAND(check)                            \

@@ -19,13 +19,6 @@ struct CopyOptions {
     uint64_t chunk_bytes = default_chunk_bytes;
 };
 
-std::string hash_of(ImageStore &store, const std::string &name, uint64_t size, uint64_t chunk_bytes) {
-    OpenImage image(store, name, OpenImage::How::read);
-    const Transfer read = read_image(image, size, chunk_bytes, [](const char *, size_t, uint64_t) {});
-    image.close();
-    return read.hash;
-}
-
 void copy(ImageStore &source_store, ImageStore &target_store, const CopyOptions &options, Report &report) {
     warn_of_unusable_lsu(target_store);
     if (!options.replace)
@@ -36,8 +29,8 @@ void copy(ImageStore &source_store, ImageStore &target_store, const CopyOptions 
     const double seconds = copy_image(source, target, size, options.chunk_bytes);
     target.close();
     source.close();
-    const std::string wanted = hash_of(source_store, options.source, size, options.chunk_bytes);
-    const std::string hash = hash_of(target_store, options.target, size, options.chunk_bytes);
+    const std::string wanted = hash_of_image(source_store, options.source, size, options.chunk_bytes);
+    const std::string hash = hash_of_image(target_store, options.target, size, options.chunk_bytes);
     if (hash != wanted)
         throw BadAnswer(fmt::format("the copy differs from its source: xxh128 {} instead of {}", hash, wanted));
     report.line("{} -> {}  {} in {}, {}, xxh128 {}", printable(options.source), printable(options.target),

@@ -7,6 +7,7 @@
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "simhost/commands/server_session.h"
+#include "simhost/host/image_transfer.h"
 
 void add_image_options(CLI::App &command, ImageOptions &options, CommandLine &line) {
     add_server_options(command, options.server);
@@ -40,6 +41,13 @@ void refuse_to_replace(ImageStore &store, const std::string &name) {
     if (store.has(name))
         throw UsageError(
             fmt::format("the image {} is there already; --replace puts another in its place", in_quotes(name)));
+}
+
+std::string hash_of_image(ImageStore &store, const std::string &name, uint64_t size, uint64_t chunk_bytes) {
+    OpenImage image(store, name, OpenImage::How::read);
+    const Transfer read = read_image(image, size, chunk_bytes, [](const char *, size_t, uint64_t) {});
+    image.close();
+    return read.hash;
 }
 
 std::string format_time(int64_t seconds) {

@@ -25,6 +25,9 @@ void warn_of_unusable_lsu(ImageStore &store);
 // Throws UsageError when the image is there and must not be replaced.
 void refuse_to_replace(ImageStore &store, const std::string &name);
 
+// The hash of all of an image, read for it.
+std::string hash_of_image(ImageStore &store, const std::string &name, uint64_t size, uint64_t chunk_bytes);
+
 // "2026-11-20 18:52:17 UTC".
 std::string format_time(int64_t seconds);
 

@@ -58,6 +58,7 @@ class Documents(SimhostTest):
             "image ls": (images, True),
             "image stat": ([*images, "one"], True),
             "image copy": ([*images, "one", "four"], True),
+            "image migrate": ([*IN_POOL, self.images, self.root / "elsewhere"], True),
             "image rm": ([*images, "four"], True),
             "run": ([*ARRAY, self.data], True),
             "probe": ([PLUGIN], False),
