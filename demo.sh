@@ -1,19 +1,29 @@
 #!/bin/sh
 # Shows the whole thing at work: sets up, builds, and backs up a directory of this machine to two simulated storage
 # servers, a disk array and a Copan array.
-# Usage: ./demo.sh [DIRECTORY]     (default: /usr/share)
+# Usage: ./demo.sh [DIRECTORY]               (default: /usr/share)
+#        ./demo.sh --cluster [DIRECTORY]     two hosts with one array, whose images lie in a small Ceph cluster that is started
+#                                            for it on this machine, as root (default: /usr/share/doc)
 # Installs what is missing (with sudo when not root) and builds below build/; nothing else stays.
 set -eu
 cd "$(dirname "$0")"
 
-directory=${1:-/usr/share}
+cluster=
+if [ "${1:-}" = --cluster ]; then
+    cluster=yes
+    shift
+    [ "$(id -u)" -eq 0 ] || { echo "demo.sh: only root can start a cluster with networks of its own" >&2; exit 2; }
+fi
+directory=${1:-/usr/share${cluster:+/doc}}
 [ -d "$directory" ] || { echo "demo.sh: $directory is no directory" >&2; exit 2; }
 
 echo "=== 1. Packages: what debian-packages.txt lists for building"
-packaging/install-packages.sh build
+# shellcheck disable=SC2086  # none or two words
+packaging/install-packages.sh build ${cluster:+rados cluster}
 
 echo "=== 2. Build: plug-in, substitute image library and simhost (build/release)"
-cmake --preset release >/dev/null
+# shellcheck disable=SC2086  # none or one word
+cmake --preset release ${cluster:+-DSTSPI_BUILD_RADOS=ON} >/dev/null
 cmake --build --preset release
 
 work=$(mktemp -d "$PWD/build/demo.XXXXXX")
@@ -23,6 +33,11 @@ trap 'exit 143' TERM
 
 # Whatever the user has set for the shell must not change what is shown.
 unset STSIMAGE_ROOT
+if [ -n "$cluster" ]; then
+    echo "=== 3. A cluster of three nodes and two hosts, in networks of their own (takes a minute)"
+    TMPDIR=$work tests/cluster/ceph_cluster.py run -- tests/cluster/two_hosts.sh build/release "$directory" "$work"
+    exit
+fi
 simhost=build/release/bin/simhost
 size=$(du -sh "$directory" 2>/dev/null | cut -f1)
 
