@@ -3,9 +3,10 @@
 
 #include "base/escaped_text.h"
 #include "journal/about.h"
+#include "journal/calls/journal_diff.h"
 #include "simhost/commands/journal_file.h"
 #include "simhost/journal/event_json.h"
-#include "simhost/journal/journal_diff.h"
+#include "simhost/journal/mask_file.h"
 
 namespace {
 

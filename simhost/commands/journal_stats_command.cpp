@@ -1,10 +1,10 @@
 // simhost journal stats: calls, statuses and latencies by entry point.
 #include <fmt/format.h>
 
+#include "journal/calls/status_name.h"
 #include "simhost/commands/journal_file.h"
 #include "simhost/journal/journal_stats.h"
 #include "simhost/report/quantities.h"
-#include "simhost/report/status_name.h"
 #include "simhost/report/text_table.h"
 
 namespace {

@@ -7,10 +7,10 @@
 
 #include "base/private_directory.h"
 #include "filter/rules/status.h"
+#include "journal/calls/journal_diff.h"
 #include "journal/events.h"
+#include "journal/replay/minimizing.h"
 #include "simhost/commands/replayed_journal.h"
-#include "simhost/journal/journal_diff.h"
-#include "simhost/replay/minimizing.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "base/escaped_text.h"
 #include "base/text_field.h"
+#include "journal/calls/status_name.h"
 #include "simhost/commands/command_line.h"
 #include "simhost/host/isolated_call.h"
 #include "simhost/host/null_call.h"
@@ -14,7 +15,6 @@
 #include "simhost/host/server.h"
 #include "simhost/host/shared_object.h"
 #include "simhost/host/table_slots.h"
-#include "simhost/report/status_name.h"
 #include "simhost/report/text_table.h"
 
 namespace {

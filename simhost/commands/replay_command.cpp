@@ -5,9 +5,10 @@
 
 #include "base/escaped_text.h"
 #include "base/private_directory.h"
+#include "journal/calls/journal_diff.h"
 #include "simhost/commands/replayed_journal.h"
 #include "simhost/journal/event_json.h"
-#include "simhost/journal/journal_diff.h"
+#include "simhost/journal/mask_file.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "journal/replay/replay_run.h"
 #include "simhost/commands/command_line.h"
-#include "simhost/replay/replay_run.h"
 
 struct ReplayOptions {
     std::string journal;

@@ -7,10 +7,10 @@
 
 #include "base/escaped_text.h"
 #include "base/text_field.h"
+#include "journal/calls/status_name.h"
 #include "redirect/config_redirect.h"
 #include "simhost/host/image_root.h"
 #include "simhost/host/server_name.h"
-#include "simhost/report/status_name.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 
 #include "base/escaped_text.h"
 #include "journal/about.h"
-#include "simhost/journal/call_json.h"
+#include "journal/calls/call_json.h"
+#include "journal/calls/status_name.h"
 #include "simhost/report/quantities.h"
-#include "simhost/report/status_name.h"
 
 using namespace journal;
 

@@ -6,8 +6,8 @@
 #include <tuple>
 
 #include "journal/about.h"
-#include "simhost/journal/call_json.h"
-#include "simhost/report/status_name.h"
+#include "journal/calls/call_json.h"
+#include "journal/calls/status_name.h"
 
 using namespace journal;
 

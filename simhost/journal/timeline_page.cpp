@@ -7,10 +7,10 @@
 #include <nlohmann/json.hpp>
 
 #include "base/escaped_text.h"
-#include "simhost/journal/call_json.h"
+#include "journal/calls/call_json.h"
+#include "journal/calls/status_name.h"
 #include "simhost/journal/call_text.h"
 #include "simhost/journal/timeline_style.h"
-#include "simhost/report/status_name.h"
 
 using namespace journal;
 

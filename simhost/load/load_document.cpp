@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "journal/calls/status_name.h"
 #include "simhost/load/draw.h"
 #include "simhost/load/workload_settings.h"
-#include "simhost/report/status_name.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include "base/escaped_text.h"
 #include "base/text_field.h"
+#include "journal/calls/status_name.h"
 #include "simhost/host/record_field.h"
-#include "simhost/report/status_name.h"
 #include "stspi/stsimg.h"
 
 StreamCalls::StreamCalls(const StreamSurroundings &surroundings, unsigned stream)

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "base/escaped_text.h"
+#include "journal/calls/status_name.h"
 #include "simhost/report/quantities.h"
-#include "simhost/report/status_name.h"
 
 namespace {
 

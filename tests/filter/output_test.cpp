@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <iostream>
 
-#include "simhost/journal/call_stream.h"
+#include "journal/calls/call_stream.h"
 #include "tests/filter/standard_calls.h"
 
 using namespace filter;

@@ -25,8 +25,9 @@
 #include <vector>
 
 #include "base/private_directory.h"
+#include "journal/calls/journal_diff.h"
 #include "redirect/config_redirect.h"
-#include "simhost/journal/journal_diff.h"
+#include "simhost/journal/mask_file.h"
 #include "tests/filter/random_history.h"
 #include "tests/filter/random_rules.h"
 

@@ -7,12 +7,13 @@
 #include <cstring>
 #include <string>
 
+#include "journal/calls/call_stream.h"
 #include "journal/reader.h"
-#include "simhost/journal/call_stream.h"
 #include "simhost/journal/call_text.h"
 #include "simhost/journal/chrome_trace.h"
 #include "simhost/journal/event_json.h"
 #include "simhost/journal/journal_stats.h"
+#include "simhost/journal/mask_file.h"
 #include "simhost/journal/timeline_page.h"
 
 namespace {

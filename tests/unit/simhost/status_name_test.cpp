@@ -1,4 +1,4 @@
-#include "simhost/report/status_name.h"
+#include "journal/calls/status_name.h"
 
 #include <gtest/gtest.h>
 

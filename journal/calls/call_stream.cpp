@@ -1,9 +1,9 @@
-#include "simhost/journal/call_stream.h"
+#include "journal/calls/call_stream.h"
 
 #include <fmt/format.h>
 
-#include "simhost/journal/call_json.h"
-#include "simhost/report/status_name.h"
+#include "journal/calls/call_json.h"
+#include "journal/calls/status_name.h"
 
 using namespace journal;
 

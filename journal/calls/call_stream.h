@@ -7,8 +7,8 @@
 #include <tuple>
 #include <vector>
 
+#include "journal/calls/mask.h"
 #include "journal/events.h"
-#include "simhost/journal/mask_file.h"
 
 struct ThreadNumber {
     unsigned process = 0;

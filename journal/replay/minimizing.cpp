@@ -1,4 +1,4 @@
-#include "simhost/replay/minimizing.h"
+#include "journal/replay/minimizing.h"
 
 #include <algorithm>
 #include <map>

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "simhost/journal/call_stream.h"
+#include "journal/calls/call_stream.h"
 
 struct ValueDifference {
     std::string path;  // "results.out_name"

@@ -1,10 +1,10 @@
-#include "simhost/journal/journal_diff.h"
+#include "journal/calls/journal_diff.h"
 
 #include <algorithm>
 #include <functional>
 #include <set>
 
-#include "simhost/journal/sequence_diff.h"
+#include "journal/calls/sequence_diff.h"
 
 using namespace journal;
 

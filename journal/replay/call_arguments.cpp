@@ -1,16 +1,23 @@
-#include "simhost/replay/call_arguments.h"
+#include "journal/replay/call_arguments.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 
 #include "journal/items.h"
+#include "journal/readable_memory.h"
 #include "journal/side_files.h"
 
 using namespace journal;
 
 namespace {
+
+// Of a process.
+constexpr uint64_t lowest_address = 65536;
+constexpr uint64_t highest_address = uint64_t{1} << 47;
+constexpr uint64_t nothing_there = 0x111;
 
 // Of a buffer for data more is not made: what is read into it is at most what the call asks for.
 constexpr uint64_t largest_buffer = uint64_t{1} << 30;
@@ -32,14 +39,37 @@ CallArguments::CallArguments(const RecordedStep &step, const std::string &data_d
         for (const RecordedItem &item : step.arguments)
             if (item.head.argument == i)
                 items.push_back(&item);
-        words_[i] = built(called.arguments[i], items);
+        words_[i] =
+            is_number_for_a_place(i, items) ? view_of(*items.front()).word() : built(called.arguments[i], items);
     }
+}
+
+// A number in the place of a pointer to a place for a result, which nobody followed.
+bool CallArguments::is_number_for_a_place(uint8_t argument, const Items &items) const {
+    // What a place for a handle held is told in the same way.
+    if (items.size() != 1 || items.front()->head.type != ItemType::address ||
+        (items.front()->head.flags & ITEM_BEFORE) != 0)
+        return false;
+    const bool was_unreadable = std::any_of(step_.results.begin(), step_.results.end(), [&](const RecordedItem &item) {
+        return item.head.argument == argument && item.head.type == ItemType::unreadable;
+    });
+    const uint64_t word = view_of(*items.front()).word();
+    if (word < lowest_address || word > highest_address)
+        return true;
+    return was_unreadable &&
+           !is_readable(reinterpret_cast<const void *>(word), 1);  // NOLINT(performance-no-int-to-ptr)
 }
 
 uint64_t CallArguments::stored_handle() const { return handle_place_ == nullptr ? 0 : *handle_place_; }
 
 uint64_t CallArguments::pointer_to(std::string bytes) {
     return reinterpret_cast<uint64_t>(memory_.emplace_back(std::move(bytes)).data());
+}
+
+uint64_t CallArguments::room_for(uint64_t size) {
+    // Pages that nobody writes to are not there.
+    rooms_.emplace_back(std::calloc(std::max<uint64_t>(size, 1), 1), std::free);
+    return reinterpret_cast<uint64_t>(rooms_.back().get());
 }
 
 uint64_t CallArguments::number_of_argument(uint8_t argument) const {
@@ -103,9 +133,28 @@ uint64_t CallArguments::record_of(const Argument &argument, const Items &items, 
     return pointer_to(std::move(record));
 }
 
+uint64_t CallArguments::place_for_handle(const Argument &argument, const Items &items) {
+    // A call that fails may leave there what the caller's variable held.
+    const auto before = std::find_if(items.begin(), items.end(), [](const RecordedItem *item) {
+        return item->head.type == ItemType::address && (item->head.flags & ITEM_BEFORE) != 0;
+    });
+    const uint64_t held = before == items.end() ? 0 : view_of(**before).word();
+    const uint64_t held_now = held == 0 ? 0 : handle_now_(argument.handle, held);
+    std::string place(sizeof held_now, '\0');
+    std::memcpy(place.data(), &held_now, sizeof held_now);
+    const uint64_t word = pointer_to(std::move(place));
+    handle_place_ = reinterpret_cast<const uint64_t *>(word);  // NOLINT(performance-no-int-to-ptr)
+    return word;
+}
+
 uint64_t CallArguments::built(const Argument &argument, const Items &items) {
     if (is_null(items))
         return 0;
+    // A number in a pointer's place, which nobody follows.
+    if (items.size() == 1 && items.front()->head.type == ItemType::unreadable) {
+        const uint64_t word = view_of(*items.front()).word();
+        return is_readable(reinterpret_cast<const void *>(word), 1) ? 0 : word;  // NOLINT(performance-no-int-to-ptr)
+    }
     switch (argument.kind) {
         case ArgumentKind::number:
         case ArgumentKind::number32:
@@ -129,8 +178,7 @@ uint64_t CallArguments::built(const Argument &argument, const Items &items) {
         case ArgumentKind::data:
             return items.empty() || items.front()->head.type != ItemType::data ? 0 : data_of(*items.front());
         case ArgumentKind::out_handle:
-            handle_place_ = reinterpret_cast<const uint64_t *>(pointer_to(std::string(sizeof(uint64_t), '\0')));
-            return reinterpret_cast<uint64_t>(handle_place_);
+            return place_for_handle(argument, items);
         case ArgumentKind::out_number:
             return pointer_to(std::string(sizeof(uint64_t), '\0'));
         case ArgumentKind::out_text:
@@ -139,10 +187,10 @@ uint64_t CallArguments::built(const Argument &argument, const Items &items) {
         case ArgumentKind::in_out_record:
             return record_of(argument, items, 1);
         case ArgumentKind::out_data:
-            return pointer_to(std::string(
-                static_cast<size_t>(std::min(number_of_argument(argument.size_argument), largest_buffer)), '\0'));
+            return room_for(std::min(number_of_argument(argument.size_argument), largest_buffer));
         case ArgumentKind::ignored:
-            break;
+            // Nobody follows it: whoever does shall not find anything.
+            return items.empty() ? 0 : nothing_there;
     }
     return 0;
 }

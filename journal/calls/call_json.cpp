@@ -1,4 +1,4 @@
-#include "simhost/journal/call_json.h"
+#include "journal/calls/call_json.h"
 
 #include <fmt/format.h>
 

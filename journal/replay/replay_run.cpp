@@ -1,4 +1,4 @@
-#include "simhost/replay/replay_run.h"
+#include "journal/replay/replay_run.h"
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -21,9 +21,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "journal/replay/call_arguments.h"
 #include "journal/writer.h"
 #include "redirect/config_redirect.h"
-#include "simhost/replay/call_arguments.h"
 
 using namespace journal;
 
@@ -81,7 +81,7 @@ private:
         for (const size_t i : steps) {
             const RecordedStep &step = session_.steps[i];
             wait_until_due(step);
-            make(step);
+            make(i);
             if (step.left_as == 0)
                 continue;
             const std::lock_guard lock(mutex_);
@@ -128,7 +128,8 @@ private:
         return session.get();
     }
 
-    void make(const RecordedStep &step) {
+    void make(size_t index) {
+        const RecordedStep &step = session_.steps[index];
         const EntryPoint &called = *journal::entry_point(step.entry_point);
         const HandleNow handle = [this](HandleKind kind, uint64_t value) { return handle_now(kind, value); };
         const SessionNow session = [this](uint64_t context, uint64_t function, uint32_t mask) {
@@ -140,6 +141,8 @@ private:
         auto *function = reinterpret_cast<Function *>(dlsym(library_, called.name));
         if (function == nullptr)
             throw std::runtime_error(fmt::format("{} exports no {}", settings_.plugin, called.name));
+        if (settings_.before_step)
+            settings_.before_step(index, words);
         running_call = writer_.enter(step.entry_point, words);
         const int32_t status = function(words[0], words[1], words[2], words[3], words[4], words[5], words[6], words[7]);
         if (alone_)
@@ -192,6 +195,8 @@ private:
     try {
         if (!settings.config_dir.empty())
             set_config_directory(settings.config_dir);
+        if (settings.prepare)
+            settings.prepare();
         WriterOptions options;
         options.path = path;
         options.limit = journal_limit;
@@ -204,6 +209,8 @@ private:
             throw std::runtime_error(error);
         the_writer = writer.get();
         Replay(session, wanted, settings, *writer, output).run();
+        if (settings.finish)
+            settings.finish();
         status = 0;
     } catch (const std::exception &error) {
         dprintf(reasons, "%s", error.what());

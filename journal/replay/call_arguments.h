@@ -4,10 +4,11 @@
 #include <array>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "simhost/replay/recorded_calls.h"
+#include "journal/replay/recorded_calls.h"
 #include "stspi/sts_types.h"
 
 // What a recorded handle is now; a value that is not known is given for one that the journal does not open.
@@ -30,6 +31,9 @@ public:
 private:
     using Items = std::vector<const RecordedItem *>;
     uint64_t pointer_to(std::string bytes);
+    uint64_t room_for(uint64_t size);
+    bool is_number_for_a_place(uint8_t argument, const Items &items) const;
+    uint64_t place_for_handle(const journal::Argument &argument, const Items &items);
     uint64_t built(const journal::Argument &argument, const Items &items);
     uint64_t record_of(const journal::Argument &argument, const Items &items, size_t count);
     uint64_t data_of(const RecordedItem &item);
@@ -42,5 +46,6 @@ private:
     const SessionNow &session_now_;
     std::array<uint64_t, 8> words_ = {};
     std::deque<std::string> memory_;
+    std::vector<std::unique_ptr<void, void (*)(void *)>> rooms_;
     const uint64_t *handle_place_ = nullptr;
 };

@@ -1,4 +1,4 @@
-#include "simhost/replay/recorded_calls.h"
+#include "journal/replay/recorded_calls.h"
 
 #include <algorithm>
 #include <map>

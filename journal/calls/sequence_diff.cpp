@@ -1,4 +1,4 @@
-#include "simhost/journal/sequence_diff.h"
+#include "journal/calls/sequence_diff.h"
 
 #include <algorithm>
 

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "simhost/replay/recorded_calls.h"
+#include "journal/replay/recorded_calls.h"
 
 enum class ReplayPace { as_recorded, as_fast_as_possible };
 
@@ -15,6 +16,11 @@ struct ReplaySettings {
     std::string config_dir;     // empty: /etc/quillmere
     ReplayPace pace = ReplayPace::as_fast_as_possible;
     std::chrono::milliseconds time_limit{60000};
+    // In the process that makes the calls: before the plug-in is loaded; before each step, by its index, with the words
+    // of its arguments, on the thread that makes it; when all are made. Empty for nothing.
+    std::function<void()> prepare;
+    std::function<void(size_t step, const uint64_t *words)> before_step;
+    std::function<void()> finish;
 };
 
 struct ReplayOutcome {
