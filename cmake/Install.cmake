@@ -45,6 +45,7 @@ if(STSPI_BUILD_CONFORMANCE)
     LIBRARY DESTINATION lib/stspi-conformance COMPONENT tools)
   install_manual(${PROJECT_SOURCE_DIR}/man/stspi-conformance.1 tools)
   install_manual(${PROJECT_SOURCE_DIR}/man/stspi-conformance-explore.1 tools)
+  install_manual(${PROJECT_SOURCE_DIR}/man/stspi-conformance-replay.1 tools)
 endif()
 
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/stspi-doc COMPONENT doc)

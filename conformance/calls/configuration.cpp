@@ -9,6 +9,7 @@
 #include <set>
 #include <stdexcept>
 
+#include "conformance/calls/call_journal.h"
 #include "conformance/watch/call_note.h"
 #include "conformance/watch/written_configuration.h"
 #include "redirect/config_redirect.h"
@@ -37,6 +38,11 @@ void use_configuration_directory(const std::string &path, int journal) {
         set_config_directory(path);
 }
 
+void forget_written_configuration() {
+    written().clear();
+    forget_all_configuration();
+}
+
 std::string config_path(const std::string &name) { return directory + "/" + name + ".sim"; }
 
 void write_config(const std::string &name, const std::string &text) {
@@ -58,6 +64,7 @@ void write_config(const std::string &name, const std::string &text) {
     close(file);
     remember_configuration(name + ".sim", text);
     note_step(name + ".sim written");
+    note_configuration_step(name + ".sim", &text);
 }
 
 void remove_config(const std::string &name) {
@@ -65,6 +72,7 @@ void remove_config(const std::string &name) {
     written().erase(name);
     forget_configuration(name + ".sim");
     note_step(name + ".sim removed");
+    note_configuration_step(name + ".sim", nullptr);
 }
 
 std::string work_directory() { return working_directory; }

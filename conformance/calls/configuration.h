@@ -10,6 +10,9 @@ namespace conformance {
 // journal: a file that receives the path of each configuration file before it is made.
 void use_configuration_directory(const std::string &directory, int journal);
 
+// As before the first file was written.
+void forget_written_configuration();
+
 // Writes NAME.sim.
 void write_config(const std::string &name, const std::string &text);
 void remove_config(const std::string &name);

@@ -4,6 +4,7 @@
 
 #include <deque>
 
+#include "conformance/calls/call_journal.h"
 #include "conformance/watch/call_watch.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/out_handle.h"
@@ -33,6 +34,13 @@ std::string show(const stsp_lsu_v7_t *lsu) {
                        quoted(std::string(lsu->lsu_name, strnlen(lsu->lsu_name, sizeof lsu->lsu_name)), 80));
 }
 
+// As a register holds it.
+uint64_t as_word(const void *pointer) { return reinterpret_cast<uint64_t>(pointer); }
+uint64_t as_word(uint64_t number) { return number; }
+uint64_t as_word(uint32_t number) { return number; }
+uint64_t as_word(int32_t number) { return static_cast<uint32_t>(number); }
+
+constexpr size_t most_words = 16;
 std::unique_ptr<EntryPoints> under_test;
 
 }  // namespace
@@ -175,10 +183,13 @@ int32_t EntryPoints::call(const char *entry_point, Arguments... arguments) {
     std::string shown;
     ((shown += (shown.empty() ? "" : ", ") + show(arguments)), ...);
     const std::string text = fmt::format("{}({})", entry_point, shown);
+    const std::array<uint64_t, most_words> words = {as_word(arguments)...};
+    JournalledCall journalled(entry_point, words.data());
     const CallNote note(text);
     const CallWatch watch(text);
     const int32_t status = function(arguments...);
     CallNote::returned(status);
+    journalled.returns(status);
     return status;
 }
 

@@ -19,6 +19,8 @@ int32_t record(const ImageCall &call) {
         const std::lock_guard lock(mutex);
         image_double().calls.push_back(call);
     }
+    if (image_double().watch)
+        return image_double().watch(call, image_double().answer);
     return image_double().answer ? image_double().answer(call) : 0;
 }
 

@@ -23,6 +23,8 @@ struct ImageDouble {
     std::vector<ImageCall> calls;
     // The answer to a call, which was recorded already; 0 without one.
     std::function<int32_t(const ImageCall &)> answer;
+    // Stands around each answer, where somebody notes what it does.
+    std::function<int32_t(const ImageCall &, const std::function<int32_t(const ImageCall &)> &answer)> watch;
 };
 
 }  // namespace conformance

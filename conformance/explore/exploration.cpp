@@ -61,10 +61,10 @@ private:
     void *memory_;
 };
 
-void work(PluginCaller &caller, const ExplorationPlan &plan, const std::string &base, unsigned job,
+void work(PluginCaller &caller, PluginCaller *other, const ExplorationPlan &plan, const std::string &base, unsigned job,
           const std::string &array_name, Board &board) {
     const auto deadline = std::chrono::steady_clock::now() + plan.time;
-    HistoryProcess process(caller, base, own_name(job), array_name, plan.time_limit);
+    HistoryProcess process(caller, base, own_name(job), array_name, plan.time_limit, other);
     while (board.stop == 0 && std::chrono::steady_clock::now() < deadline) {
         const uint64_t number = board.next++;
         // One that was found already is the first only if all before it have been played.
@@ -88,8 +88,9 @@ bool watches_memory(const History &history, uint64_t number) {
                                                                 [](const model::Call &one) { return one.thread != 0; });
 }
 
-ExplorationResult explore(PluginCaller &caller, const ExplorationPlan &plan, const std::string &base,
-                          const std::string &array_name, const std::function<bool()> &stopped) {
+ExplorationResult explore(PluginCaller &caller, PluginCaller *other, const ExplorationPlan &plan,
+                          const std::string &base, const std::string &array_name,
+                          const std::function<bool()> &stopped) {
     const SharedBoard board;
     board->next = plan.first;
     board->found = nothing;
@@ -109,7 +110,7 @@ ExplorationResult explore(PluginCaller &caller, const ExplorationPlan &plan, con
                 _exit(1);
             prepare_test_process();
             try {
-                work(caller, plan, directory, job, array_name, *board);
+                work(caller, other, plan, directory, job, array_name, *board);
             } catch (const std::exception &error) {
                 std::fprintf(stderr, "stspi-conformance: %s\n", error.what());
                 ++board->failed;

@@ -32,8 +32,9 @@ struct ExplorationResult {
 };
 
 // base: an empty directory. Which history is told does not depend on the number of jobs. stopped is asked now and then.
-ExplorationResult explore(PluginCaller &caller, const ExplorationPlan &plan, const std::string &base,
-                          const std::string &array_name, const std::function<bool()> &stopped);
+// other: what the plug-in is compared with; null for the model.
+ExplorationResult explore(PluginCaller &caller, PluginCaller *other, const ExplorationPlan &plan,
+                          const std::string &base, const std::string &array_name, const std::function<bool()> &stopped);
 
 // Whether a history's memory is watched.
 bool watches_memory(const History &history, uint64_t number);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "conformance/explore/history_maker.h"
@@ -39,10 +40,12 @@ std::vector<std::string> parts_not_reached(const ExplorationResult &result) {
 
 }  // namespace
 
-std::string finding_text(const History &history, const HistoryFinding &finding) {
-    return fmt::format("{}\n  found     {} in {}\n  called    {}\n  expected  {}\n  got       {}\n",
-                       history_text(history), kind_name(finding.kind), finding.what, finding_place(history, finding),
-                       finding.expected, finding.got);
+std::string finding_text(const History &history, const HistoryFinding &finding, const Sides &sides) {
+    const size_t width = std::max({sides.expected.size(), sides.got.size(), size_t{8}});
+    return fmt::format("{}\n  {:<{}}  {} in {}\n  {:<{}}  {}\n  {:<{}}  {}\n  {:<{}}  {}\n", history_text(history),
+                       "found", width, kind_name(finding.kind), finding.what, "called", width,
+                       finding_place(history, finding), sides.expected, width, finding.expected, sides.got, width,
+                       finding.got);
 }
 
 std::string figures_text(const ExplorationResult &result) {
@@ -56,9 +59,11 @@ std::string figures_text(const ExplorationResult &result) {
 }
 
 std::string exploration_json(const ExplorationPlan &plan, const ExplorationResult &result, const History *history,
-                             const HistoryFinding &finding, const std::string &plugin) {
+                             const HistoryFinding &finding, const std::string &plugin, const std::string &against) {
     nlohmann::json out = {{"plugin", plugin},      {"seed", plan.seed},         {"histories", result.histories},
                           {"calls", result.calls}, {"seconds", result.seconds}, {"finding", nullptr}};
+    if (!against.empty())
+        out["against"] = against;
     for (size_t i = 0; i < result.reached.size(); ++i)
         out["reached"][model::parts()[i]] = result.reached[i];
     if (history != nullptr) {

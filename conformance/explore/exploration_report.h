@@ -7,17 +7,24 @@
 
 namespace conformance {
 
+// What the two sides of a finding are called.
+struct Sides {
+    std::string expected = "expected";
+    std::string got = "got";
+};
+
 // The cut-down finding as people read it.
-std::string finding_text(const History &history, const HistoryFinding &finding);
+std::string finding_text(const History &history, const HistoryFinding &finding, const Sides &sides = {});
 
 // A last line of figures, and the parts of the interface that nothing came to.
 std::string figures_text(const ExplorationResult &result);
 
-// All of it for programs. history: null when nothing was found.
+// All of it for programs. history: null when nothing was found. against: "" for the model.
 std::string exploration_json(const ExplorationPlan &plan, const ExplorationResult &result, const History *history,
-                             const HistoryFinding &finding, const std::string &plugin);
+                             const HistoryFinding &finding, const std::string &plugin, const std::string &against);
 
-// A test of the suite that makes the calls of the history and expects what the model expected of the last.
-std::string test_text(const History &history, const HistoryFinding &finding);
+// A test of the suite that makes the calls of the history, expects each call's status, and of the one in which something was
+// found all that the model expects.
+std::string test_text(const History &history, const HistoryFinding &finding, const Expectations &expected);
 
 }  // namespace conformance

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <thread>
 
 #include "base/private_directory.h"
@@ -35,6 +36,7 @@ struct Options {
     ExplorationPlan plan;
     unsigned seconds = 60;
     unsigned time_limit_seconds = 10;
+    std::string against;
     std::string keep;
     std::string json_file;
     bool has_time = false;
@@ -72,6 +74,8 @@ bool read_options(int argc, char **argv, Options &options, int &status) {
     app.add_option("--timeout", options.time_limit_seconds, "Seconds until a history is ended")
         ->check(CLI::Range(1U, 86400U))
         ->capture_default_str();
+    app.add_option("--against", options.against,
+                   "Compare with this plug-in instead of the model: what the one does and the other does not");
     app.add_option("--json", options.json_file, "Write the result as JSON to this file");
     app.add_option("--keep", options.keep,
                    "Write what was found to this directory, which must be empty: configuration files, a journal of the "
@@ -110,12 +114,38 @@ void write_file(const std::string &path, const std::string &text) {
         throw std::runtime_error(fmt::format("cannot write {}", path));
 }
 
+Sides sides_of(const Options &options) {
+    if (options.against.empty())
+        return {};
+    return {fmt::format("{} does", std::filesystem::path(options.plugin).filename().string()),
+            fmt::format("{} does", std::filesystem::path(options.against).filename().string())};
+}
+
+// Null when there is none.
+std::unique_ptr<PluginCaller> other_caller(Options &options) {
+    if (options.against.empty())
+        return nullptr;
+    options.against = std::filesystem::absolute(options.against).string();
+    std::error_code error;
+    // Loaded twice it would be one library, with one memory of what happened before.
+    if (std::filesystem::equivalent(options.plugin, options.against, error))
+        throw std::runtime_error(fmt::format("--against: {} is the same file", options.against));
+    TestSettings settings;
+    settings.plugin = options.against;
+    settings.time_limit = options.plan.time_limit;
+    if (const std::string reason = why_not_testable(settings); !reason.empty())
+        throw std::runtime_error(reason);
+    return std::make_unique<PluginCaller>(options.against);
+}
+
 void keep_all(const Options &options, HistoryProcess &process, const History &history, const HistoryFinding &finding) {
     std::filesystem::create_directory(options.keep + "/etc");
     for (const auto &[name, text] : configuration_of(expanded(history, process.places())))
         write_file(fmt::format("{}/etc/{}.sim", options.keep, name), text);
-    write_file(options.keep + "/finding.txt", finding_text(history, finding));
-    write_file(options.keep + "/finding.cpp", test_text(history, finding));
+    write_file(options.keep + "/finding.txt", finding_text(history, finding, sides_of(options)));
+    // Of two plug-ins nobody knows which is right: there is nothing to expect in a test.
+    if (options.against.empty())
+        write_file(options.keep + "/finding.cpp", test_text(history, finding, process.expectations(history)));
     process.play(history, false,
                  [&] { return journal_of_calls(options.keep + "/finding.stspi", options.plugin, options.plan.seed); });
 }
@@ -132,7 +162,7 @@ int explore_command(int argc, char **argv) {
     options.plugin = std::filesystem::absolute(options.plugin).string();
     if (!options.keep.empty()) {
         options.keep = std::filesystem::absolute(options.keep).string();
-        make_empty_directory(options.keep);
+        make_empty_directory(options.keep, "--keep");
     }
     if (!options.json_file.empty())
         options.json_file = std::filesystem::absolute(options.json_file).string();
@@ -149,16 +179,17 @@ int explore_command(int argc, char **argv) {
     prepare_test_process();
     load_image_double();
     PluginCaller caller(options.plugin);
+    const std::unique_ptr<PluginCaller> other = other_caller(options);
     const std::string array_name = array_name_of(caller, directory / "probe");
     put(fmt::format("seed {}\n", options.plan.seed));
     const ExplorationResult result =
-        explore(caller, options.plan, directory.path(), array_name, [] { return stop_signal != 0; });
+        explore(caller, other.get(), options.plan, directory.path(), array_name, [] { return stop_signal != 0; });
     HistoryFinding finding;
     History history;
     if (result.number) {
         history = make_history(options.plan.seed, *result.number, options.plan.most_calls);
         HistoryProcess process(caller, directory / "shrink", own_name(options.plan.jobs), array_name,
-                               options.plan.time_limit);
+                               options.plan.time_limit, other.get());
         const bool memory = watches_memory(history, *result.number);
         finding = process.play(history, memory);
         put(fmt::format("history {} of {} calls: {}\n", *result.number, history.calls.size(),
@@ -167,14 +198,14 @@ int explore_command(int argc, char **argv) {
             history, [&](const History &one) { return stop_signal == 0 && process.play(one, memory).is_like(finding); },
             most_tries_of_shrinking);
         finding = process.play(history, memory);
-        put(finding_text(history, finding));
+        put(finding_text(history, finding, sides_of(options)));
         if (!options.keep.empty())
             keep_all(options, process, history, finding);
     }
     put(figures_text(result));
     if (!options.json_file.empty())
-        write_file(options.json_file,
-                   exploration_json(options.plan, result, result.number ? &history : nullptr, finding, options.plugin));
+        write_file(options.json_file, exploration_json(options.plan, result, result.number ? &history : nullptr,
+                                                       finding, options.plugin, options.against));
     if (stop_signal != 0)
         throw std::runtime_error(fmt::format("stopped by signal {}", static_cast<int>(stop_signal)));
     return result.number ? something_found : nothing_found;

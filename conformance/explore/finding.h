@@ -7,9 +7,13 @@
 
 namespace conformance {
 
+// Against the model one plug-in plays; otherwise one and then the other.
+enum PlayPhase : uint32_t { against_model, first_plays, second_plays };
+
 // Lives in memory that both processes share.
 struct SharedFinding {
-    std::atomic<int32_t> call;  // index of the call that runs, or the number of calls: what is looked at in the end
+    std::atomic<int32_t> call;    // index of the call that runs, or the number of calls: what is looked at in the end
+    std::atomic<uint32_t> phase;  // PlayPhase: whose calls run
     std::atomic<uint32_t> finished;  // 1 when all was played
     std::atomic<uint64_t> calls;     // made
     uint32_t differs;                // 1: the texts below say in what

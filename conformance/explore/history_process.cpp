@@ -15,6 +15,7 @@
 #include <cstring>
 #include <functional>
 #include <stdexcept>
+#include <utility>
 
 #include "conformance/explore/player.h"
 #include "conformance/model/text_rules.h"
@@ -61,8 +62,9 @@ std::string signal_name(int number) {
 }  // namespace
 
 HistoryProcess::HistoryProcess(PluginCaller &caller, const std::string &base, const std::string &own_name,
-                               std::string array_name, std::chrono::milliseconds time_limit)
+                               std::string array_name, std::chrono::milliseconds time_limit, PluginCaller *other)
     : caller_(caller),
+      other_(other),
       mirror_(base, own_name, std::move(array_name)),
       time_limit_(time_limit),
       finding_(shared_finding()),
@@ -124,6 +126,28 @@ HistoryFinding HistoryProcess::play(const History &history, bool watch_memory) {
 
 HistoryFinding HistoryProcess::play(const History &history, bool watch_memory,
                                     const std::function<std::unique_ptr<CallListener>()> &make_listener) {
+    HistoryFinding finding = play_in_child(history, watch_memory, make_listener, caller_, other_);
+    return other_ == nullptr ? finding : unlike_the_other(history, std::move(finding));
+}
+
+// A plug-in that does not come to the end differs from one that does.
+HistoryFinding HistoryProcess::unlike_the_other(const History &history, HistoryFinding finding) {
+    if (finding.kind != HistoryFinding::crash && finding.kind != HistoryFinding::hang)
+        return finding;
+    if (finding_->phase == second_plays)
+        return finding;
+    const HistoryFinding others = play_in_child(
+        history, false, [] { return nullptr; }, *other_, &caller_);
+    const bool is_same = others.kind == finding.kind && others.what == finding.what && finding_->phase == first_plays;
+    if (is_same)
+        return {};
+    finding.expected = std::exchange(finding.got, "a return");
+    return finding;
+}
+
+HistoryFinding HistoryProcess::play_in_child(const History &history, bool watch_memory,
+                                             const std::function<std::unique_ptr<CallListener>()> &make_listener,
+                                             PluginCaller &caller, PluginCaller *other) {
     new (finding_) SharedFinding{};
     empty(output_);
     empty(errors_);
@@ -142,8 +166,12 @@ HistoryFinding HistoryProcess::play(const History &history, bool watch_memory,
         int status = 1;
         try {
             const std::unique_ptr<CallListener> listener = make_listener();
-            caller_.set_listener(listener.get());
-            Player(caller_, mirror_, *finding_).play(real, watch_memory);
+            caller.set_listener(listener.get());
+            Player player(caller, mirror_, *finding_);
+            if (other == nullptr)
+                player.play(real, watch_memory);
+            else
+                player.play_against(real, *other);
             status = 0;
         } catch (const std::exception &error) {
             dprintf(errors_, "an exception passed out: %s\n", error.what());
@@ -162,6 +190,30 @@ HistoryFinding HistoryProcess::play(const History &history, bool watch_memory,
     }
     mirror_.clear();
     return finding;
+}
+
+Expectations HistoryProcess::expectations(const History &history) {
+    const Places &places = mirror_.places();
+    const History real = expanded(history, places);
+    mirror_.clear();
+    model::Model model(mirror_, configuration_of(real));
+    Expectations all;
+    all.reserve(real.calls.size());
+    for (const model::Call &call : real.calls) {
+        auto &one = all.emplace_back();
+        if (!model.allows(call))
+            continue;
+        one = model.answer(call);
+        for (model::Message &message : one->messages)
+            message.text = collapsed(message.text, places);
+        for (model::LibraryCall &library : one->library) {
+            library.lsu_text = collapsed(library.lsu_text, places);
+            library.server_name = collapsed(library.server_name, places);
+        }
+        one->output = collapsed(one->output, places);
+    }
+    mirror_.clear();
+    return all;
 }
 
 std::string array_name_of(PluginCaller &caller, const std::string &base) {

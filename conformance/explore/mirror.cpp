@@ -139,6 +139,20 @@ std::string Mirror::difference() const {
     return {};
 }
 
+std::string Mirror::made() const {
+    std::string text;
+    std::vector<std::string> roots = {places_.work};
+    for (const char *end : {"", "1", "2", "3"})
+        roots.push_back(below_tmp + places_.own + end);
+    for (const std::string &root : roots) {
+        Tree tree;
+        add_tree(root, "", tree, [](const std::string &target) { return target; });
+        for (const auto &[path, what] : tree)
+            text += fmt::format("\n      {}{}: {}", root, path, what);
+    }
+    return text;
+}
+
 int Mirror::make_directory(const std::string &path) { return error_of(mkdir(mirrored(path).c_str(), 0700)); }
 
 int Mirror::make_link(const std::string &target, const std::string &path) {

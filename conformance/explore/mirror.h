@@ -28,6 +28,9 @@ public:
     // "" when what was made is the same on both sides, otherwise what differs.
     std::string difference() const;
 
+    // All that the plug-in has made, a line each.
+    std::string made() const;
+
     std::string array_name() override { return array_name_; }
     const void *first_table() override { return first_table_; }
     const void *second_table() override { return second_table_; }

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "conformance/explore/deeds.h"
 #include "conformance/explore/finding.h"
 #include "conformance/explore/history.h"
 #include "conformance/explore/mirror.h"
@@ -20,6 +21,9 @@ public:
     // not be left. watch_memory: plays the calls again and again, for what each time keeps.
     void play(const History &history, bool watch_memory);
 
+    // The same calls by this plug-in and then by another, which must do the same; nothing else is expected of the two.
+    void play_against(const History &history, PluginCaller &other);
+
 private:
     std::string configuration_path(const std::string &name) const;
     bool play_once(const History &history);
@@ -31,11 +35,15 @@ private:
     bool memory_is_released(const History &history, int index);
     bool found(int index, const std::string &what, const std::string &expected, const std::string &got);
 
-    PluginCaller &caller_;
+    PluginCaller *caller_;
     Mirror &mirror_;
     SharedFinding &finding_;
     size_t copan_lsus_made_ = 0;
     model::SimulatorSessions simulators_;
+    enum class Judge : uint8_t { model, nobody, first_plugin } judge_ = Judge::model;
+    Deeds deeds_;  // of the first plug-in
+    TablePlaces tables_;
+    TablePlaces other_tables_;
 };
 
 }  // namespace conformance

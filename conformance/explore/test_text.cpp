@@ -1,6 +1,7 @@
 // A history as a test of the suite, in C++.
 #include <fmt/format.h>
 
+#include "conformance/explore/expectation_text.h"
 #include "conformance/explore/exploration_report.h"
 #include "conformance/watch/expect.h"
 
@@ -10,30 +11,6 @@ using model::Call;
 using model::Operation;
 
 namespace {
-
-// The text as an expression; what stands for the working directory is put in when the test runs.
-std::string literal(const std::string &text) {
-    static const std::string work = "{work}";
-    static const std::string own = "{own}";
-    std::string out = "std::string(\"";
-    for (size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        if (text.compare(at, work.size(), work) == 0) {
-            out += "\") + work_directory() + std::string(\"";
-            at += work.size() - 1;
-        } else if (text.compare(at, own.size(), own) == 0) {
-            out += "explored";
-            at += own.size() - 1;
-        } else if (byte == '"' || byte == '\\') {
-            out += fmt::format("\\{}", text[at]);
-        } else if (byte < 0x20 || byte >= 0x7f) {
-            out += fmt::format("\\{:03o}", byte);
-        } else {
-            out += text[at];
-        }
-    }
-    return out + "\")";
-}
 
 std::string pointer_to(const std::optional<std::string> &text) {
     return text ? fmt::format("({}).c_str()", literal(*text)) : "nullptr";
@@ -159,14 +136,14 @@ std::string declarations(const Call &call) {
         case Operation::open_image_list:
             return fmt::format("    void *image{} = nullptr;\n", call.id);
         case Operation::init:
-            return fmt::format("    Watched<sts_registration_t> record{};\n", call.id);
+            return fmt::format("    Watched<sts_registration_t> record{}({:#x});\n", call.id, call.fill);
         case Operation::init2:
-            return fmt::format("    Watched<sts_registration2_t> record{};\n", call.id);
+            return fmt::format("    Watched<sts_registration2_t> record{}({:#x});\n", call.id, call.fill);
         case Operation::get_server_prop:
         case Operation::get_server_prop_byname:
-            return fmt::format("    Watched<sts_server_info_t> record{};\n", call.id);
+            return fmt::format("    Watched<sts_server_info_t> record{}({:#x});\n", call.id, call.fill);
         case Operation::get_lsu_prop_byname:
-            return fmt::format("    Watched<sts_lsu_info_v9_t> record{};\n", call.id);
+            return fmt::format("    Watched<sts_lsu_info_v9_t> record{}({:#x});\n", call.id, call.fill);
         case Operation::set_mask:
             return fmt::format("    session{}.set_mask({:#x});\n", call.session, call.numbers[0] & 0xffffffff);
         case Operation::set_config:
@@ -175,6 +152,25 @@ std::string declarations(const Call &call) {
         default:
             return {};
     }
+}
+
+// What the image library answers: without it, 0.
+std::string answers_text(const Call &call) {
+    if (call.library_status == 0 && call.library_status_2 == 0 && call.operation != Operation::copy_extent &&
+        call.operation != Operation::include_in_image)
+        return {};
+    const bool copies = call.operation == Operation::copy_extent || call.operation == Operation::include_in_image;
+    return fmt::format(
+        "    images().answer = [](const ImageCall &one) {{\n"
+        "        [[maybe_unused]] const bool reads = one.function == \"stsimg_read_image\";\n{}"
+        "        return {};\n"
+        "    }};\n",
+        copies ? fmt::format(
+                     "        *static_cast<uint64_t *>(token(one.arguments[reads ? 4 : 5])) = reads ? {:#x} : {:#x};\n",
+                     call.library_count, call.library_count_2)
+               : "",
+        copies ? fmt::format("reads ? {} : {}", call.library_status, call.library_status_2)
+               : fmt::format("{}", call.library_status));
 }
 
 std::string comment(const char *label, const std::string &text) {
@@ -189,7 +185,7 @@ std::string comment(const char *label, const std::string &text) {
 
 }  // namespace
 
-std::string test_text(const History &history, const HistoryFinding &finding) {
+std::string test_text(const History &history, const HistoryFinding &finding, const Expectations &expected) {
     std::string text = fmt::format("CONFORMANCE_TEST(\"explored.{:08x}\", \"{}.\") {{\n",
                                    std::hash<std::string>()(history_text(history)) & 0xffffffff, finding.what);
     for (const auto &[name, file] : configuration_of(history))
@@ -203,19 +199,20 @@ std::string test_text(const History &history, const HistoryFinding &finding) {
         "*>(token(0x222));\n";
     for (size_t i = 0; i < history.calls.size(); ++i) {
         const Call &call = history.calls[i];
+        // One that the interface does not allow is not made.
+        if (!expected[i])
+            continue;
         text += declarations(call);
         const std::string made = expression(call);
         if (made.empty())
             continue;
-        if (static_cast<int>(i) != finding.call) {
-            text += fmt::format("    {};\n", made);
-            continue;
-        }
-        const bool is_status =
-            finding.what.size() > 8 && finding.what.compare(finding.what.size() - 8, 8, ": status") == 0;
-        text += is_status ? fmt::format("    expect_status({}, {});\n", made,
-                                        finding.expected.substr(0, finding.expected.find(' ')))
-                          : fmt::format("    {};\n", made);
+        const bool is_last = static_cast<int>(i) == finding.call;
+        text += answers_text(call);
+        if (is_last)
+            text += preparation_text(*expected[i]);
+        text += fmt::format("    expect_status({}, {});\n", made, status_literal(expected[i]->status));
+        if (is_last)
+            text += expectation_text(call, *expected[i]);
     }
     return text + comment("expected:", finding.expected) + comment("got:", finding.got) + "}\n";
 }

@@ -10,6 +10,8 @@ const char *outcome_name(Outcome outcome) {
             return "warn";
         case Outcome::skip:
             return "skip";
+        case Outcome::known:
+            return "known";
         case Outcome::fail:
             return "fail";
         case Outcome::crash:

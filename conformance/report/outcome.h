@@ -1,6 +1,7 @@
 // What came of one test.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,9 @@
 
 namespace conformance {
 
-enum class Outcome { pass, warn, skip, fail, crash, timeout };
+// From good to bad. known: it fails, as the profile says.
+enum class Outcome { pass, warn, skip, known, fail, crash, timeout };
+constexpr size_t outcome_count = 7;
 
 // "pass", "warn", ... as the reports print it.
 const char *outcome_name(Outcome outcome);
@@ -42,7 +45,7 @@ struct TestResult {
     unsigned round = 1;
     Outcome outcome = Outcome::pass;
     double seconds = 0;
-    std::string reason;                // of a skip, a crash, a time-out
+    std::string reason;                // of a skip, a crash, a time-out, or what the profile says
     std::vector<Finding> findings;     // of a failure or a warning
     ConfigurationTexts configuration;  // as a crash or a time-out left the files
     std::string error_output;          // the tail of what the test's process wrote to standard error

@@ -14,7 +14,7 @@ constexpr char style[] =
     "body{font:15px/1.5 sans-serif;margin:2em auto;max-width:75em;padding:0 1em;color:#222;background:#fff}"
     "table{border-collapse:collapse;margin:1em 0}td,th{border:1px solid #bbb;padding:.2em .6em;text-align:left;"
     "vertical-align:top}pre{background:#f4f4f4;padding:.8em;overflow:auto}code{white-space:nowrap}"
-    ".pass{color:#060}.warn,.skip{color:#850}.fail,.crash,.timeout{color:#a00;font-weight:bold}";
+    ".pass{color:#060}.warn,.skip,.known{color:#850}.fail,.crash,.timeout{color:#a00;font-weight:bold}";
 
 std::string escaped(const std::string &text) {
     std::string out;
@@ -52,6 +52,12 @@ std::string outcome_cell(const std::map<const TestCase *, Outcome> &outcomes, co
     const auto found = outcomes.find(test);
     const char *name = found == outcomes.end() ? "not run" : outcome_name(found->second);
     return fmt::format("<span class=\"{}\">{}</span>", name, name);
+}
+
+std::string heading(const Verdict &verdict) {
+    if (verdict.failures != 0)
+        return fmt::format("{} tests failed", verdict.failures);
+    return verdict.known == 0 ? "conforms" : fmt::format("{} tests fail as the profile says", verdict.known);
 }
 
 std::string facts_table(const RunFacts &facts) {
@@ -134,10 +140,9 @@ std::string html_text(const std::vector<TestResult> &results, const RunFacts &fa
     return fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>stspi-conformance: {}</title>\n"
         "<style>{}</style></head><body>\n<h1>{}: {}, {}</h1>\n{}{}{}{}{}{}</body></html>\n",
-        escaped(facts.plugin), style, escaped(facts.plugin),
-        verdict.failures == 0 ? "conforms" : fmt::format("{} tests failed", verdict.failures), level_text(verdict),
-        facts_table(facts), level_table(verdict), area_table(results), findings_of(results, facts.plugin),
-        requirement_table(outcomes), test_table(outcomes));
+        escaped(facts.plugin), style, escaped(facts.plugin), heading(verdict), level_text(verdict), facts_table(facts),
+        level_table(verdict), area_table(results), findings_of(results, facts.plugin), requirement_table(outcomes),
+        test_table(outcomes));
 }
 
 }  // namespace conformance

@@ -14,7 +14,7 @@ std::string json_text(const std::vector<TestResult> &results, const RunFacts &fa
     ordered_json counts = ordered_json::object();
     ordered_json tests = ordered_json::array();
     for (const Outcome outcome :
-         {Outcome::pass, Outcome::warn, Outcome::skip, Outcome::fail, Outcome::crash, Outcome::timeout})
+         {Outcome::pass, Outcome::warn, Outcome::skip, Outcome::known, Outcome::fail, Outcome::crash, Outcome::timeout})
         counts[outcome_name(outcome)] = 0;
     for (const TestResult &result : results) {
         counts[outcome_name(result.outcome)] = counts[outcome_name(result.outcome)].get<unsigned>() + 1;

@@ -73,6 +73,11 @@ std::string junit_text(const std::vector<TestResult> &results, const RunFacts &f
                 ++skipped;
                 inner = fmt::format("<skipped message=\"{}\"/>", escaped(result.reason));
                 break;
+            case Outcome::known:
+                ++skipped;
+                inner = fmt::format("<skipped message=\"{}\"/><system-out>{}</system-out>", escaped(result.reason),
+                                    escaped(details(result)));
+                break;
             case Outcome::warn:
                 inner = fmt::format("<system-out>{}</system-out>", escaped(details(result)));
                 break;

@@ -14,7 +14,6 @@ namespace conformance {
 
 namespace {
 
-constexpr size_t outcome_count = 6;
 using Counts = std::array<unsigned, outcome_count>;
 
 std::string indented(const std::string &text, const std::string &margin) {
@@ -49,22 +48,22 @@ std::string finding_text(const Finding &finding, const Finding *previous) {
 std::string count_text(const Counts &counts) {
     std::string out;
     for (const Outcome outcome :
-         {Outcome::pass, Outcome::warn, Outcome::skip, Outcome::fail, Outcome::crash, Outcome::timeout})
+         {Outcome::pass, Outcome::warn, Outcome::skip, Outcome::known, Outcome::fail, Outcome::crash, Outcome::timeout})
         if (const unsigned count = counts[static_cast<size_t>(outcome)]; count != 0)
             out += fmt::format("{}{} {}", out.empty() ? "" : ", ", count, outcome_name(outcome));
     return out;
 }
 
-// Of a run that left tests out nothing is said.
+// Of a level of which tests were left out nothing is said, nor of those above it.
 std::string level_lines(const Verdict &verdict) {
     std::string out;
     for (unsigned level = 1; level <= level_count; ++level) {
         const LevelCount &count = verdict.levels[level - 1];
         if (count.ran != count.all)
-            return {};
+            break;
         out += fmt::format("level {}: {} of {}, {}\n", level, count.passed, count.all, level_name(level));
     }
-    return out + fmt::format("Passed whole: {}.\n", level_text(verdict));
+    return out.empty() ? out : out + fmt::format("Passed whole: {}.\n", level_text(verdict));
 }
 
 }  // namespace
@@ -108,7 +107,9 @@ std::string summary_text(const std::vector<TestResult> &results, const RunFacts 
     out += fmt::format("stspi-conformance {}, interface {}, seed {}, {}\nplug-in {}\n", facts.suite_version,
                        interface_versions, seed_text, facts.kernel, facts.plugin_hash);
     return out + level_lines(verdict) +
-           (verdict.failures == 0 ? "The plug-in conforms.\n" : "The plug-in does not conform.\n");
+           (verdict.failures != 0 ? "The plug-in does not conform.\n"
+            : verdict.known != 0  ? "Nothing failed but what the profile lists. The plug-in does not conform.\n"
+                                  : "The plug-in conforms.\n");
 }
 
 }  // namespace conformance

@@ -11,6 +11,7 @@ Verdict verdict_of(const std::vector<TestResult> &results) {
     std::map<const TestCase *, bool> passed;
     for (const TestResult &result : results) {
         verdict.failures += is_failure(result.outcome) ? 1U : 0U;
+        verdict.known += result.outcome == Outcome::known ? 1U : 0U;
         const bool passes = result.outcome == Outcome::pass || result.outcome == Outcome::warn;
         const auto [test, is_first] = passed.emplace(result.test, passes);
         test->second = test->second && passes;

@@ -11,13 +11,13 @@ namespace conformance {
 
 namespace fs = std::filesystem;
 
-void make_empty_directory(const std::string &path) {
+void make_empty_directory(const std::string &path, const char *option) {
     std::error_code error;
     fs::create_directories(path, error);
     if (error || !fs::is_directory(path, error))
-        throw std::runtime_error(fmt::format("--keep: cannot make the directory {}", path));
+        throw std::runtime_error(fmt::format("{}: cannot make the directory {}", option, path));
     if (!fs::is_empty(path, error) || error)
-        throw std::runtime_error(fmt::format("--keep: {} is not empty, and nothing in it is to be replaced", path));
+        throw std::runtime_error(fmt::format("{}: {} is not empty, and nothing in it is to be replaced", option, path));
 }
 
 std::string kept_directory(const std::string &keep, const std::string &test_id, unsigned round) {

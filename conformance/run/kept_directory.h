@@ -7,8 +7,8 @@
 
 namespace conformance {
 
-// Makes the directory when it is missing. Throws std::runtime_error when that fails or something is in it.
-void make_empty_directory(const std::string &path);
+// Makes the directory when it is missing. Throws std::runtime_error, naming the option, when that fails or something is in it.
+void make_empty_directory(const std::string &path, const char *option);
 
 // Where a test's directory is kept: below keep, named by the test, and by the round from the second on.
 std::string kept_directory(const std::string &keep, const std::string &test_id, unsigned round);

@@ -15,6 +15,11 @@ struct Options {
     std::string html_file;
     std::string badge_file;
     std::string keep;
+    std::string record;
+    std::string profile;
+    std::string write_profile;
+    std::string against;
+    unsigned level = 5;
     unsigned jobs = 1;
     unsigned repeat = 1;
     unsigned timeout_seconds = 30;
@@ -23,6 +28,8 @@ struct Options {
     bool verbose = false;
     bool real_config = false;
     ForkSide fork_side = ForkSide::none;
+    bool in_process = false;
+    bool record_all = false;
 };
 
 enum class CommandLine { run, done, wrong };

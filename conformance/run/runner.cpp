@@ -6,8 +6,14 @@
 
 namespace conformance {
 
-std::vector<TestResult> run_tests(const RunPlan &plan, const TestSettings &settings,
-                                  const std::function<void(const TestResult &)> &on_result,
+std::vector<TestResult> in_order(std::vector<TestResult> results) {
+    std::sort(results.begin(), results.end(), [](const TestResult &a, const TestResult &b) {
+        return std::tie(a.round, a.test->id) < std::tie(b.round, b.test->id);
+    });
+    return results;
+}
+
+std::vector<TestResult> run_tests(const RunPlan &plan, const TestSettings &settings, const OnResult &on_result,
                                   const StopQuestion &stopped) {
     struct Job {
         const TestCase *test;
@@ -40,10 +46,7 @@ std::vector<TestResult> run_tests(const RunPlan &plan, const TestSettings &setti
         running.erase(running.begin() + static_cast<std::ptrdiff_t>(ended));
         on_result(results.back());
     }
-    std::sort(results.begin(), results.end(), [](const TestResult &a, const TestResult &b) {
-        return std::tie(a.round, a.test->id) < std::tie(b.round, b.test->id);
-    });
-    return results;
+    return in_order(std::move(results));
 }
 
 }  // namespace conformance

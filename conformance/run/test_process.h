@@ -1,28 +1,19 @@
 // One test in a process of its own: its private directory, the plug-in, the body, the clean-up, the checks afterwards.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 
 #include "conformance/report/outcome.h"
 #include "conformance/report/test_case.h"
 #include "conformance/run/child_process.h"
-#include "conformance/run/fork_side.h"
+#include "conformance/run/test_body.h"
 
 namespace conformance {
 
-struct TestSettings {
-    std::string plugin;     // absolute path
-    std::string directory;  // below it each test gets its own
-    std::chrono::milliseconds time_limit{30000};
-    bool real_config = false;
-    ForkSide fork_side = ForkSide::none;
-    std::string keep;  // where directories of failing tests are kept, absolute; "" for nowhere
-};
-
 class TestProcess {
 public:
+    // The settings outlive this object.
     TestProcess(const TestCase &test, unsigned round, const TestSettings &settings);
     ~TestProcess();
     TestProcess(const TestProcess &) = delete;
@@ -36,9 +27,9 @@ public:
 private:
     const TestCase &test_;
     unsigned round_;
-    std::string directory_;
-    std::string kept_;     // "" when nothing is kept
-    UnnamedFile journal_;  // paths of what must go even when the process dies
+    const TestSettings &settings_;
+    TestPlace place_;
+    UnnamedFile made_;  // paths of what must go even when the process dies
     std::unique_ptr<ChildProcess> child_;
 };
 

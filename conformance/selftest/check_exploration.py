@@ -80,6 +80,17 @@ class Exploration(unittest.TestCase):
             run, _ = explore(PATHS.plugin, "--keep", str(kept), "--histories", "1")
             self.assertEqual(run.returncode, 2, "a directory with something in it")
 
+    def test_kept_test_expects_what_the_model_does(self):
+        for breakage, expectation in (("create.logs-name", r"session0\.expect_log\(\{trace\("),
+                                      ("props.pool-capacity-32-bit", r"expected\.capacity_bytes = 0x"),
+                                      ("image.server-name-null", r"library_calls\[0\]\.server_name")):
+            with self.subTest(breakage=breakage), tempfile.TemporaryDirectory() as directory:
+                kept = pathlib.Path(directory) / "kept"
+                explore(PATHS.broken, "--first", str(SMALL), "--histories", "1500", "--keep", str(kept), breakage=breakage)
+                text = (kept / "finding.cpp").read_text()
+                self.assertRegex(text, expectation)
+                self.assertRegex(text, r"expect_status\(plugin\(\)\.")
+
     def test_files_written_between_calls_are_gone_when_a_history_is_played_again(self):
         # 16 divides the numbers, so that memory is watched: each history is played four times.
         for number in (2080240, 2120512, 2161152):

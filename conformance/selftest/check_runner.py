@@ -329,11 +329,23 @@ class Runner(unittest.TestCase):
         for one in ids:
             self.assertIn("\n| `%s` | " % one, below)
 
-    def test_level_is_told_of_whole_runs_alone(self):
+    def test_level_is_told_when_it_ran_whole(self):
         badge = os.path.join(self.scratch, "badge.json")
         part = self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--badge", badge)
         self.assertNotIn("Passed whole", part.stdout)
         self.assertEqual(json.loads(pathlib.Path(badge).read_text())["message"], "level 0 of 5")
+
+    def test_level_chooses_tests(self):
+        listed = [self.run_suite("--list", "--level", str(level)).stdout.count("\n    ") for level in range(1, 6)]
+        self.assertEqual(listed, sorted(set(listed)))
+        self.assertEqual(listed[4], self.run_suite("--list").stdout.count("\n    "))
+        first = self.run_suite("--list", "--level", "1").stdout
+        self.assertIn("\nregistration.init.too-old\n", "\n" + first)
+        self.assertNotIn("mount.success\n", first)
+        self.expect(self.run_suite("--list", "--level", "6"), 2, "--level")
+        run = self.run_suite(PATHS.plugin, "--level", "1")
+        self.expect(run, 0, "level 1: %d of %d, " % (listed[0], listed[0]), "Passed whole: level 1 of 5.")
+        self.assertNotIn("level 2: ", run.stdout)
 
     def test_unwritable_report(self):
         self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--json", "/no/such/directory/file"), 2, "cannot write /no/such")
@@ -346,6 +358,110 @@ class Runner(unittest.TestCase):
 
     def test_verbose(self):
         self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.refused", "-v"), 0, "pass    ioctl.refused")
+
+    # ---- what is known of a plug-in ----
+
+    def profile(self, text):
+        path = os.path.join(self.scratch, "known.profile")
+        pathlib.Path(path).write_text(text)
+        return path
+
+    def test_listed_failure_fails_nothing_and_is_told(self):
+        report, junit = (os.path.join(self.scratch, name) for name in ("r.json", "r.xml"))
+        known = self.profile('# of this plug-in\n\nioctl.refused = fail "accepts 13" T-7  # a remark\n')
+        result = self.run_suite(PATHS.broken, "--filter", "ioctl.*", "--profile", known, "--json", report, "--junit", junit,
+                                STSPI_BROKEN="ioctl.accepts-13")
+        self.expect(result, 0, "known   ioctl.refused", "the profile says that it fails: accepts 13 (T-7)",
+                    "Nothing failed but what the profile lists. The plug-in does not conform.")
+        data = json.loads(pathlib.Path(report).read_text())
+        self.assertEqual((data["counts"]["known"], data["counts"]["fail"]), (1, 0))
+        suite = ElementTree.parse(junit).getroot()[0]
+        self.assertEqual((suite.get("failures"), suite.get("skipped")), ("0", "1"))
+
+    def test_listed_crash_is_known_with_how_it_ended(self):
+        known = self.profile('claim.first-colon = fail "crashes"')
+        self.expect(self.run_suite(PATHS.broken, "--filter", "claim.first-colon", "--profile", known, STSPI_BROKEN="claim.crashes"), 0,
+                    "known   claim.first-colon", "says that it fails: crashes; ended by signal 6 (SIGABRT) in stspi_claim(")
+
+    def test_listed_test_that_passes_is_an_error(self):
+        known = self.profile('ioctl.refused = fail "was so once" T-7')
+        self.expect(self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--profile", known), 1, "fail    ioctl.refused",
+                    "it passes, and the profile says that it fails: was so once (T-7)", "The plug-in does not conform.")
+
+    def test_skipped_by_profile_is_not_run(self):
+        known = self.profile('claim.first-colon = skip "hangs" T-8')
+        result = self.run_suite(PATHS.broken, "--filter", "claim.first-colon,ioctl.*", "--profile", known, "--timeout", "1",
+                                STSPI_BROKEN="claim.hangs")
+        self.expect(result, 0, "skip    claim.first-colon", "the profile says so: hangs (T-8)", "4 pass")
+
+    def test_other_failures_still_fail(self):
+        known = self.profile('ioctl.refused = fail "accepts 13"')
+        self.expect(self.run_suite(PATHS.broken, "--filter", "ioctl.*,claim.first-colon", "--profile", known, "--timeout", "1",
+                                   STSPI_BROKEN="claim.hangs"), 1, "it passes, and the profile", "timeout claim.first-colon")
+
+    def test_wrong_lines_of_a_profile_are_told_with_their_places(self):
+        known = self.profile('ioctl.refusd = fail "x"\n  ioctl.refused fail "x"\nioctl.refused = maybe "x"\nioctl.refused = fail\n'
+                             'ioctl.refused = fail "x\nioctl.refused = fail " "\nioctl.refused = fail "x" T-1 T-2\n'
+                             'ioctl.refused = fail "x"\nioctl.refused = skip "y"\n')
+        result = self.run_suite(PATHS.plugin, "--filter", "ioctl.*", "--profile", known)
+        self.expect(result, 2, *(known + place for place in (
+            ':1:1: there is no test "ioctl.refusd"; is ioctl.refused meant?', ":2:17: '=' behind the test's id is missing",
+            ':3:17: "maybe" is neither fail nor skip', ":4:21: the reason, in double quotes, is missing",
+            ":5:22: the reason does not end", ":6:22: the reason is empty", ":7:30: nothing may stand behind the ticket",
+            ":9:1: ioctl.refused is listed already")))
+        self.assertEqual(result.stdout, "")
+        self.expect(self.run_suite(PATHS.plugin, "--profile", "/no/such/file"), 2, "cannot read the profile /no/such/file")
+
+    def test_written_profile_makes_the_same_run_pass(self):
+        written = os.path.join(self.scratch, "written.profile")
+        run = [PATHS.broken, "--filter", "ioctl.*,claim.first-colon,mount.success"]
+        self.expect(self.run_suite(*run, "--write-profile", written, STSPI_BROKEN="ioctl.accepts-13"), 1)
+        self.assertRegex(pathlib.Path(written).read_text(), r'^#[^\n]*\nioctl\.refused = fail "status: expected STS_E_NOT_SUPPORTED \(2060016\), got 0"\n$')
+        # What a person has written there stays; a test that passes by now goes.
+        text = 'claim.first-colon = fail "no more"\nioctl.refused = fail "my \\"words\\"" T-9\nmount.success = skip "slow"\n'
+        pathlib.Path(written).write_text(text)
+        self.expect(self.run_suite(*run, "--profile", written, "--write-profile", written, STSPI_BROKEN="ioctl.accepts-13"), 1)
+        lines = pathlib.Path(written).read_text().splitlines()[1:]
+        self.assertEqual(lines, text.splitlines()[1:])
+        self.expect(self.run_suite(*run, "--profile", written, STSPI_BROKEN="ioctl.accepts-13"), 0)
+
+    # ---- in the suite's own process ----
+
+    def test_in_process(self):
+        tests = "claim.*,ioctl.*,mount.success,server-open.without-node-name,threads.messages,load-process.percent,growth.mounts"
+        result = self.run_suite(PATHS.plugin, "--in-process", "--filter", tests, "--repeat", "2")
+        self.expect(result, 0, "all tests run in this process: a crash, an exit or a hang ends the run", "The plug-in conforms.")
+        self.assertNotIn("fail ", result.stdout)
+        found = self.run_suite(PATHS.broken, "--in-process", "--filter", "ioctl.*,claim.first-colon", STSPI_BROKEN="ioctl.accepts-13")
+        self.expect(found, 1, "called    stspi_ioctl(null, 13 (0xd))", "expected  STS_E_NOT_SUPPORTED (2060016)", "1 fail")
+        self.assertNotIn("before    stspi_claim", found.stdout)
+
+    def test_in_process_a_crash_is_the_programs_own(self):
+        result = subprocess.run([PATHS.suite, PATHS.broken, "--in-process", "--filter", "claim.first-colon"], text=True,
+                                capture_output=True, env=self.environment({"STSPI_BROKEN": "claim.crashes"}))
+        self.assertEqual(result.returncode, -signal.SIGABRT)
+        for left in os.listdir(self.temporary):
+            shutil.rmtree(os.path.join(self.temporary, left))
+        self.expect(self.run_suite(PATHS.plugin, "--in-process", "--jobs", "2"), 2, "--jobs excludes --in-process")
+
+    # ---- journals ----
+
+    def test_journals_of_failing_tests_are_kept(self):
+        kept = os.path.join(self.scratch, "journals")
+        run = [PATHS.broken, "--filter", "claim.first-colon,ioctl.refused,image.out-arguments-reach-caller", "--record", kept]
+        self.expect(self.run_suite(*run, STSPI_BROKEN="ioctl.accepts-13"), 1)
+        self.assertEqual(os.listdir(kept), ["ioctl.refused"])
+        self.assertGreater(os.path.getsize(os.path.join(kept, "ioctl.refused", "calls.stspi")), 65536)
+        self.expect(self.run_suite(*run, STSPI_BROKEN="ioctl.accepts-13"), 2, "--record: " + kept + " is not empty")
+        run[-1] = kept + "-all"
+        self.expect(self.run_suite(*run, "--record-all", STSPI_BROKEN="claim.crashes"), 1)
+        self.assertEqual(sorted(os.listdir(run[-1])), ["claim.first-colon", "image.out-arguments-reach-caller", "ioctl.refused"])
+        steps = [json.loads(line) for line in
+                 pathlib.Path(run[-1], "image.out-arguments-reach-caller", "surroundings.jsonl").read_text().splitlines()]
+        self.assertEqual([bytes.fromhex(step["file"]) for step in steps if "file" in step], [b"Kelvarpool.sim", b"copan.sim"])
+        self.assertEqual([step["library"] for step in steps if "library" in step],
+                         ["stsimg_create_image", "stsimg_open_image", "stsimg_open_image_list"])
+        self.assertIn([5, "7707000000000000"], next(step for step in steps if "library" in step)["stored"])
 
     # ---- command line ----
 

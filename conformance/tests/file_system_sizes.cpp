@@ -10,7 +10,7 @@
 
 namespace {
 
-// Null: the real file system answers. A test has its process to itself.
+// Null: the real file system answers.
 const struct statvfs *answer = nullptr;
 
 }  // namespace

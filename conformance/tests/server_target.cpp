@@ -188,6 +188,7 @@ CONFORMANCE_TEST("server-target.long-name", "Target names of 3,000 bytes do no h
     expect_status(status, STS_E_INTERNAL);
     expect_status(plugin().close_server(target), 0);
     const GuardedText array("Kelvarpool:" + host);
+    target = nullptr;
     expect_status(plugin().open_target_server(source, array.get(), &target), STS_E_INTERNAL);
     const GuardedText dotted("copan:arr1." + host);
     const int32_t dotted_status = plugin().open_target_server(source, dotted.get(), &target);

@@ -23,6 +23,8 @@ std::deque<std::unique_ptr<Session>> &sessions() {
     return list;
 }
 
+MessageListener message_listener = nullptr;
+
 std::string show(uint64_t context, int32_t level, const std::string &text) {
     return fmt::format("level {} context {:x} {}", level, context, quoted(text));
 }
@@ -40,7 +42,11 @@ LogLine unmasked(const std::string &text) { return {LogClass::unmasked, text}; }
 LogLine entering(const std::string &entry_point) { return trace("++++ Entering " + entry_point + "\n"); }
 LogLine leaving(const std::string &entry_point) { return trace("---- Leaving " + entry_point + "\n"); }
 
+void set_message_listener(MessageListener listener) { message_listener = listener; }
+
 void receive(uint64_t context, const char *text, int32_t level) {
+    if (message_listener != nullptr)
+        message_listener(level, text == nullptr ? "" : text);
     const uint64_t index = context - context_base;
     Session *session = index < sessions().size() ? sessions()[index].get() : nullptr;
     if (session == nullptr) {

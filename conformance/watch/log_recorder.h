@@ -76,6 +76,10 @@ private:
 Session &new_session(uint32_t mask = 0xff);
 Session &new_null_session();
 
+// Told of each message besides; null for nobody.
+using MessageListener = void (*)(int32_t level, const char *text);
+void set_message_listener(MessageListener listener);
+
 // The recording log function itself.
 void receive(uint64_t context, const char *text, int32_t level);
 

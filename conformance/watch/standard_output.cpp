@@ -14,6 +14,7 @@ off_t taken = 0;
 }  // namespace
 
 void redirect_output(int output_file, int error_file) {
+    taken = 0;
     dup2(output_file, STDOUT_FILENO);
     dup2(error_file, STDERR_FILENO);
 }

@@ -8,7 +8,7 @@ namespace conformance {
 // Sends descriptors 1 and 2 of this process to the given files.
 void redirect_output(int output_file, int error_file);
 
-// What was printed on standard output since the last call.
+// What was printed on standard output since the last call, or since it was sent elsewhere.
 std::string take_output();
 
 }  // namespace conformance

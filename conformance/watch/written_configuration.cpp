@@ -28,6 +28,11 @@ void forget_configuration(const std::string &file_name) {
     files().erase(file_name);
 }
 
+void forget_all_configuration() {
+    const std::lock_guard lock(mutex);
+    files().clear();
+}
+
 ConfigurationTexts written_configuration() {
     const std::lock_guard lock(mutex);
     ConfigurationTexts texts;

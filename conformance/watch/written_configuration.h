@@ -9,6 +9,7 @@ namespace conformance {
 
 void remember_configuration(const std::string &file_name, const std::string &text);
 void forget_configuration(const std::string &file_name);
+void forget_all_configuration();
 
 // Long texts are cut.
 ConfigurationTexts written_configuration();

@@ -140,14 +140,15 @@ extern sts_entry_point_t STSSANDiskEntryPoints2[STS_ENTRY_POINT_COUNT2];
  *   api_version   offered by the framework; 7 or more
  *   ignored       may be anything
  *   registration  filled; its reserved bytes stay as they are
- * Returns STS_E_VERSION for a version below 7, with the record untouched; otherwise what stsimg_init returns.
+ * Returns STS_E_VERSION for a version below 7, with the record untouched, also when there is none: the version is looked
+ * at before a null registration. Otherwise what stsimg_init returns.
  * Not traced. */
 int32_t stspi_init(uint64_t api_version, const void *ignored, sts_registration_t *registration);
 
 /* Hands over the second table.
  *   api_version   offered by the framework; 9 or more
  *   registration  filled
- * Returns STS_E_VERSION for a version below 9, with the record untouched. Not traced. */
+ * Returns STS_E_VERSION for a version below 9, with the record untouched, also when there is none. Not traced. */
 int32_t stspi_init2(uint64_t api_version, sts_registration2_t *registration);
 
 /* Tells whether a server name belongs to this plug-in: whether "/etc/quillmere/PREFIX.sim" opens for reading, where
