@@ -177,10 +177,17 @@ def bad_link(world):
 
 @part
 def full_pool(world):
-    """A pool that is full refuses at once, and what was there stays."""
+    """A pool that is full refuses at once, what was there stays, and images can be deleted."""
+    def image(command, *arguments):
+        finish(world.start(f"{world.build}/bin/simhost", "image", command, "--plugin", f"{world.build}/lib/libstspi_kelvarpool.so",
+                           "-c", "examples", "-s", "Kelvarpool:mediaA", "--lsu", "pool1", *arguments, root="full-pool", client=2))
+
+    image("put", "early", __file__)
+
     def trouble():
         world.cluster.ceph("osd", "pool", "set-quota", POOL, "max_objects", "1")
         time.sleep(15)
+        image("rm", "early")
         world.cluster.ceph("osd", "pool", "set-quota", POOL, "max_objects", "0")
     keep_through(world, "full-pool", 40, trouble)
 
