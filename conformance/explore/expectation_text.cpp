@@ -16,6 +16,9 @@ using model::Operation;
 
 namespace {
 
+// All of it where no NUL ends it.
+std::string up_to_nul(const std::string &field) { return field.substr(0, field.find('\0')); }
+
 // Text with what stands for places, in quotes and more.
 std::string escaped(const std::string &bytes) {
     std::string out;
@@ -116,7 +119,7 @@ private:
             take(field);
         } else if (field.kind == FieldKind::text) {
             const std::string whole = expected_.record.substr(field.offset, field.size);
-            const std::string text = whole.c_str();
+            const std::string text = up_to_nul(whole);
             if (text.size() == whole.size())
                 return;
             lines_ += fmt::format("        put_text(expected.{}, {});\n", field.name, literal(text));
@@ -205,7 +208,7 @@ std::string record_text(const Call &call, const Expected &expected) {
     if (call.operation == Operation::list_lsu || call.operation == Operation::mount_lsu) {
         if (expected.status != 0 && expected.record[0] == static_cast<char>(call.fill))
             return {};
-        return fmt::format("    expect_text(\"text\", std::string(name), {});\n", literal(expected.record.c_str()));
+        return fmt::format("    expect_text(\"text\", std::string(name), {});\n", literal(up_to_nul(expected.record)));
     }
     return fields_for(call.operation) == nullptr ? "" : RecordText(call, expected).text();
 }

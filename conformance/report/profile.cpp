@@ -135,9 +135,9 @@ std::string reason_of(const TestResult &result) {
             reason =
                 fmt::format("{}: expected {}, got {}", finding.what, finding.shown_expected(), finding.shown_got());
     // A line of its own in the file: the rest stands in the report.
-    reason = reason.substr(0, reason.find('\n'));
+    reason.resize(std::min(reason.find('\n'), reason.size()));
     if (reason.size() > longest_reason)
-        reason = reason.substr(0, longest_reason) + "...";
+        reason.replace(longest_reason, std::string::npos, "...");
     return reason.empty() ? "fails" : reason;
 }
 
