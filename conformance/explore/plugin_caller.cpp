@@ -21,7 +21,7 @@ namespace {
 constexpr uint64_t unreadable = 0x111;
 constexpr uint64_t context_base = 0xc0de5e5500000000;
 
-CallListener *the_listener = nullptr;
+thread_local CallListener *the_listener = nullptr;
 
 // The call that runs on this thread: what it says and calls is put there.
 struct Running {
