@@ -34,23 +34,11 @@ check_cppcheck() {
         bench tests
 }
 
-# Several sources are looked at as one wherever they compile so: most of the time goes into headers. What stands in one
-# source of several still belongs to it, so the check that warns of including sources is off.
+# Several sources are looked at as one wherever they compile so: most of the time goes into headers.
 check_clang_tidy() {
     is_asked_version clang-tidy || return 0
     cmake --preset clang -B build/lint -DCMAKE_UNITY_BUILD_BATCH_SIZE=16 -DSTSPI_UNITY_PLUGIN=ON >/dev/null
-    python3 - <<'UNITS' | xargs -P "$(nproc)" -n 1 clang-tidy --quiet -p build/lint --warnings-as-errors='*' \
-        --checks=-bugprone-suspicious-include 2>/dev/null
-import json
-import os
-units = {entry["file"] for entry in json.load(open("build/lint/compile_commands.json"))}
-# The tests are compiled by three compilers with all warnings; here it is about what others rely on. What is
-# broken on purpose is left out as well.
-root = os.getcwd()
-of_tests = (root + "/tests/", root + "/build/lint/tests/")
-print("\n".join(sorted(unit for unit in units if not unit.startswith(of_tests)
-                       and ("/Unity/" in unit or (unit.startswith(root + "/conformance/") and "/corpus/" not in unit)))))
-UNITS
+    packaging/clang_tidy.py build/lint
 }
 
 [ $# -gt 0 ] || set -- format shell cppcheck clang-tidy
