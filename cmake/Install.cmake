@@ -69,6 +69,7 @@ find_package(Python3 COMPONENTS Interpreter)
 if(Python3_FOUND)
   set(entry_point_manuals ${CMAKE_BINARY_DIR}/man/man3)
   add_custom_command(OUTPUT ${entry_point_manuals}/stspi_claim.3.gz
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${entry_point_manuals}  # else gzip compresses what an earlier build left
     COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/man/generate_entry_point_manuals.py
       ${PROJECT_SOURCE_DIR}/include/stspi/stspi.h ${entry_point_manuals} ${PROJECT_VERSION}
     COMMAND ${GZIP} -9nfr ${entry_point_manuals}
