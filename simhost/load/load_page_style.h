@@ -32,8 +32,10 @@ polyline { fill: none; stroke: var(--colour); stroke-width: 1.8; stroke-linejoin
 .line1, .line3, .line5, .line7 { stroke-dasharray: 7 3; }
 .legend { margin: 2px 0 0; }
 .key { margin-right: 14px; white-space: nowrap; font-size: 13px; }
-.key::before { content: ""; display: inline-block; width: 14px; height: 3px; margin-right: 6px; vertical-align: middle;
+.key::before { content: ""; display: inline-block; width: 24px; height: 3px; margin-right: 6px; vertical-align: middle;
   background: var(--colour); }
+.key.line1::before, .key.line3::before, .key.line5::before, .key.line7::before {
+  background: repeating-linear-gradient(90deg, var(--colour) 0 7px, transparent 7px 10px); }
 .wide { overflow-x: auto; background: var(--card); border: 1px solid var(--line); border-radius: 6px; }
 table { border-collapse: collapse; width: 100%; font-size: 14px; }
 th, td { padding: 5px 12px; text-align: right; border-top: 1px solid var(--line); white-space: nowrap; }

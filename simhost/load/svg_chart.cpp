@@ -16,6 +16,7 @@ constexpr double left = 62;
 constexpr double right = 12;
 constexpr double top = 10;
 constexpr double bottom = 30;
+constexpr double half_a_label = 30;
 constexpr size_t most_lines = 8;
 
 struct Range {
@@ -76,8 +77,8 @@ public:
                 "text-anchor=\"end\">{5}</text>\n",
                 left, place, width - right, left - 6, place + 4, page_text(label));
         for (const auto &[place, label] : across_marks())
-            text += fmt::format("<text x=\"{:.1f}\" y=\"{}\" text-anchor=\"middle\">{}</text>\n", place, height - 10,
-                                page_text(label));
+            text += fmt::format("<text x=\"{:.1f}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", place, height - 10,
+                                place > width - right - half_a_label ? "end" : "middle", page_text(label));
         for (size_t i = 0; i < std::min(m_chart.lines.size(), most_lines); ++i)
             text += polyline(i);
         return text + "</svg>\n";
