@@ -4,6 +4,7 @@
 #include <ace/Map_Manager.h>
 #include <ace/RW_Thread_Mutex.h>
 
+#include <memory>
 #include <utility>
 
 #include "sim/name.h"
@@ -17,6 +18,19 @@ class NameMap : public ACE_Map_Manager<Name, Value, ACE_RW_Thread_Mutex> {
 public:
     // slots: at least 1, since ACE aborts on a map without any.
     explicit NameMap(size_t slots) : Base(slots, throwing_allocator()) {}
+
+    // Free slots hold empty texts, which own nothing: only what is bound needs to be destroyed, of hundreds of slots.
+    ~NameMap() {
+        for (ACE_UINT32 slot = this->occupied_list_.next(); slot != this->occupied_list_id();) {
+            auto &entry = this->search_structure_[slot];
+            slot = entry.next();
+            std::destroy_at(&entry);
+        }
+        this->allocator_->free(this->search_structure_);
+        this->search_structure_ = nullptr;
+    }
+    NameMap(const NameMap &) = delete;
+    NameMap &operator=(const NameMap &) = delete;
 
     // Returns 0, 1 when the key is present (its value stays), or -1 when the lock cannot be taken.
     int bind(Name key, Value value) {
