@@ -8,13 +8,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iostream>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -26,6 +24,7 @@
 #include "conformance/calls/image_calls.h"
 #include "conformance/watch/call_note.h"
 #include "conformance/watch/log_recorder.h"
+#include "conformance/watch/standard_output.h"
 #include "journal/readable_memory.h"
 #include "journal/writer.h"
 #include "stspi/stsimg.h"
@@ -205,12 +204,7 @@ void note_changes_of_the_test() {
 
 // What the call printed, without taking it from the test.
 void note_output() {
-    std::cout.flush();
-    std::fflush(stdout);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t count; (count = pread(STDOUT_FILENO, buffer, sizeof buffer, output_noted)) > 0; output_noted += count)
-        text.append(buffer, static_cast<size_t>(count));
+    const std::string text = output_since(output_noted);
     if (!text.empty())
         writer->output(call_in_journal, text);
 }

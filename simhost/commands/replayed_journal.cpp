@@ -1,7 +1,5 @@
 #include "simhost/commands/replayed_journal.h"
 
-#include <cstdlib>
-
 #include "journal/read_error.h"
 #include "simhost/host/image_root.h"
 #include "simhost/host/plugin_library.h"
