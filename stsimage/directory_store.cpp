@@ -119,6 +119,7 @@ int32_t DirectoryStore::open_lsu(std::string_view text, WhenMissing when_missing
     auto store = std::make_unique<DirectoryStore>();
     if (const int32_t status = stsimage::open_lsu(text, when_missing, store->lsu); status != 0)
         return status;
+    clear_abandoned(store->lsu);
     out_store = std::move(store);
     return 0;
 }

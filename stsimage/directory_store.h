@@ -12,7 +12,7 @@ namespace stsimage {
 
 class DirectoryStore : public Store {
 public:
-    // The directory behind an LSU text that has been checked.
+    // The directory behind an LSU text that has been checked. What dead writers left in it is cleared.
     static int32_t open_lsu(std::string_view text, WhenMissing when_missing, std::unique_ptr<Store> &out_store);
 
     int32_t begin(std::string_view name, std::unique_ptr<Draft> &out_draft) override;

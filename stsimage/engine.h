@@ -9,11 +9,12 @@
 #include <string_view>
 
 #include "stsimage/store.h"
+#include "stsimage/store_root.h"
 
 namespace stsimage {
 
 // Changes with anything that the two libraries share.
-constexpr uint32_t engine_interface = 1;
+constexpr uint32_t engine_interface = 2;
 
 // Where an engine leaves why something failed: the text of the calling thread's latest failure is the image library's.
 struct EngineHost {
@@ -29,6 +30,9 @@ struct Engine {
     // spells one LSU in one way.
     int32_t (*open_lsu)(std::string_view location, std::string_view lsu, WhenMissing when_missing,
                         std::unique_ptr<Store> &out_store);
+
+    // The root itself. Nothing is made.
+    int32_t (*open_root)(std::string_view location, std::unique_ptr<StoreRoot> &out_root);
 };
 
 // The name of the one function that the library exports, and its type. The host outlives the library.

@@ -16,6 +16,7 @@
 #include "stsimage/image_writer.h"
 #include "stsimage/last_error.h"
 #include "stsimage/passing_trouble.h"
+#include "stsimage/root_check.h"
 #include "stsimage/store_opening.h"
 #include "stspi/stsimg.h"
 
@@ -177,6 +178,14 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
         if (status == 0)
             *out_list = lists.add(std::move(list));
         return status;
+    });
+}
+
+int32_t stsimg_check(const char *lsu, uint32_t flags, stsimg_finding_function tell, void *context) {
+    return guarded([&] {
+        if (tell == nullptr)
+            return null_argument("tell");
+        return check_root(lsu, flags, tell, context);
     });
 }
 

@@ -171,9 +171,13 @@ FileDescriptor make_lock_file(int directory, bool &out_cannot_be) {
 
 LastingDirectories lasting_directories;
 
+std::string path_of_root() {
+    const char *const setting = std::getenv("STSIMAGE_ROOT");
+    return setting != nullptr ? setting : default_root;
+}
+
 int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDirectory &out_lsu) {
-    const char *setting = std::getenv("STSIMAGE_ROOT");
-    const std::string root_path = setting != nullptr ? setting : default_root;
+    const std::string root_path = path_of_root();
     out_lsu.path = root_path + '/' + text;
     FileDescriptor root;
     if (const int32_t status = open_root(root_path, when_missing, root); status != 0)
@@ -202,13 +206,14 @@ int32_t open_lsu(std::string_view text, WhenMissing when_missing, LsuDirectory &
     if (text.front() == '/') {
         out_lsu.path = text;
         out_lsu.descriptor = open_directory(out_lsu.path);
-        if (!out_lsu.descriptor)
-            return cannot_open(out_lsu.path, text);
-    } else if (const int32_t status = open_below_root(std::string(text), when_missing, out_lsu); status != 0) {
-        return status;
+        return out_lsu.descriptor ? 0 : cannot_open(out_lsu.path, text);
     }
-    clear_abandoned(out_lsu);
-    return 0;
+    return open_below_root(std::string(text), when_missing, out_lsu);
+}
+
+int32_t open_root_of_lsus(LsuDirectory &out_root) {
+    out_root.path = path_of_root();
+    return open_root(out_root.path, WhenMissing::fail, out_root.descriptor);
 }
 
 LsuLock::LsuLock(const LsuDirectory &locked_lsu) : lsu(locked_lsu) {

@@ -27,10 +27,13 @@ struct LsuDirectory {
 // wherever it is: other hosts may share a local directory by way of this one.
 constexpr char lock_file[] = ".stsimg-lock";
 
-// Opens the directory of an LSU text that is acceptable as such and clears what dead writers left in it. A directory below the root is made when
-// asked for, and its name and those above it, with that of the root, flushed, whoever has made them; one that is named by
-// its own path never is, since it may be the place where a file system is not mounted.
+// Opens the directory of an LSU text that is acceptable as such. A directory below the root is made when asked for, and its
+// name and those above it, with that of the root, flushed, whoever has made them; one that is named by its own path never is,
+// since it may be the place where a file system is not mounted.
 int32_t open_lsu(std::string_view text, WhenMissing when_missing, LsuDirectory &out_lsu);
+
+// Opens the root directory itself.
+int32_t open_root_of_lsus(LsuDirectory &out_root);
 
 // Holds the lock of an LSU directory: the directory's own, which earlier versions of the library heed, and that of the file.
 // Where the file can neither be found nor made (a full file system, a directory that may not be written to), the
@@ -47,6 +50,9 @@ public:
 
     // 0, or says why there is no lock.
     int32_t status() const;
+
+    // The same as an errno value.
+    int error_number() const { return error; }
 
 private:
     void lock_directory();

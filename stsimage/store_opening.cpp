@@ -4,7 +4,9 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "stsimage/directory_root.h"
 #include "stsimage/directory_store.h"
 #include "stsimage/engine_loading.h"
 #include "stsimage/last_error.h"
@@ -36,32 +38,59 @@ int32_t ask_whether_absolute_is_mapped(bool &out_mapped) {
                 QuotedText(setting).c_str());
 }
 
-int32_t open_in_engine(std::string_view root, std::string_view prefix, std::string_view text, WhenMissing when_missing,
-                       std::unique_ptr<Store> &out_store) {
+// Where an LSU text leads.
+struct Place {
+    const Engine *engine = nullptr;  // null: to a directory
+    std::string_view location;       // in the engine
     std::string lsu;
-    if (const int32_t status = normalize_lsu_text(text, lsu); status != 0)
+};
+
+int32_t find_engine_of_root(std::string_view root, std::string_view prefix, Place &out_place) {
+    out_place.location = root.substr(prefix.size());
+    return find_engine(std::string(prefix.substr(0, prefix.find(':'))), out_place.engine);
+}
+
+// Null leads to the root.
+int32_t find_place(const char *lsu_text, Place &out_place) {
+    const char *const setting = std::getenv("STSIMAGE_ROOT");
+    const std::string_view root = setting != nullptr ? setting : "";
+    const std::string_view prefix = engine_prefix_of(root);
+    if (lsu_text == nullptr)
+        return prefix.empty() ? 0 : find_engine_of_root(root, prefix, out_place);
+    const std::string_view text(lsu_text, strnlen(lsu_text, longest_lsu_text + 1));
+    if (const int32_t status = check_lsu_text(text); status != 0)
         return status;
-    const Engine *engine = nullptr;
-    if (const int32_t status = find_engine(std::string(prefix.substr(0, prefix.find(':'))), engine); status != 0)
-        return status;
-    return engine->open_lsu(root.substr(prefix.size()), lsu, when_missing, out_store);
+    bool in_engine = !prefix.empty();
+    if (in_engine && text.front() == '/')
+        if (const int32_t status = ask_whether_absolute_is_mapped(in_engine); status != 0)
+            return status;
+    if (!in_engine) {
+        out_place.lsu = text;
+        return 0;
+    }
+    const int32_t status = normalize_lsu_text(text, out_place.lsu);
+    return status != 0 ? status : find_engine_of_root(root, prefix, out_place);
 }
 
 }  // namespace
 
 int32_t open_store(const char *lsu_text, WhenMissing when_missing, std::unique_ptr<Store> &out_store) {
-    const std::string_view text(lsu_text, strnlen(lsu_text, longest_lsu_text + 1));
-    if (const int32_t status = check_lsu_text(text); status != 0)
+    Place place;
+    if (const int32_t status = find_place(lsu_text, place); status != 0)
         return status;
-    const char *const setting = std::getenv("STSIMAGE_ROOT");
-    const std::string_view root = setting != nullptr ? setting : "";
-    const std::string_view prefix = engine_prefix_of(root);
-    bool in_engine = !prefix.empty();
-    if (in_engine && text.front() == '/')
-        if (const int32_t status = ask_whether_absolute_is_mapped(in_engine); status != 0)
-            return status;
-    return in_engine ? open_in_engine(root, prefix, text, when_missing, out_store)
-                     : DirectoryStore::open_lsu(text, when_missing, out_store);
+    return place.engine != nullptr ? place.engine->open_lsu(place.location, place.lsu, when_missing, out_store)
+                                   : DirectoryStore::open_lsu(place.lsu, when_missing, out_store);
+}
+
+int32_t open_root(const char *lsu_text, std::unique_ptr<StoreRoot> &out_root, std::string &out_lsu) {
+    Place place;
+    if (const int32_t status = find_place(lsu_text, place); status != 0)
+        return status;
+    out_lsu = std::move(place.lsu);
+    if (place.engine != nullptr)
+        return place.engine->open_root(place.location, out_root);
+    out_root = std::make_unique<DirectoryRoot>();
+    return 0;
 }
 
 }  // namespace stsimage

@@ -1,14 +1,14 @@
 #include "stsimage/unfinished_files.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <memory>
+#include <utility>
 
+#include "stsimage/directory_stream.h"
+#include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
 #include "stsimage/locked_file.h"
 #include "stsimage/lsu_directory.h"
@@ -84,28 +84,54 @@ int32_t check_no_writer_is_closing(const LsuDirectory &lsu, const std::string &f
     return fail_system(error, "cannot see whether %s is being written", path.c_str());
 }
 
-struct CloseDirectory {
-    void operator()(DIR *stream) const { closedir(stream); }
-};
+// Does something with each name, under the lock. Gives 0 or an errno value.
+template <class Operation>
+int for_each_unfinished(const LsuDirectory &lsu, Operation operation) {
+    const FileDescriptor directory = open_unfinished_directory(lsu);
+    if (!directory)
+        return errno == ENOENT ? 0 : errno;
+    const LsuLock lock(lsu);
+    if (!lock)
+        return lock.error_number();
+    DirectoryStream stream(directory);
+    while (const dirent *const entry = stream.next())
+        operation(directory.get(), entry->d_name);
+    remove_unfinished_directory_if_empty(lsu);
+    return stream.error();
+}
+
+// What stands behind a name among the unfinished files.
+Leftover describe_unfinished(std::string_view file) {
+    Leftover leftover{LeftoverKind::draft, "", "", ""};
+    std::string_view name;
+    const std::string suffix = name_of_earlier("");
+    if (file.size() > suffix.size() && file.substr(file.size() - suffix.size()) == suffix) {
+        leftover.kind = LeftoverKind::deleted;
+        file.remove_suffix(suffix.size());
+    }
+    if (name_of_file(file, name))
+        leftover.name = name;
+    else
+        leftover.kind = LeftoverKind::orphan;
+    return leftover;
+}
 
 }  // namespace
 
-void clear_abandoned(const LsuDirectory &lsu) {
-    FileDescriptor directory = open_unfinished_directory(lsu);
-    if (!directory)
-        return;
-    const LsuLock lock(lsu);
-    if (!lock)
-        return;
-    const int number = directory.get();
-    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(number));
-    if (stream) {
-        directory.release();
-        while (const dirent *entry = readdir(stream.get()))
-            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-                remove_if_abandoned(number, entry->d_name);
-        remove_unfinished_directory_if_empty(lsu);
-    }
+void clear_abandoned(const LsuDirectory &lsu) { for_each_unfinished(lsu, remove_if_abandoned); }
+
+int find_unfinished(const LsuDirectory &lsu, Disposal disposal, std::vector<Leftover> &out_found) {
+    return for_each_unfinished(lsu, [&](int directory, const char *file) {
+        struct stat state;
+        if (fstatat(directory, file, &state, AT_SYMLINK_NOFOLLOW) != 0)
+            return;
+        Leftover leftover = describe_unfinished(file);
+        leftover.path = lsu.path_of(std::string(unfinished_directory)).append("/").append(file);
+        leftover.stored_bytes = static_cast<uint64_t>(state.st_blocks) * 512;
+        leftover.in_use = !lock_existing(directory, file).is_locked();
+        leftover.removed = disposal == Disposal::remove && remove_if_abandoned(directory, file);
+        out_found.push_back(std::move(leftover));
+    });
 }
 
 UnfinishedFile::~UnfinishedFile() {

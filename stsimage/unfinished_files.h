@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "stsimage/file_descriptor.h"
+#include "stsimage/leftover.h"
 #include "stsimage/locked_file.h"
 
 namespace stsimage {
@@ -21,6 +23,10 @@ constexpr std::string_view unfinished_directory = ".stsimg-unfinished";
 
 // Removes the files whose writers are gone. Never fails: what cannot be removed now is left for the next time.
 void clear_abandoned(const LsuDirectory &lsu);
+
+// Looks at all of them, and removes those when asked. Gives 0 or an errno value; what was found by then stands in the list. LSUs
+// are left out there.
+int find_unfinished(const LsuDirectory &lsu, Disposal disposal, std::vector<Leftover> &out_found);
 
 // One unfinished file. Goes away with its owner unless it has been published.
 class UnfinishedFile {

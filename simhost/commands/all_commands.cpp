@@ -24,6 +24,7 @@
     COMMAND_OF(image, rm)                     \
     COMMAND_OF(image, copy)                   \
     COMMAND_OF(image, migrate)                \
+    COMMAND_OF(image, fsck)                   \
     COMMAND(probe)                            \
     COMMAND(init)                             \
     COMMAND(check)                            \

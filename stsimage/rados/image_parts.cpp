@@ -44,6 +44,13 @@ std::string part_object(const std::string &id, uint64_t part) {
     return part == 0 ? first : first + "." + span_key(part);
 }
 
+std::string id_of_part(const std::string &object) {
+    const std::string prefix = part_object("", 0);
+    if (object.compare(0, prefix.size(), prefix) != 0)
+        return "";
+    return object.substr(prefix.size(), object.find('.') - prefix.size());
+}
+
 int note_span(Pool &pool, const std::string &id, uint64_t span) {
     librados::ObjectWriteOperation note;
     note.create(false);
@@ -73,8 +80,8 @@ int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spa
 
 int remove_parts(Pool &pool, const std::string &id, uint64_t size) {
     std::vector<uint64_t> spans;
-    if (const int result = list_spans(pool, id, spans); result < 0)
-        return result == -ENOENT ? 0 : result;
+    if (const int result = list_spans(pool, id, spans); result < 0 && result != -ENOENT)
+        return result;
     const uint64_t parts = size == unknown_size ? unknown_size : size / part_size + 1;
     Transfers removals;
     for (const uint64_t span : spans)

@@ -24,13 +24,17 @@ bool make_image_id(std::string &out_id);
 // The object of a part.
 std::string part_object(const std::string &id, uint64_t part);
 
+// The number of the image that an object is a part of; "" for any other object.
+std::string id_of_part(const std::string &object);
+
 // Notes a span; the first part is made if it is not there.
 int note_span(Pool &pool, const std::string &id, uint64_t span);
 
 // The spans that may have parts, in ascending order.
 int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spans);
 
-// Removes all parts of an image of this size, or of unknown size; the first part last. Parts that are not there are fine.
+// Removes all parts of an image of this size, or of unknown size; the first part last. Parts that are not there are fine. Without
+// the first part those of the first span are removed: it may never have come.
 int remove_parts(Pool &pool, const std::string &id, uint64_t size);
 
 // Whether somebody reads the image, on whatever host. -ENOENT when it has no parts any more.

@@ -178,16 +178,16 @@ int NameTable::find_garbage(std::string_view name, const std::string &id, std::o
 int NameTable::clear(unsigned shard, const Garbage &garbage) {
     bool read = false;
     int result = ask_whether_read(pool(), garbage.id, read);
-    if (read || (result < 0 && result != -ENOENT))
-        return result;
-    if (result == 0)
+    if (read)
+        return -EBUSY;
+    if (result == 0 || result == -ENOENT)
         result = remove_parts(pool(), garbage.id, garbage.size);
-    if (result < 0 && result != -ENOENT)
+    if (result < 0)
         return result;
     return pool().io().omap_rm_keys(object(shard), {garbage_key(garbage.id)});
 }
 
-int NameTable::read_page(unsigned shard, const std::string &after, Page &out_page) {
+int NameTable::read_page(unsigned shard, const std::string &after, Page &out_page) const {
     Values found;
     bool more = false;
     out_page = Page();
@@ -198,16 +198,33 @@ int NameTable::read_page(unsigned shard, const std::string &after, Page &out_pag
     if (result < 0)
         return result == -ENOENT ? 0 : result;
     for (const auto &[key, value] : found) {
+        const std::string text = value.to_str();
+        ImageEntry image;
         Claim claim;
-        if (begins_with(key, "i:"))
+        if (begins_with(key, "i:")) {
             out_page.names.push_back(text_after("i:", key));
-        else if (begins_with(key, "g:"))
-            out_page.garbage.push_back({text_after("g:", key), size_of_garbage(value.to_str())});
-        else if (begins_with(key, "w:") && parse(value.to_str(), claim.id, claim.writer))
+            out_page.is_understood = parse(text, image.id, image.size) && out_page.is_understood;
+            out_page.ids.push_back(image.id);
+        } else if (begins_with(key, "g:")) {
+            out_page.garbage.push_back({text_after("g:", key), size_of_garbage(text)});
+            out_page.ids.push_back(out_page.garbage.back().id);
+        } else if (begins_with(key, "w:") && parse(text, claim.id, claim.writer)) {
             out_page.claims.emplace_back(text_after("w:", key), claim);
+            out_page.ids.push_back(claim.id);
+        } else {
+            out_page.is_understood = false;
+        }
         out_page.last_key = key;
     }
     out_page.more = more && !found.empty();
+    return 0;
+}
+
+// A claim of this process's own whose draft it has no more is left from one that could not be given up.
+int NameTable::ask_whether_lives(const Claim &claim, bool &out_lives) const {
+    if (claim.writer != pool().own_number())
+        return pool().ask_whether_lives(claim.writer, out_lives);
+    out_lives = pool().has_draft(claim.id);
     return 0;
 }
 

@@ -78,7 +78,7 @@ public:
     // Whether parts are garbage of the shard of this name.
     int find_garbage(std::string_view name, const std::string &id, std::optional<Garbage> &out_garbage);
 
-    // Removes the parts and forgets them, unless somebody reads them. The shard is the one that has noted them.
+    // Removes the parts and forgets them, unless somebody reads them: -EBUSY. The shard is the one that has noted them.
     int clear(unsigned shard, const Garbage &garbage);
     unsigned shard_of(std::string_view name) const;
 
@@ -86,12 +86,17 @@ public:
         std::vector<std::string> names;
         std::vector<std::pair<std::string, Claim>> claims;
         std::vector<Garbage> garbage;
-        std::string last_key;  // to go on from
+        std::vector<std::string> ids;  // of all of these
+        bool is_understood = true;     // no entry is damaged, or of another version
+        std::string last_key;          // to go on from
         bool more = false;
     };
 
     // A page of a shard, from behind a key on.
-    int read_page(unsigned shard, const std::string &after, Page &out_page);
+    int read_page(unsigned shard, const std::string &after, Page &out_page) const;
+
+    // Whether the writer of a draft lives, and knows of it. Gives 0 or what librados gave.
+    int ask_whether_lives(const Claim &claim, bool &out_lives) const;
 
 private:
     using Values = std::map<std::string, librados::bufferlist>;

@@ -58,9 +58,7 @@ int32_t RadosDraft::begin() {
             return fail_system(errno_of(result), "cannot look for %s", shown.c_str());
         if (other) {
             bool lives = true;
-            if (other->writer == claim.writer)
-                lives = table.pool().has_draft(other->id);
-            else if (const int result = table.pool().ask_whether_lives(other->writer, lives); result < 0)
+            if (const int result = table.ask_whether_lives(*other, lives); result < 0)
                 return fail_system(errno_of(result), "cannot see whether %s is being written", shown.c_str());
             if (lives)
                 return fail(STSIMG_E_BUSY, "%s is being written already", shown.c_str());

@@ -1,13 +1,14 @@
 // What the image library finds in this one.
 #include "stsimage/engine.h"
 #include "stsimage/rados/host_last_error.h"
+#include "stsimage/rados/rados_root.h"
 #include "stsimage/rados/rados_store.h"
 
 namespace stsimage {
 
 namespace {
 
-constexpr Engine rados_engine{engine_interface, RadosStore::open_lsu};
+constexpr Engine rados_engine{engine_interface, RadosStore::open_lsu, RadosRoot::open};
 
 }  // namespace
 

@@ -42,7 +42,7 @@ void RadosNames::clear_up() {
         table.clear(shard, garbage);
     for (const auto &[name, claim] : page.claims) {
         bool lives = true;
-        int result = table.pool().ask_whether_lives(claim.writer, lives);
+        int result = table.ask_whether_lives(claim, lives);
         if (result == 0 && !lives && table.give_up(name, claim, result) == Change::done)
             table.clear(shard, {claim.id, unknown_size});
     }

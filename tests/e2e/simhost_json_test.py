@@ -59,6 +59,7 @@ class Documents(SimhostTest):
             "image stat": ([*images, "one"], True),
             "image copy": ([*images, "one", "four"], True),
             "image migrate": ([*IN_POOL, self.images, self.root / "elsewhere"], True),
+            "image fsck": (["--image-root", self.images, "--verify"], True),
             "image rm": ([*images, "four"], True),
             "run": ([*ARRAY, self.data], True),
             "probe": ([PLUGIN], False),

@@ -144,7 +144,7 @@ TEST_F(Documentation, LibraryExportsItsCallsAndNothingElse) {
         exported.insert(name);
     }
     EXPECT_EQ(pclose(listing), 0);
-    EXPECT_EQ(exported, (std::set<std::string>{"stsimg_init", "stsimg_terminate", "stsimg_last_error",
+    EXPECT_EQ(exported, (std::set<std::string>{"stsimg_init", "stsimg_terminate", "stsimg_last_error", "stsimg_check",
                                                "stsimg_create_image", "stsimg_open_image", "stsimg_delete_image",
                                                "stsimg_open_image_list", "stsimg_get_image_prop_byname",
                                                "stsimg_get_image_prop", "stsimg_read_image", "stsimg_write_image",
