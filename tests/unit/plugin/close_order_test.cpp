@@ -24,10 +24,10 @@ private:
     Gone &m_gone;
 };
 
-class NotingServer : public StorageServer {
+class ServerThatNotesItsEnd : public StorageServer {
 public:
-    explicit NotingServer(Gone &gone) : m_gone(gone) {}
-    ~NotingServer() override { m_gone.emplace_back("server object"); }
+    explicit ServerThatNotesItsEnd(Gone &gone) : m_gone(gone) {}
+    ~ServerThatNotesItsEnd() override { m_gone.emplace_back("server object"); }
     std::string *getInfo() override { return nullptr; }
     std::vector<LSU *> *getLSUList() override { return nullptr; }
     LSU *getLSU(std::string) override { return nullptr; }
@@ -57,7 +57,7 @@ TEST(CloseServerOrder, DiskArrayThenServerObjectThenHostNames) {
     // No call makes a handle with all three.
     ServerHandle *handle = new_server_handle(nullptr);
     handle->disk_array = std::make_unique<NotingDiskArray>(gone);
-    handle->sts_object = std::make_unique<NotingServer>(gone);
+    handle->sts_object = std::make_unique<ServerThatNotesItsEnd>(gone);
     handle->host_list = std::make_unique<NameList>(2, &allocator);
     EXPECT_EQ(stspi_close_server(handle), 0);
     EXPECT_THAT(gone, ElementsAre("disk array", "server object", "host list"));

@@ -73,7 +73,7 @@ TEST(OpenLists, ListsThatNobodyClosesGoWithThem) {
             resize(*pools, 20000);
             list->pool_list = std::move(pools);
             list->place = lists.enter(list.get());
-            list.release();  // the lists' own from now on
+            static_cast<void>(list.release());  // the lists' own from now on
         }
     }
     EXPECT_LT(resident_bytes(), before + most_growth);

@@ -71,12 +71,11 @@ void kill_and_wait(pid_t child) {
 
 TEST_F(SideBySide, ThreadsOnDifferentImages) {
     std::vector<std::thread> threads;
-    for (int number = 0; number < 8; ++number)
+    for (size_t number = 0; number < 8; ++number)
         threads.emplace_back([number] {
             for (int round = 0; round < 10; ++round) {
                 const std::string name = "image " + std::to_string(number) + "." + std::to_string(round);
-                const std::string data =
-                    pattern(static_cast<size_t>(20000 + number * 1000), static_cast<uint64_t>(number));
+                const std::string data = pattern(20000 + number * 1000, number);
                 EXPECT_EQ(store(name, data), 0) << stsimg_last_error();
                 EXPECT_TRUE(content(name) == data) << name;
             }
