@@ -130,14 +130,12 @@ void session(Writer &writer, const std::set<std::string> &variants) {
     writer.rules("seed 2\n");
 }
 
-void calls_of_thread(Writer &writer, int number) {
+void calls_of_thread(Writer &writer, uint64_t number) {
     const std::string name = "thread" + std::to_string(number);
     auto server = made_up<sts_server_handle_t>(0);
-    for (int i = 0; i < 50; ++i) {
+    for (uint64_t i = 0; i < 50; ++i) {
         call(writer, "stspi_open_server", {0, word_of(name.c_str()), 0, 0, word_of(&server)}, 0,
-             [&](CallNumber, EntryPointNumber) {
-                 server = made_up<sts_server_handle_t>(static_cast<uint64_t>(number * 1000 + i + 1));
-             });
+             [&](CallNumber, EntryPointNumber) { server = made_up<sts_server_handle_t>(number * 1000 + i + 1); });
         call(writer, "stspi_close_server", {word_of(server)});
     }
 }
@@ -152,10 +150,10 @@ void many_calls(Writer &writer) {
 }
 
 void threads(Writer &writer) {
-    std::vector<int> order = {0, 1, 2, 3};
+    std::vector<uint64_t> order = {0, 1, 2, 3};
     std::shuffle(order.begin(), order.end(), std::mt19937(std::random_device()()));
     std::vector<std::thread> running;
-    for (const int number : order)
+    for (const uint64_t number : order)
         running.emplace_back([&writer, number] { calls_of_thread(writer, number); });
     for (std::thread &thread : running)
         thread.join();

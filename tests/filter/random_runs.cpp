@@ -183,7 +183,7 @@ std::string Runs::one(const char *library, uint64_t number, const std::string &n
 }
 
 bool Runs::tell(uint64_t number, const std::string &what) const {
-    std::fprintf(stderr, "run %llu differs: %s\n%s", static_cast<unsigned long long>(m_seed + number), what.c_str(),
+    std::fprintf(stderr, "run %llu differs: %s\n%s", static_cast<unsigned long long>(m_seed) + number, what.c_str(),
                  contents(path("filter.conf")).c_str());
     return false;
 }
