@@ -52,7 +52,7 @@ std::string records_of(std::string_view contents) {
         head.flags = static_cast<uint8_t>(contents[1] & 3);
         std::memcpy(&head.entry_point, contents.data() + 2, 2);
         head.entry_point %= journal::ENTRY_POINT_NUMBERS + 1;
-        head.status = contents[4];
+        head.status = static_cast<unsigned char>(contents[4]) - 128;  // of either sign
         head.pid = static_cast<uint32_t>(contents[5] & 3);
         head.tid = static_cast<uint32_t>(contents[6] & 3);
         head.monotonic_ns = static_cast<unsigned char>(contents[7]);
