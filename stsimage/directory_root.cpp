@@ -45,7 +45,7 @@ int32_t add_directories(const FileDescriptor &directory, const std::string &path
     if (stream.error() != 0)
         return fail_system(stream.error(), "cannot read the directory %s", QuotedText(path).c_str());
     for (const std::string &name : found) {
-        const std::string below = text.empty() ? name : text + '/' + name;
+        const std::string below = text.empty() ? name : std::string(text).append("/").append(name);
         if (below.size() > longest_lsu_text || has_control_character(name))
             continue;  // no text leads there
         const FileDescriptor child(
@@ -55,7 +55,9 @@ int32_t add_directories(const FileDescriptor &directory, const std::string &path
         lsus.push_back(below);
         bool has_images = false;
         if (child)
-            if (const int32_t status = add_directories(child, path + '/' + name, below, lsus, has_images); status != 0)
+            if (const int32_t status =
+                    add_directories(child, std::string(path).append("/").append(name), below, lsus, has_images);
+                status != 0)
                 return status;
     }
     return 0;

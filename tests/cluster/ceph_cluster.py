@@ -155,14 +155,14 @@ class CephCluster:
         with open(self.configuration, "w") as out:
             out.write(f"[global]\nfsid = {cluster_id}\nmon host = {addresses}\n")
             out.write(SETTINGS.format(replicas=replicas, least=max(1, replicas - 1), store_bytes=STORE_BYTES))
-            for kind in ("mon", "osd", "mgr"):
+            for kind in ("mon", "osd", "mgr", "mds"):
                 out.write(f"{kind} data = {self.directory}/{kind}.$id\n")
             out.write(f"run dir = {self.directory}\nlog file = {self.directory}/$name.log\n"
                       f"admin socket = {self.directory}/$name.asok\npid file =\nkeyring =\n")
             for node in self.nodes:
                 out.write(f"[mon.{node}]\npublic addr = 10.77.0.{node}\n")
                 out.write(f"[osd.{node - 1}]\npublic addr = 10.77.0.{node}\ncluster addr = 10.77.0.{node}\n")
-            out.write("[mgr.1]\npublic addr = 10.77.0.1\n[client]\nlog file =\nadmin socket =\n")
+            out.write("[mgr.1]\npublic addr = 10.77.0.1\n[mds.a]\npublic addr = 10.77.0.1\n[client]\nlog file =\nadmin socket =\n")
 
     def make_monitors(self, cluster_id):
         monitor_map = f"{self.directory}/monmap"

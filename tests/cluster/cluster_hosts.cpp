@@ -10,7 +10,7 @@
 //     cluster_hosts verify LEDGER NAMESPACE
 //         What was acknowledged must be there, what was refused must not, what is unknown may be, and all that is must be right.
 //
-// STSIMAGE_ROOT says where. Exit status 0 when nothing was wrong; the last line has the figures.
+// STSIMAGE_ROOT says where, or what follows a NAMESPACE: "host1:/mnt/images". Exit status 0 when nothing was wrong; the last line has the figures.
 #include <fcntl.h>
 #include <pthread.h>
 #include <sched.h>
@@ -42,8 +42,13 @@ using Clock = std::chrono::steady_clock;
 constexpr char lsu[] = "shared/pool";
 constexpr size_t call_size = 700'001;
 
-void enter(const char *network) {
-    const std::string path = std::string("/run/netns/") + network;
+// The network of a host, and its way to the images if that is not everybody's.
+void enter(std::string host) {
+    if (const size_t colon = host.find(':'); colon != host.npos) {
+        setenv("STSIMAGE_ROOT", &host[colon + 1], 1);
+        host.resize(colon);
+    }
+    const std::string path = "/run/netns/" + host;
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0 || setns(file, CLONE_NEWNET) != 0) {
         std::perror(path.c_str());

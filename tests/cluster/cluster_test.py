@@ -3,15 +3,19 @@
 
 Usage: cluster_test.py BUILD [NAME...]      BUILD as the preset "cluster" makes it; only the named parts
 """
+import json
 import os
 import signal
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 from ceph_cluster import POOL, CephCluster
+from ceph_file_system import CephFileSystem
 
 RACES = os.environ.get("STSPI_CLUSTER_RACES", "1000")
+FAULTS = os.environ.get("STSPI_CLUSTER_FAULTS", "3")
 SETTINGS = {"STSIMAGE_RADOS_TIMEOUT": "10", "STSIMAGE_RADOS_LEASE": "15"}
 PARTS = {}
 
@@ -26,14 +30,23 @@ class World:
         self.build = os.path.abspath(build)
         self.cluster = cluster
         self.networks = [cluster.namespace("client1"), cluster.namespace("client2")]
+        self.simhost = (f"{self.build}/bin/simhost",)
+        self.plugin = ("--plugin", f"{self.build}/lib/libstspi_kelvarpool.so", "--config-dir", "examples")
+        self.place = (*self.plugin, "--server", "Kelvarpool:mediaA", "--lsu", "pool1")
 
     def environment(self, **more):
         return {**os.environ, "CEPH_CONF": self.cluster.configuration, **SETTINGS, **more}
 
-    def start(self, *command, root, client=1, **more):
+    def start(self, *command, root, client=1, stdin=None, **more):
         environment = self.environment(STSIMAGE_ROOT=f"rados:{POOL}/{root}", **more)
         return subprocess.Popen(self.cluster.within(f"client{client}", *command), env=environment, text=True, errors="replace",
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                                stdin=stdin, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+
+    def rados(self, root, *arguments):
+        return self.cluster.within("client1", "rados", "-c", self.cluster.configuration, "-p", POOL, "-N", f"stsimage/{root}", *arguments)
+
+    def put_object(self, root, name, content):
+        subprocess.run(self.rados(root, "put", name, "-"), input=content, text=True, check=True)
 
     def hosts(self, *arguments, root):
         # They enter the networks themselves.
@@ -62,6 +75,12 @@ def library(world):
 
 
 @part
+def faults(world):
+    """One operation of the cluster after the other fails, once and from then on, in a whole cycle of the library's life."""
+    finish(world.start(f"{world.build}/bin/fault_loop", FAULTS, root="faults", STSIMAGE_RADOS_TIMEOUT="30"), 900)
+
+
+@part
 def races(world):
     """Exactly one of two hosts creates, exactly one deletes."""
     finish(world.hosts("race", RACES, *world.networks, root="races"))
@@ -78,17 +97,16 @@ def damaged_part(world):
     ledger = f"{world.cluster.directory}/damaged.ledger"
     finish(world.hosts("keep", "2", "9", ledger, world.networks[0], root="damaged"))
     finish(world.hosts("verify", ledger, world.networks[1], root="damaged"))
-    rados = ("rados", "-c", world.cluster.configuration, "-p", POOL, "-N", "stsimage/damaged")
-    objects = subprocess.run(world.cluster.within("client1", *rados, "ls"), text=True, errors="replace", capture_output=True, check=True)
+    objects = subprocess.run(world.rados("damaged", "ls"), text=True, errors="replace", capture_output=True, check=True)
     first = sorted(name for name in objects.stdout.split() if name.startswith("image/"))[0]
     copy = f"{world.cluster.directory}/part"
-    subprocess.run(world.cluster.within("client1", *rados, "get", first, copy), check=True)
+    subprocess.run(world.rados("damaged", "get", first, copy), check=True)
     with open(copy, "r+b") as file:
         file.seek((1 << 20) + 3)  # in the first block of data
         byte = file.read(1)
         file.seek((1 << 20) + 3)
         file.write(bytes([byte[0] ^ 1]))
-    subprocess.run(world.cluster.within("client1", *rados, "put", first, copy), check=True)
+    subprocess.run(world.rados("damaged", "put", first, copy), check=True)
     checked = world.hosts("verify", ledger, world.networks[1], root="damaged")
     output, _ = checked.communicate(timeout=300)
     assert checked.returncode != 0 and output.count("does not match its checksum") >= 1, output
@@ -122,41 +140,26 @@ def keep_through(world, name, seconds, trouble):
     finish(world.hosts("verify", ledger, world.networks[1], root=name))
 
 
-@part
-def killed_osd(world):
-    def trouble():
-        world.cluster.kill_daemon("osd.1")
-        time.sleep(8)
-        world.cluster.start_osd(2)
-    keep_through(world, "killed-osd", 25, trouble)
+# What is done to the cluster while one host writes: for how long that writes, the trouble, how long it lasts, its end.
+TROUBLES = {
+    "killed_osd": (25, lambda cluster: cluster.kill_daemon("osd.1"), 8, lambda cluster: cluster.start_osd(2)),
+    "killed_monitor": (15, lambda cluster: cluster.kill_daemon("mon.2"), 5, lambda cluster: cluster.start_monitor(2)),
+    "cut_node": (45, lambda cluster: cluster.set_link("node3", "down"), 30, lambda cluster: cluster.set_link("node3", "up")),
+    # Calls end by their time-out; what was acknowledged is there, and what may be there was said to be unknown.
+    "cut_client": (50, lambda cluster: cluster.set_link("client1", "down"), 30, lambda cluster: cluster.set_link("client1", "up")),
+}
 
 
-@part
-def killed_monitor(world):
-    def trouble():
-        world.cluster.kill_daemon("mon.2")
-        time.sleep(5)
-        world.cluster.start_monitor(2)
-    keep_through(world, "killed-monitor", 15, trouble)
+def part_of_trouble(name, seconds, begin, lasting, end):
+    def trouble_of(cluster):
+        begin(cluster)
+        time.sleep(lasting)
+        end(cluster)
+    PARTS[name] = lambda world: keep_through(world, name, seconds, lambda: trouble_of(world.cluster))
 
 
-@part
-def cut_node(world):
-    def trouble():
-        world.cluster.set_link("node3", "down")
-        time.sleep(30)
-        world.cluster.set_link("node3", "up")
-    keep_through(world, "cut-node", 45, trouble)
-
-
-@part
-def cut_client(world):
-    """Calls end by their time-out; what was acknowledged is there, and what may be there was said to be unknown."""
-    def trouble():
-        world.cluster.set_link("client1", "down")
-        time.sleep(30)
-        world.cluster.set_link("client1", "up")
-    keep_through(world, "cut-client", 50, trouble)
+for trouble_name, trouble_row in TROUBLES.items():
+    part_of_trouble(trouble_name, *trouble_row)
 
 
 @part
@@ -179,8 +182,7 @@ def bad_link(world):
 def full_pool(world):
     """A pool that is full refuses at once, what was there stays, and images can be deleted."""
     def image(command, *arguments):
-        finish(world.start(f"{world.build}/bin/simhost", "image", command, "--plugin", f"{world.build}/lib/libstspi_kelvarpool.so",
-                           "-c", "examples", "-s", "Kelvarpool:mediaA", "--lsu", "pool1", *arguments, root="full-pool", client=2))
+        finish(world.start(*world.simhost, "image", command, *world.place, *arguments, root="full-pool", client=2))
 
     image("put", "early", __file__)
 
@@ -193,26 +195,76 @@ def full_pool(world):
 
 
 @part
+def left_behind(world):
+    """What a killed writer left, and parts in nobody's notes, are found and removed by the other host, beside a live writer."""
+    root = "left-behind"
+
+    def result_of(client, command, *arguments):
+        done = world.start(*world.simhost, "image", command, "--json", *arguments, root=root, client=client)
+        told, _ = done.communicate(timeout=300)
+        assert done.returncode == 0, told
+        return json.loads(told)["result"]
+
+    def fsck(client, *arguments):
+        found = result_of(client, "fsck", *world.plugin, *arguments)["leftovers"]
+        return {leftover["name"] or leftover["kind"]: leftover["state"] for leftover in found}
+
+    def begin_writer(name):
+        writer = world.start(*world.simhost, "image", "put", *world.place, name, root=root, client=1, stdin=subprocess.PIPE)
+        writer.stdin.write("begun" * 2_000_000)
+        writer.stdin.flush()
+        while name not in fsck(2):
+            assert writer.poll() is None
+        return writer
+
+    live, dead = begin_writer("live"), begin_writer("dead")
+    dead.kill()
+    dead.wait()
+    world.put_object(root, "image/" + "0123456789abcdef" * 2, "late")
+    world.put_object(root, "image/" + "fedcba9876543210" * 2 + ".0000000000000005", "late")
+    deadline = time.monotonic() + 120
+    while (found := fsck(2)) != {"live": "in use", "dead": "not needed", "orphan": "not needed"}:
+        assert time.monotonic() < deadline, found
+    with ThreadPoolExecutor(2) as both:
+        for states in both.map(lambda client: fsck(client, "--remove"), (1, 2)):
+            assert states.pop("live") == "in use" and set(states.values()) <= {"removed"}, states
+    assert fsck(2) == {"live": "in use"}, fsck(2)
+    live.stdin.write("ended")
+    live.stdin.close()
+    assert live.wait(60) == 0
+    assert result_of(2, "stat", *world.place, "live")["image"]["size_bytes"] == 10_000_005
+    assert fsck(1, "--verify") == {}
+
+
+@part
+def shared_directory(world):
+    """CephFS by two mounts: what it keeps, and what the library makes of it."""
+    with CephFileSystem(world.cluster) as mounts:
+        finish(subprocess.Popen([f"{world.build}/bin/stsimage-probe", *mounts], text=True, stdout=subprocess.PIPE))
+        hosts = [f"{network}:{mount}" for network, mount in zip(world.networks, mounts)]
+        finish(world.hosts("race", str(int(RACES) // 5), *hosts, root="unused"))
+        finish(world.hosts("mixed", "30", "11", *hosts, root="unused"))
+
+
+@part
 def simhost_by_two_hosts(world):
     """One host puts an image through a plug-in, the other gets it."""
     data = os.urandom(5_000_001)
     for name in ("sent", "got"):
         with open(f"{world.cluster.directory}/{name}", "wb") as file:
             file.write(data if name == "sent" else b"")
-    simhost = (f"{world.build}/bin/simhost",)
-    server = ("--image-root", f"rados:{POOL}/simhost", "--plugin", f"{world.build}/lib/libstspi_kelvarpool.so", "-c", "examples", "-s", "Kelvarpool:mediaA", "--lsu", "pool1")
-    finish(world.start(*simhost, "image", "put", *server, "daily", f"{world.cluster.directory}/sent",
+    server = ("--image-root", f"rados:{POOL}/simhost", *world.place)
+    finish(world.start(*world.simhost, "image", "put", *server, "daily", f"{world.cluster.directory}/sent",
                        root="elsewhere", client=1))
-    finish(world.start(*simhost, "image", "get", *server, "--replace", "daily", f"{world.cluster.directory}/got",
+    finish(world.start(*world.simhost, "image", "get", *server, "--replace", "daily", f"{world.cluster.directory}/got",
                        root="elsewhere", client=2))
     with open(f"{world.cluster.directory}/got", "rb") as file:
         assert file.read() == data
     # From the cluster into a directory and, with that alone, into another place in the cluster; then nothing is left to do.
-    place = server[2:]
     directory = f"{world.cluster.directory}/migrated"
     for begin, end, copied in ((f"rados:{POOL}/simhost", directory, 1), (directory, f"rados:{POOL}/back", 1),
                                (f"rados:{POOL}/simhost", f"rados:{POOL}/back", 0)):
-        told = finish(world.start(*simhost, "image", "migrate", *place, begin, end, root="elsewhere"))
+        told = finish(world.start(*world.simhost, "image", "migrate", *world.place, begin, end, root="elsewhere"))
         assert f"{copied} copied" in told
 
 

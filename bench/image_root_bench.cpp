@@ -1,0 +1,119 @@
+// Large images, and many names, in whatever store STSIMAGE_ROOT leads to: one measurement a run, in seconds.
+//
+//     image_root_bench write NAME MIB      an image in calls of 1 MiB, until its close has returned
+//     image_root_bench read NAME           all of it, in calls of 1 MiB
+//     image_root_bench remove NAME
+//     image_root_bench list                the names of all images; how many there are follows
+//
+// They are in the LSU "bench". The data is random, and made before the clock starts.
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stspi/stsimg.h"
+
+namespace {
+
+constexpr char lsu[] = "bench";
+constexpr uint64_t call_bytes = uint64_t{1} << 20;
+
+void require(int32_t status, const char *what) {
+    if (status == 0)
+        return;
+    std::fprintf(stderr, "image_root_bench: %s: %d %s\n", what, status, stsimg_last_error());
+    std::exit(1);
+}
+
+sts_image_definition_t named(const char *name) {
+    sts_image_definition_t definition{};
+    std::strncpy(definition.name, name, sizeof definition.name - 1);
+    return definition;
+}
+
+std::vector<char> random_bytes() {
+    std::vector<char> bytes(call_bytes);
+    std::mt19937_64 random(std::random_device{}());
+    for (char &byte : bytes)
+        byte = static_cast<char>(random());
+    return bytes;
+}
+
+void write_image(const char *name, uint64_t mebibytes, std::vector<char> &block) {
+    const sts_image_definition_t definition = named(name);
+    sts_image_handle_t image = nullptr;
+    require(stsimg_create_image(lsu, nullptr, "", &definition, 0, &image), "create");
+    for (uint64_t call = 0; call < mebibytes; ++call) {
+        std::memcpy(block.data(), &call, sizeof call);  // no two blocks are the same
+        uint64_t written = 0;
+        require(stsimg_write_image(image, nullptr, block.data(), call_bytes, call * call_bytes, &written), "write");
+    }
+    require(stsimg_close_image(image), "close");
+}
+
+void read_image(const char *name, std::vector<char> &block) {
+    const sts_image_definition_t definition = named(name);
+    sts_image_handle_t image = nullptr;
+    require(stsimg_open_image(lsu, nullptr, "", &definition, STSIMG_MODE_READ, &image), "open");
+    uint64_t place = 0, got = 0;
+    do {
+        require(stsimg_read_image(image, block.data(), call_bytes, place, &got), "read");
+        place += got;
+    } while (got == call_bytes);
+    require(stsimg_close_image(image), "close");
+}
+
+void remove_image(const char *name) {
+    const sts_image_definition_t definition = named(name);
+    require(stsimg_delete_image(lsu, nullptr, "", &definition, 0), "remove");
+}
+
+uint64_t list_images() {
+    sts_image_list_handle_t list = nullptr;
+    require(stsimg_open_image_list(lsu, nullptr, "", 0, &list), "open a list");
+    sts_image_definition_t definition;
+    uint64_t names = 0;
+    int32_t status;
+    while ((status = stsimg_list_image(list, &definition)) == 0)
+        ++names;
+    require(status == STS_E_NO_MORE_ENTRIES ? 0 : status, "list");
+    require(stsimg_close_image_list(list), "close the list");
+    return names;
+}
+
+}  // namespace
+
+int main(int count, char **words) {
+    const std::string_view what = count > 1 ? words[1] : "";
+    const bool is_right = (what == "write" && count == 4) || ((what == "read" || what == "remove") && count == 3) ||
+                          (what == "list" && count == 2);
+    if (!is_right) {
+        std::fprintf(stderr, "image_root_bench: write NAME MIB, read NAME, remove NAME or list\n");
+        return 2;
+    }
+    std::vector<char> block = random_bytes();
+    // Connecting is no part of it.
+    const sts_image_definition_t nothing = named("nothing");
+    sts_image_info_t info;
+    stsimg_get_image_prop_byname(lsu, nullptr, "", &nothing, &info);
+    uint64_t names = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    if (what == "write")
+        write_image(words[2], std::strtoull(words[3], nullptr, 10), block);
+    else if (what == "read")
+        read_image(words[2], block);
+    else if (what == "list")
+        names = list_images();
+    else
+        remove_image(words[2]);
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+    std::printf("%.3f", seconds.count());
+    if (what == "list")
+        std::printf(" %llu", static_cast<unsigned long long>(names));
+    std::printf("\n");
+    return 0;
+}
