@@ -3,6 +3,7 @@
 
 Usage: cluster_test.py BUILD [NAME...]      BUILD as the preset "cluster" makes it; only the named parts
 """
+import contextlib
 import json
 import os
 import signal
@@ -56,7 +57,13 @@ class World:
 
 
 def finish(process, seconds=600):
-    output, _ = process.communicate(timeout=seconds)
+    try:
+        output, _ = process.communicate(timeout=seconds)
+    except BaseException:
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(process.pid, signal.SIGKILL)  # hosts are a group of their own
+        process.kill()
+        raise
     print(output.rstrip(), flush=True)
     if process.returncode != 0:
         raise AssertionError(f"{' '.join(process.args)} ended with {process.returncode}")
@@ -242,7 +249,7 @@ def shared_directory(world):
     with CephFileSystem(world.cluster) as mounts:
         finish(subprocess.Popen([f"{world.build}/bin/stsimage-probe", *mounts], text=True, stdout=subprocess.PIPE))
         hosts = [f"{network}:{mount}" for network, mount in zip(world.networks, mounts)]
-        finish(world.hosts("race", str(int(RACES) // 5), *hosts, root="unused"))
+        finish(world.hosts("race", str(int(RACES) // 20), *hosts, root="unused"))
         finish(world.hosts("mixed", "30", "11", *hosts, root="unused"))
 
 
