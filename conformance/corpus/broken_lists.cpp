@@ -84,6 +84,16 @@ void opened(sts_lsu_list_handle_t *out, sts_server_handle_t server, int32_t stat
 
 }  // namespace
 
+void broken::forget_lists_of(sts_server_handle_t server) {
+    const std::lock_guard lock(mutex);
+    for (auto list = list_servers.begin(); list != list_servers.end();) {
+        const bool goes = list->second == server;
+        if (goes)
+            own_lists.erase(list->first);
+        list = goes ? list_servers.erase(list) : std::next(list);
+    }
+}
+
 BROKEN_ENTRY_POINT(stspi_open_lsu_list, sts_server_handle_t handle, const void *ignored, sts_lsu_list_handle_t *out) {
     if (is("list.null-out-crashes") && handle != nullptr)
         *out = nullptr;

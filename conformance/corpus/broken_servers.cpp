@@ -111,6 +111,7 @@ BROKEN_ENTRY_POINT(stspi_close_server, sts_server_handle_t handle) {
         std::abort();
     const auto session = broken::server_of(handle).session;
     broken::forget_server(handle);
+    broken::forget_lists_of(handle);
     broken::free_pool_arrays(handle);
     const int32_t status = REAL(stspi_close_server)(handle);
     if (is("close.takes-array-session"))

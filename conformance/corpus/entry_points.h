@@ -27,6 +27,8 @@ struct OpenServer {
 void remember_server(sts_server_handle_t handle, const OpenServer &server);
 OpenServer server_of(sts_server_handle_t handle);
 void forget_server(sts_server_handle_t handle);
+// Those that are open go with their server.
+void forget_lists_of(sts_server_handle_t server);
 
 // Arrays behind lists of pools that are released with their server's handle.
 void keep_pool_array(sts_server_handle_t handle);
