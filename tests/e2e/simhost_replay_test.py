@@ -7,6 +7,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 SIMHOST, PLUGIN, BROKEN, SOURCE = sys.argv[1], sys.argv[2], sys.argv[3], pathlib.Path(sys.argv[4])
 
@@ -95,6 +96,24 @@ class ReplayTest(unittest.TestCase):
         self.assertIn("stspi_create_server", called)
         self.assertEqual(called[-1], "stspi_list_lsu")
         self.assertLessEqual(len(called), 6)
+
+    def test_minimize_finds_the_one_call_of_a_thousand(self):
+        disks = "".join(f"\tDISKS = d{number};\n" for number in range(500))
+        (self.config / "Kelvarpool.sim").write_text(
+            f"ENCLOSURE = pool1;\n{disks}\tHOSTS = hostA;\n\tSTORAGE_DIR = {self.directory}/s;\n")
+        journal, rules = self.directory / "calls.stspi", self.directory / "rules"
+        done = self.simhost("volumes", "--plugin", PLUGIN, "--server", "Kelvarpool:hostA", "--record", journal)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        rules.write_text(f"plugin {PLUGIN}\nledger {self.directory}/ledger\n"
+                         "on get_lsu_prop_byname lsu *d277* kill SIGSEGV\n")
+        smallest = self.directory / "smallest.stspi"
+        with unittest.mock.patch.dict(os.environ, STSPI_FILTER=str(rules)):
+            done = self.simhost("minimize", journal, "--plugin", pathlib.Path(PLUGIN).with_name("libstspi_filter.so"),
+                                "--while", "crash", "-o", smallest, "--json")
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        result = json.loads(done.stdout)["result"]
+        self.assertGreater(result["calls"], 1000)
+        self.assertEqual(result["left"], 2, "what opens the server, and the call that crashes")
 
     def test_minimize_refuses_what_does_not_happen(self):
         journal = self.recorded("Kelvarpool:hostA")
