@@ -162,6 +162,10 @@ BROKEN_ENTRY_POINT(stspi_claim, const char *name) {
         std::strcpy(small, text.c_str());
         return REAL(stspi_claim)(small);
     }
+    // Not in the list of breakages: it does so but once, as long as the file is there.
+    if (const char *path = std::getenv("STSPI_BROKEN_ONCE");
+        is("claim.wrong-once") && path != nullptr && unlink(path) == 0)
+        return 4711;
     const int32_t status = REAL(stspi_claim)(name);
     if (is("claim.other-status") && status != 0)
         return STS_E_NOT_FOUND;

@@ -167,6 +167,8 @@ std::string stored_text(model::Stored stored) { return stored == model::Stored::
 std::optional<Difference> difference(const Call &call, const Expected &expected, const Observed &observed) {
     if (!observed.damage.empty())
         return Difference{"memory of the caller", "as before", "changed: " + observed.damage};
+    if (!observed.wrong_slot.empty())
+        return Difference{"tables", "each slot leads where its name says", observed.wrong_slot};
     if (observed.status != expected.status)
         return Difference{"status", status_text(expected.status), status_text(observed.status)};
     const bool has_count = call.operation == Operation::copy_extent;

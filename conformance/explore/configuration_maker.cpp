@@ -15,8 +15,14 @@ const Texts pool_ends = {"1", "2", "3", ""};
 const Texts disk_names = {
     "d1", "d2", "d3", "D1", "disk-4.x_y", "d1d1d1d1d1d1d1d1d1d1d1d1d1d1d1d", "d1d1d1d1d1d1d1d1d1d1d1d1d1d1d1d1",
     "0",  "-"};
-const Texts host_names = {
-    "h1", "h2", "h3", "H1", "media.lab", "hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh", "hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh"};
+const Texts host_names = {"h1",
+                          "h2",
+                          "h3",
+                          "H1",
+                          "media.lab",
+                          "node1",
+                          "hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh",
+                          "hhhhhhhhhhhhhhhhhhhhhhhhhhhhhhhh"};
 const Texts array_names = {"arr1", "arr1.lab", "arr2", "ARR1", "arr1.lab.x", "arr", "a-1_b"};
 const Texts lsu_names = {
     "vol1", "vol2", "VOL1", "v.1", "v-1_x", "vol1vol1vol1vol1vol1vol1vol1vol", "vol1vol1vol1vol1vol1vol1vol1vol1"};
@@ -162,7 +168,7 @@ void lose_last_newline(Chance &chance, Lines &lines) {
 Lines disk_array_file(Chance &chance, KnownNames &names) {
     Lines lines;
     add_odd_line(chance, lines);
-    const size_t sections = chance.one_in(20) ? 4 + chance.below(20) : chance.below(4);
+    const size_t sections = chance.one_in(30) ? 4 + chance.below(20) : chance.below(4);
     for (size_t i = 0; i < sections; ++i) {
         const std::string name = "{own}" + chance.pick(pool_ends);
         names.pools.push_back(name);

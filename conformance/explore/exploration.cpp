@@ -25,7 +25,7 @@ namespace conformance {
 namespace {
 
 constexpr uint64_t nothing = ~uint64_t{0};
-constexpr uint64_t memory_watched_once_in = 16;
+constexpr uint64_t memory_watched_once_in = 16;  // pairs: of small histories and drawn ones that come in turn as many
 
 // Shared by all processes of an exploration.
 struct Board {
@@ -36,6 +36,11 @@ struct Board {
     std::atomic<uint32_t> stop;
     std::atomic<uint32_t> failed;  // workers that could not work
     unsigned reached[512];
+    // What each job has found, with which it ends.
+    struct Sight {
+        uint64_t number;
+        SharedFinding finding;
+    } sights[MOST_JOBS];
 };
 
 void lower_to(std::atomic<uint64_t> &value, uint64_t number) {
@@ -49,7 +54,7 @@ public:
     SharedBoard() : memory_(mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) {
         if (memory_ == MAP_FAILED)
             throw std::runtime_error("no memory to share with other processes");
-        new (memory_) Board{};
+        new (memory_) Board;  // all zeros, as it was mapped
     }
     ~SharedBoard() { munmap(memory_, sizeof(Board)); }
     SharedBoard(const SharedBoard &) = delete;
@@ -74,18 +79,23 @@ void work(PluginCaller &caller, PluginCaller *other, const ExplorationPlan &plan
         const HistoryFinding finding = process.play(history, watches_memory(history, number));
         ++board.histories;
         board.calls += process.calls_made();
-        if (finding.kind != HistoryFinding::none)
+        if (finding.kind != HistoryFinding::none) {
+            board.sights[job].number = number;
+            put_finding(board.sights[job].finding, finding);
             lower_to(board.found, number);
+            break;
+        }
     }
 }
 
 }  // namespace
 
-std::string own_name(unsigned job) { return fmt::format("{:x}{:02x}", getpid() & 0xffffff, job & 0xff); }
+std::string own_name(unsigned job) { return fmt::format("{:06x}{:02x}", getpid() & 0xffffff, job & 0xff); }
 
 bool watches_memory(const History &history, uint64_t number) {
-    return number % memory_watched_once_in == 0 && std::none_of(history.calls.begin(), history.calls.end(),
-                                                                [](const model::Call &one) { return one.thread != 0; });
+    return number / 2 % memory_watched_once_in == 0 &&
+           std::none_of(history.calls.begin(), history.calls.end(),
+                        [](const model::Call &one) { return one.thread != 0; });
 }
 
 ExplorationResult explore(PluginCaller &caller, PluginCaller *other, const ExplorationPlan &plan,
@@ -133,8 +143,12 @@ ExplorationResult explore(PluginCaller &caller, PluginCaller *other, const Explo
     result.calls = board->calls;
     result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     result.reached.assign(board->reached, board->reached + model::parts().size());
-    if (board->found != nothing)
-        result.number = board->found;
+    if (board->found == nothing)
+        return result;
+    result.number = board->found;
+    for (const Board::Sight &sight : board->sights)
+        if (sight.finding.kind != HistoryFinding::none && sight.number == result.number)
+            result.finding = finding_in(sight.finding);
     return result;
 }
 

@@ -12,14 +12,16 @@
 
 namespace conformance {
 
+enum : unsigned { MOST_JOBS = 64 };
+
 struct ExplorationPlan {
     uint64_t seed = 1;
     uint64_t first = 0;      // number of the first history
     uint64_t histories = 0;  // how many at most; 0: as time allows
     std::chrono::milliseconds time{60000};
     size_t most_calls = 40;
-    unsigned jobs = 1;
-    std::chrono::milliseconds time_limit{10000};  // of one history
+    unsigned jobs = 1;                            // at most MOST_JOBS
+    std::chrono::milliseconds time_limit{10000};  // of one history, as ProcessTime counts it
 };
 
 struct ExplorationResult {
@@ -28,7 +30,7 @@ struct ExplorationResult {
     double seconds = 0;
     std::vector<unsigned> reached;   // by part of the model
     std::optional<uint64_t> number;  // of the first history, in their order, in which something was found
-    HistoryFinding finding;
+    HistoryFinding finding;          // as it was seen then
 };
 
 // base: an empty directory. Which history is told does not depend on the number of jobs. stopped is asked now and then.
@@ -39,7 +41,7 @@ ExplorationResult explore(PluginCaller &caller, PluginCaller *other, const Explo
 // Whether a history's memory is watched.
 bool watches_memory(const History &history, uint64_t number);
 
-// A name that no other exploration on this machine uses at the same time.
+// A name that no other exploration on this machine uses at the same time; all are of one length.
 std::string own_name(unsigned job);
 
 }  // namespace conformance

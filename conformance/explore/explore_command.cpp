@@ -29,7 +29,9 @@ namespace {
 
 enum ExitStatus { nothing_found = 0, something_found = 1, wrong_usage = 2 };
 
+constexpr char memory_file_system[] = "/dev/shm";
 constexpr size_t most_tries_of_shrinking = 3000;
+constexpr int most_plays_until_found_again = 20;
 
 struct Options {
     std::string plugin;
@@ -69,7 +71,7 @@ bool read_options(int argc, char **argv, Options &options, int &status) {
         ->check(CLI::Range(3U, 100000U))
         ->capture_default_str();
     app.add_option("--jobs", options.plan.jobs, "Histories to play at the same time")
-        ->check(CLI::Range(1U, 64U))
+        ->check(CLI::Range(1U, unsigned{MOST_JOBS}))
         ->capture_default_str();
     app.add_option("--timeout", options.time_limit_seconds, "Seconds until a history is ended")
         ->check(CLI::Range(1U, 86400U))
@@ -150,6 +152,34 @@ void keep_all(const Options &options, HistoryProcess &process, const History &hi
                  [&] { return journal_of_calls(options.keep + "/finding.stspi", options.plugin, options.plan.seed); });
 }
 
+Found cut_down(const Options &options, const ExplorationResult &result, HistoryProcess &process) {
+    Found found;
+    found.history = make_history(options.plan.seed, *result.number, options.plan.most_calls);
+    const bool memory = watches_memory(found.history, *result.number);
+    for (int plays = 0; plays < most_plays_until_found_again && !found.is_again && stop_signal == 0; ++plays) {
+        found.finding = process.play(found.history, memory);
+        found.is_again = found.finding.kind != HistoryFinding::none;
+    }
+    if (!found.is_again)
+        found.finding = result.finding;
+    put(fmt::format("history {} of {} calls: {}{}\n", *result.number, found.history.calls.size(), found.finding.what,
+                    found.is_again ? "" : ", found once and not again: as it was seen then"));
+    if (!found.is_again)
+        return found;
+    const HistoryFinding first = found.finding;
+    const auto is_same = [&](const History &one) {
+        if (stop_signal != 0)
+            return false;
+        HistoryFinding finding = process.play(one, memory);
+        if (!finding.is_like(first))
+            return false;
+        found.finding = std::move(finding);
+        return true;
+    };
+    found.history = shrunk(std::move(found.history), is_same, most_tries_of_shrinking);
+    return found;
+}
+
 }  // namespace
 
 int explore_command(int argc, char **argv) {
@@ -167,6 +197,9 @@ int explore_command(int argc, char **argv) {
     if (!options.json_file.empty())
         options.json_file = std::filesystem::absolute(options.json_file).string();
     leave_unfitting_temporary_directory();
+    // Making and removing files is a good part of the work, and least of it in memory.
+    if (access(memory_file_system, W_OK | X_OK) == 0)
+        setenv("TMPDIR", memory_file_system, 0);
     const PrivateDirectory directory("stspi-explore", AtEnd::remove_all);
     chmod(directory.path().c_str(), 0711);
     TestSettings settings;
@@ -184,28 +217,20 @@ int explore_command(int argc, char **argv) {
     put(fmt::format("seed {}\n", options.plan.seed));
     const ExplorationResult result =
         explore(caller, other.get(), options.plan, directory.path(), array_name, [] { return stop_signal != 0; });
-    HistoryFinding finding;
-    History history;
+    Found found;
     if (result.number) {
-        history = make_history(options.plan.seed, *result.number, options.plan.most_calls);
-        HistoryProcess process(caller, directory / "shrink", own_name(options.plan.jobs), array_name,
-                               options.plan.time_limit, other.get());
-        const bool memory = watches_memory(history, *result.number);
-        finding = process.play(history, memory);
-        put(fmt::format("history {} of {} calls: {}\n", *result.number, history.calls.size(),
-                        finding.kind == HistoryFinding::none ? "found once, and not again" : finding.what));
-        history = shrunk(
-            history, [&](const History &one) { return stop_signal == 0 && process.play(one, memory).is_like(finding); },
-            most_tries_of_shrinking);
-        finding = process.play(history, memory);
-        put(finding_text(history, finding, sides_of(options)));
+        // Paths as long as the jobs' own: what is found may depend on it.
+        HistoryProcess process(caller, fmt::format("{}/j{:02x}", directory.path(), options.plan.jobs),
+                               own_name(options.plan.jobs), array_name, options.plan.time_limit, other.get());
+        found = cut_down(options, result, process);
+        put(finding_text(found.history, found.finding, sides_of(options)));
         if (!options.keep.empty())
-            keep_all(options, process, history, finding);
+            keep_all(options, process, found.history, found.finding);
     }
     put(figures_text(result));
     if (!options.json_file.empty())
-        write_file(options.json_file, exploration_json(options.plan, result, result.number ? &history : nullptr,
-                                                       finding, options.plugin, options.against));
+        write_file(options.json_file, exploration_json(options.plan, result, result.number ? &found : nullptr,
+                                                       options.plugin, options.against));
     if (stop_signal != 0)
         throw std::runtime_error(fmt::format("stopped by signal {}", static_cast<int>(stop_signal)));
     return result.number ? something_found : nothing_found;

@@ -37,6 +37,12 @@ bool has_session(Operation operation) {
            operation == Operation::get_server_prop_byname || operation == Operation::set_mask;
 }
 
+// Whether there are arguments that mean nothing.
+bool has_ignored(Operation operation) {
+    return (opens(operation) && operation != Operation::open_dynamic_lsu_list) || operation == Operation::init ||
+           operation == Operation::ioctl || operation == Operation::copy_extent;
+}
+
 }  // namespace
 
 std::string expanded(std::string text, const Places &places) {
@@ -95,6 +101,8 @@ std::string call_text(const Call &call) {
                 ? fmt::format("{} ({:#x})", static_cast<int32_t>(static_cast<uint32_t>(call.numbers[i])),
                               call.numbers[i])
                 : fmt::format("{:#x}", call.numbers[i]));
+    if (call.ignored != model::UNREADABLE && has_ignored(call.operation))
+        add(fmt::format("ignored {:#x}", call.ignored));
     if (call.library_status != 0 || call.library_status_2 != 0)
         add(fmt::format("library answers {} {}", call.library_status, call.library_status_2));
     return fmt::format("{}{}({}){}{}", model::entry_point_name(call), call.by_slot ? " by slot" : "", arguments,

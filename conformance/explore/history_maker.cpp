@@ -6,6 +6,7 @@
 #include "conformance/explore/chance.h"
 #include "conformance/explore/configuration_maker.h"
 #include "conformance/explore/name_picker.h"
+#include "conformance/model/command.h"
 
 namespace conformance {
 
@@ -80,6 +81,8 @@ private:
         added.fill = chance_.one_in(2) ? 0xa5 : 0x5a;
         if (chance_.one_in(10))
             added.fill = chance_.one_in(2) ? 0x00 : 0xff;
+        if (chance_.one_in(8))
+            added.ignored = chance_.pick(std::vector<uint64_t>{0, 0, 1, ~uint64_t{0}});
         return added;
     }
 
@@ -186,16 +189,11 @@ private:
                 break;
             }
             default:
-                if (chance_.one_in(20)) {
+                if (chance_.one_in(5)) {
+                    const model::Command &command = chance_.pick(model::commands());
                     Call &one = call(Operation::load_process);
-                    static const std::vector<std::pair<const char *, const char *>> commands = {
-                        {"/bin/true", ""},           {"/bin/false", ""},
-                        {"/bin/echo", " a  b"},      {"/bin/echo", " 'a  b'"},
-                        {"/bin/echo", " %s%d"},      {"/bin/echo", "x"},
-                        {"/bin/sh", " -c 'exit 7'"}, {" ", " "}};
-                    const auto &[program, argument] = chance_.pick(commands);
-                    one.name = program;
-                    one.text = argument;
+                    one.name = command.program;
+                    one.text = command.argument;
                     one.by_slot = false;
                 } else {
                     call(chance_.one_in(2) ? Operation::terminate : Operation::unmount_lsu);

@@ -19,6 +19,7 @@
 
 #include "conformance/explore/player.h"
 #include "conformance/model/text_rules.h"
+#include "conformance/run/process_time.h"
 #include "conformance/watch/standard_output.h"
 #include "redirect/config_redirect.h"
 
@@ -27,6 +28,7 @@ namespace conformance {
 namespace {
 
 constexpr size_t longest_error_output = 6000;
+constexpr int milliseconds_between_looks = 100;
 
 int unnamed_file(const char *label) {
     const int file = memfd_create(label, MFD_CLOEXEC);
@@ -74,6 +76,7 @@ HistoryProcess::HistoryProcess(PluginCaller &caller, const std::string &base, co
     if (chdir(mirror_.places().work.c_str()) != 0)
         throw std::runtime_error(fmt::format("cannot work in {}: {}", mirror_.places().work, std::strerror(errno)));
     set_config_directory(mirror_.configuration_directory());
+    process_.emplace();
 }
 
 HistoryProcess::~HistoryProcess() {
@@ -89,7 +92,11 @@ bool HistoryProcess::wait_for(int process) {
     if (end < 0)
         throw std::runtime_error(fmt::format("cannot watch a process: {}", std::strerror(errno)));
     pollfd descriptor{end, POLLIN, 0};
-    const bool ended = poll(&descriptor, 1, static_cast<int>(time_limit_.count())) == 1;
+    ProcessTime time(process);
+    bool ended = false;
+    do {
+        ended = poll(&descriptor, 1, milliseconds_between_looks) == 1;
+    } while (!ended && time.spent() < time_limit_);
     close(end);
     // Its group outlives it when a child of the plug-in still runs.
     kill(-process, SIGKILL);
@@ -100,14 +107,10 @@ HistoryFinding HistoryProcess::finding_of(int process, bool ended_in_time) {
     int status = 0;
     while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
     }
-    HistoryFinding finding;
-    finding.call = finding_->call;
-    if (finding_->differs == 1) {
-        finding.kind = HistoryFinding::differs;
-        finding.what = finding_->what;
-        finding.expected = finding_->expected;
-        finding.got = finding_->got;
-    } else if (!ended_in_time) {
+    HistoryFinding finding = finding_in(*finding_);
+    if (finding.kind == HistoryFinding::differs)
+        return finding;
+    if (!ended_in_time) {
         finding.kind = HistoryFinding::hang;
         finding.got = fmt::format("no end within {} ms", time_limit_.count());
     } else if (finding_->finished != 1 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
@@ -167,7 +170,7 @@ HistoryFinding HistoryProcess::play_in_child(const History &history, bool watch_
         try {
             const std::unique_ptr<CallListener> listener = make_listener();
             caller.set_listener(listener.get());
-            Player player(caller, mirror_, *finding_);
+            Player player(caller, mirror_, *process_, *finding_);
             if (other == nullptr)
                 player.play(real, watch_memory);
             else
@@ -185,7 +188,12 @@ HistoryFinding HistoryProcess::play_in_child(const History &history, bool watch_
     if (finding.kind == HistoryFinding::crash || finding.kind == HistoryFinding::hang) {
         // Named by the call that ran.
         const auto index = static_cast<size_t>(finding.call);
-        finding.what = index < history.calls.size() ? model::entry_point_name(history.calls[index]) : "at the end";
+        if (index >= history.calls.size())
+            finding.what = "at the end";
+        else if (history.calls[index].thread != 0)
+            finding.what = HistoryFinding::one_of_several;
+        else
+            finding.what = model::entry_point_name(history.calls[index]);
         finding.expected = "a return";
     }
     mirror_.clear();

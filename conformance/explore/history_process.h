@@ -12,6 +12,7 @@
 #include "conformance/explore/history.h"
 #include "conformance/explore/mirror.h"
 #include "conformance/explore/plugin_caller.h"
+#include "conformance/watch/process_state.h"
 
 namespace conformance {
 
@@ -22,6 +23,7 @@ class HistoryProcess {
 public:
     // base: an empty directory for this object alone. The caller's library is loaded; it outlives this object. Changes the
     // working directory of this process, and where it looks for configuration files.
+    // time_limit: of a history, as ProcessTime counts it.
     // other: what the plug-in is compared with instead of the model; null for the model.
     HistoryProcess(PluginCaller &caller, const std::string &base, const std::string &own_name, std::string array_name,
                    std::chrono::milliseconds time_limit, PluginCaller *other = nullptr);
@@ -55,6 +57,7 @@ private:
     PluginCaller &caller_;
     PluginCaller *other_;
     Mirror mirror_;
+    std::optional<ProcessState> process_;  // that each of its children inherits
     std::chrono::milliseconds time_limit_;
     SharedFinding *finding_;
     int output_;

@@ -41,14 +41,19 @@ void each_entry(const std::string &directory, const std::function<void(const std
             visit(entry->d_name);
 }
 
-void remove_all_in(const std::string &directory, const char *keep) {
+// All but a regular file of that name; tells whether there is one.
+bool remove_all_in(const std::string &directory, const char *keep) {
+    bool is_kept = false;
     each_entry(directory, [&](const std::string &name) {
         struct stat status;
-        if (name == keep && lstat((directory + "/" + name).c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        if (name == keep && lstat((directory + "/" + name).c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+            is_kept = true;
             return;
+        }
         std::error_code error;
         fs::remove_all(directory + "/" + name, error);
     });
+    return is_kept;
 }
 
 // Path below the directory -> kind, permissions, target.
@@ -84,11 +89,10 @@ Mirror::Mirror(std::string base, const std::string &own_name, std::string array_
 }
 
 void Mirror::clear() {
-    remove_all_in(places_.work, "f");
-    remove_all_in(mirror_work_, "f");
+    for (const std::string &work : {places_.work, mirror_work_})
+        if (!remove_all_in(work, "f"))
+            make_file(work + "/f");
     remove_all_in(base_ + "/etc", "");
-    make_file(places_.work + "/f");
-    make_file(mirror_work_ + "/f");
     for (const std::string &own : {places_.own, mirror_own_})
         for (const char *end : {"", "1", "2", "3"}) {
             const std::string path = below_tmp + own + end;

@@ -19,7 +19,8 @@ struct Observed {
     std::vector<ImageCall> library;
     std::string record;
     uint64_t count = 0;
-    std::string damage;  // what was written where nothing may be written, "" for nothing
+    std::string damage;      // what was written where nothing may be written, "" for nothing
+    std::string wrong_slot;  // of the tables that a registration hands over, "" for none
     // For the image library's calls: where the caller's own things stand.
     uint64_t definition = 0;
     uint64_t out = 0;

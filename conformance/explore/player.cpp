@@ -15,7 +15,6 @@
 #include "conformance/calls/image_calls.h"
 #include "conformance/explore/comparison.h"
 #include "conformance/watch/allocations.h"
-#include "conformance/watch/process_state.h"
 #include "conformance/watch/sanitizers.h"
 #include "conformance/watch/standard_output.h"
 #include "stspi/sts_types.h"
@@ -31,23 +30,6 @@ namespace {
 
 // What a Copan array's LSU may take, which is never given back.
 constexpr size_t most_bytes_of_an_lsu = 512;
-
-void write_configuration(const std::string &path, const std::optional<std::string> &text) {
-    unlink(path.c_str());
-    if (!text)
-        return;
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    if (file < 0 || write(file, text->data(), text->size()) != static_cast<ssize_t>(text->size()))
-        std::abort();
-    close(file);
-}
-
-template <size_t Size>
-void put_text(char (&field)[Size], const std::string &text) {
-    const size_t length = std::min(text.size(), Size - 1);
-    std::memcpy(field, text.data(), length);
-    field[length] = '\0';
-}
 
 // Others use the file system too: between the two plug-ins' looks as much may change.
 void keep_used_bytes(Expected &expected, const Observed &observed) {
@@ -75,15 +57,13 @@ int lowest_free_descriptor() {
 
 }  // namespace
 
-Player::Player(PluginCaller &caller, Mirror &mirror, SharedFinding &finding)
-    : caller_(&caller), mirror_(mirror), finding_(finding) {}
+Player::Player(PluginCaller &caller, Mirror &mirror, const ProcessState &before, SharedFinding &finding)
+    : caller_(&caller), mirror_(mirror), files_(mirror.configuration_directory()), before_(before), finding_(finding) {}
 
 bool Player::found(int index, const std::string &what, const std::string &expected, const std::string &got) {
-    finding_.call = index;
-    put_text(finding_.what, what);
-    put_text(finding_.expected, collapsed(expected, mirror_.places()));
-    put_text(finding_.got, collapsed(got, mirror_.places()));
-    finding_.differs = 1;
+    const Places &places = mirror_.places();
+    put_finding(finding_,
+                {HistoryFinding::differs, index, what, collapsed(expected, places), collapsed(got, places), {}});
     return false;
 }
 
@@ -101,6 +81,14 @@ bool Player::compare(const Call &call, const Expected &by_model, const Observed 
     const auto differs = difference(call, judge_ == Judge::model ? by_model : by_first, observed);
     return !differs || found(index, fmt::format("{}: {}", model::entry_point_name(call), differs->aspect),
                              differs->expected, differs->got);
+}
+
+Observed Player::made(const Call &call, size_t thread, int index) {
+    put_begin(finding_, static_cast<size_t>(index));
+    Observed observed = caller_->make(call, thread);
+    put_status(finding_, static_cast<size_t>(index), observed.status);
+    ++finding_.calls;
+    return observed;
 }
 
 bool Player::play_at_the_same_time(const std::vector<Call> &calls, size_t begin, size_t end, Model &model, int first) {
@@ -127,11 +115,10 @@ bool Player::play_at_the_same_time(const std::vector<Call> &calls, size_t begin,
             threads.emplace_back([&, number] {
                 for (Step &one : steps)
                     if (calls[one.index].thread == static_cast<int>(number))
-                        one.observed = caller_->make(calls[one.index], number);
+                        one.observed = made(calls[one.index], number, first + static_cast<int>(one.index));
             });
     for (std::thread &one : threads)
         one.join();
-    finding_.calls += steps.size();
     for (const Step &one : steps)
         if (!compare(calls[one.index], one.expected, one.observed, first + static_cast<int>(one.index)))
             return false;
@@ -168,31 +155,20 @@ bool Player::play_calls(const std::vector<Call> &calls, Model &model, int first)
         finding_.call = index;
         const Expected expected = model.answer(call);
         if (call.operation == Operation::set_config) {
-            write_configuration(configuration_path(*call.name), call.text);
+            files_.write(*call.name, call.text);
             continue;
         }
-        Observed observed = caller_->make(call, 0);
+        Observed observed = made(call, 0, index);
         observed.output = take_output();
-        finding_.calls += 1;
         if (!compare(call, expected, observed, index))
             return false;
     }
     return true;
 }
 
-std::string Player::configuration_path(const std::string &name) const {
-    return fmt::format("{}/{}.sim", mirror_.configuration_directory(), name);
-}
-
 bool Player::play_once(const History &history) {
     images().calls.clear();
-    const auto files = configuration_of(history);
-    // What an earlier round wrote between calls is not there yet.
-    for (const Call &call : history.calls)
-        if (call.operation == Operation::set_config && files.count(*call.name) == 0)
-            write_configuration(configuration_path(*call.name), std::nullopt);
-    for (const auto &[name, text] : files)
-        write_configuration(configuration_path(name), text);
+    files_.begin(history);
     for (int session = 0; session < model::SESSIONS; ++session) {
         Call mask;
         mask.operation = Operation::set_mask;
@@ -200,7 +176,7 @@ bool Player::play_once(const History &history) {
         mask.numbers[0] = 0xff;
         caller_->make(mask, 0);
     }
-    Model model(mirror_, files, simulators_);
+    Model model(mirror_, configuration_of(history), simulators_);
     const int end = static_cast<int>(history.calls.size());
     if (!play_calls(history.calls, model, 0) || !play_calls(model.closing_calls(), model, end))
         return false;
@@ -244,14 +220,11 @@ bool Player::memory_is_released(const History &history, int index) {
 void Player::play(const History &history, bool watch_memory) {
     const int index = static_cast<int>(history.calls.size());
     const int descriptor = lowest_free_descriptor();
-    {
-        const ProcessState before;
-        if (!play_once(history))
-            return;
-        if (const auto changes = before.changes(); !changes.empty()) {
-            found(index, changes[0].what, changes[0].before, changes[0].now);
-            return;
-        }
+    if (!play_once(history))
+        return;
+    if (const auto changes = before_.changes(); !changes.empty()) {
+        found(index, changes[0].what, changes[0].before, changes[0].now);
+        return;
     }
     if (lowest_free_descriptor() != descriptor) {
         found(index, "open descriptors", "as before", "one more");

@@ -17,8 +17,6 @@ using model::Operation;
 
 namespace {
 
-// Where a pointer that must not be followed leads to: the first page is never there.
-constexpr uint64_t unreadable = 0x111;
 constexpr uint64_t context_base = 0xc0de5e5500000000;
 
 thread_local CallListener *the_listener = nullptr;
@@ -119,8 +117,7 @@ PluginCaller::PluginCaller(const std::string &path) : library_(path, RTLD_NOW | 
     };
     add_slots(conformance::first_table(), first_table());
     add_slots(conformance::second_table(), second_table());
-    for (auto &one : arguments_)
-        one = std::make_unique<Arguments>();
+    arguments_[0] = std::make_unique<Arguments>();
     for (size_t i = 0; i < sessions_.size(); ++i) {
         sts_session_def_v7_t &session = sessions_before_[i];
         std::memset(&session, 0xa5, sizeof session);
@@ -152,6 +149,23 @@ uint64_t PluginCaller::function(const std::string &entry_point, bool by_slot) co
     return by_slot && slot != 0 ? slot : symbol;
 }
 
+// The first slot that does not lead where its name says, "" for none.
+std::string PluginCaller::wrong_slot() const {
+    const auto wrong_in = [&](const std::vector<SlotName> &slots, const void *table, const char *name) -> std::string {
+        for (const SlotName &slot : slots) {
+            uint64_t address = 0;
+            if (table != nullptr)
+                std::memcpy(&address, static_cast<const sts_entry_point_t *>(table) + slot.slot, sizeof address);
+            if (address != (slot.entry_point == nullptr ? 0 : functions_.at(slot.entry_point)[0]))
+                return fmt::format("slot {} of the {} table is not {}", slot.slot, name,
+                                   slot.entry_point == nullptr ? "null" : slot.entry_point);
+        }
+        return {};
+    };
+    const std::string first = wrong_in(conformance::first_table(), first_table(), "first");
+    return first.empty() ? wrong_in(conformance::second_table(), second_table(), "second") : first;
+}
+
 uint64_t PluginCaller::handle(int id) {
     const std::lock_guard lock(mutex_);
     const auto found = handles_.find(id);
@@ -171,25 +185,25 @@ PluginCaller::Words PluginCaller::server_words(const Call &call, Arguments &argu
     const uint64_t out = call.null_out ? 0 : arguments.out.put({reinterpret_cast<const char *>(&UNSTORED), 8});
     switch (call.operation) {
         case Operation::init:
-            return {call.numbers[0], unreadable, record};
+            return {call.numbers[0], call.ignored, record};
         case Operation::init2:
             return {call.numbers[0], record};
         case Operation::claim:
             return {name};
         case Operation::ioctl:
-            return {unreadable, call.numbers[0]};
+            return {call.ignored, call.numbers[0]};
         case Operation::open_server:
-            return {session, name, unreadable, unreadable, out};
+            return {session, name, call.ignored, call.ignored, out};
         case Operation::create_server:
             return {session,
                     name,
-                    unreadable,
-                    unreadable,
+                    call.ignored,
+                    call.ignored,
                     call.null_record ? 0 : arguments.lsu.put(host_records(call)),
                     call.numbers[0],
                     out};
         case Operation::open_target_server:
-            return {handle(call.handle), name, unreadable, unreadable, out};
+            return {handle(call.handle), name, call.ignored, call.ignored, out};
         case Operation::close_server:
             return {handle(call.handle)};
         case Operation::get_server_prop:
@@ -209,7 +223,7 @@ PluginCaller::Words PluginCaller::lsu_words(const Call &call, Arguments &argumen
     const uint64_t record = call.null_out || size == 0 ? 0 : arguments.record.put(size, call.fill);
     switch (call.operation) {
         case Operation::open_lsu_list:
-            return {own, unreadable, out};
+            return {own, call.ignored, out};
         case Operation::open_dynamic_lsu_list:
             return {lsu, out};
         case Operation::list_lsu:
@@ -232,7 +246,7 @@ PluginCaller::Words PluginCaller::image_words(const Call &call, Arguments &argum
         return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], ~numbers[0]};
     const uint64_t out = call.null_out ? 0 : arguments.out.put({reinterpret_cast<const char *>(&UNSTORED), 8});
     if (call.operation == Operation::copy_extent)
-        return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], unreadable, out};
+        return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], call.ignored, out};
     if (call.operation == Operation::include_in_image)
         return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]};
     const uint64_t lsu = call.null_record ? 0 : arguments.lsu.put(lsu_record(handle(call.handle), call));
@@ -270,6 +284,9 @@ Observed PluginCaller::make(const Call &call, size_t thread) {
         return {};
     }
     Observed observed;
+    // Other threads' when they are needed: each mapping makes each fork slower.
+    if (!arguments_[thread])
+        arguments_[thread] = std::make_unique<Arguments>();
     Arguments &arguments = *arguments_[thread];
     for (GuardedArgument *one : {&arguments.lsu, &arguments.record, &arguments.out, &arguments.name, &arguments.text})
         one->put({});
@@ -307,6 +324,8 @@ Observed PluginCaller::make(const Call &call, size_t thread) {
         const std::lock_guard lock(mutex_);
         handles_[call.id] = stored;
     }
+    if (call.operation == Operation::init || call.operation == Operation::init2)
+        observed.wrong_slot = wrong_slot();
     observed.record = arguments.record.bytes();
     for (const std::string &damage :
          {damage_of(arguments.lsu, "LSU or host records", false), damage_of(arguments.record, "record", true),

@@ -58,6 +58,7 @@ private:
     };
 
     uint64_t function(const std::string &entry_point, bool by_slot) const;
+    std::string wrong_slot() const;
     uint64_t handle(int id);
     uint64_t name_word(const model::Call &call, Arguments &arguments) const;
     Words words_of(const model::Call &call, Arguments &arguments);

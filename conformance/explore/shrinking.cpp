@@ -107,7 +107,7 @@ private:
         return one.by_slot != other.by_slot || one.thread != other.thread || one.session != other.session ||
                one.null_record != other.null_record || one.null_out != other.null_out || one.name != other.name ||
                one.text != other.text || one.hosts != other.hosts || one.numbers != other.numbers ||
-               one.fill != other.fill || one.library_status != other.library_status ||
+               one.fill != other.fill || one.ignored != other.ignored || one.library_status != other.library_status ||
                one.library_status_2 != other.library_status_2;
     }
 
@@ -120,6 +120,8 @@ private:
                 i, [](Call &call) { call.by_slot = false; }, changed);
             try_change(
                 i, [](Call &call) { call.fill = 0xa5; }, changed);
+            try_change(
+                i, [](Call &call) { call.ignored = model::UNREADABLE; }, changed);
             try_change(
                 i, [](Call &call) { call.session = call.session > 0 ? 0 : call.session; }, changed);
             try_change(

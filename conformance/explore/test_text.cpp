@@ -58,12 +58,13 @@ std::string expression(const Call &call) {
         case Operation::claim:
             return fmt::format("plugin().claim({})", pointer_to(call.name));
         case Operation::ioctl:
-            return fmt::format("plugin().ioctl(nullptr, {})",
+            return fmt::format("plugin().ioctl(token({:#x}), {})", call.ignored,
                                static_cast<int32_t>(static_cast<uint32_t>(call.numbers[0])));
         case Operation::init:
         case Operation::init2:
             return fmt::format("plugin().{}({:#x}, {}record{}.get())", function, call.numbers[0],
-                               call.operation == Operation::init ? "nullptr, " : "", call.id);
+                               call.operation == Operation::init ? fmt::format("token({:#x}), ", call.ignored) : "",
+                               call.id);
         case Operation::get_server_prop:
             return fmt::format("plugin().get_server_prop({}, {})", server(call.handle),
                                call.null_record ? "nullptr" : fmt::format("record{}.get()", call.id));
@@ -104,11 +105,12 @@ std::string expression(const Call &call) {
             return {};
         case Operation::copy_extent:
         case Operation::include_in_image:
-            return fmt::format("plugin().{}(token({:#x}), {:#x}, token({:#x}), {:#x}, {:#x}{})", function,
-                               call.numbers[0], call.numbers[1], call.numbers[2], call.numbers[3], call.numbers[4],
-                               call.operation == Operation::include_in_image ? ""
-                               : call.null_out                               ? ", nullptr, nullptr"
-                                                                             : ", nullptr, &count");
+            return fmt::format(
+                "plugin().{}(token({:#x}), {:#x}, token({:#x}), {:#x}, {:#x}{})", function, call.numbers[0],
+                call.numbers[1], call.numbers[2], call.numbers[3], call.numbers[4],
+                call.operation == Operation::include_in_image
+                    ? ""
+                    : fmt::format(", token({:#x}), {}", call.ignored, call.null_out ? "nullptr" : "&count"));
         default:
             return fmt::format("plugin().raw(\"{}\", {})", name, words_text(call));
     }
@@ -197,12 +199,16 @@ std::string test_text(const History &history, const HistoryFinding &finding, con
         "    [[maybe_unused]] uint64_t count = 0;\n"
         "    [[maybe_unused]] const auto *token_of_definition = static_cast<const sts_image_definition_t "
         "*>(token(0x222));\n";
+    uint64_t ignored = model::UNREADABLE;
     for (size_t i = 0; i < history.calls.size(); ++i) {
         const Call &call = history.calls[i];
         // One that the interface does not allow is not made.
         if (!expected[i])
             continue;
         text += declarations(call);
+        if (call.ignored != ignored)
+            text += fmt::format("    plugin().set_ignored(token({:#x}));\n", call.ignored);
+        ignored = call.ignored;
         const std::string made = expression(call);
         if (made.empty())
             continue;

@@ -54,6 +54,9 @@ enum : size_t { OPERATIONS = static_cast<size_t>(Operation::set_config) + 1 };
 
 enum : int { NULL_SESSION = -1, SESSIONS = 3 };
 
+// Where a pointer that must not be followed leads to: the first page is never there.
+constexpr uint64_t UNREADABLE = 0x111;
+
 struct Call {
     Operation operation = Operation::claim;
     int id = 0;            // names what the call opens; not 0, and each but once in a history
@@ -68,6 +71,7 @@ struct Call {
     std::vector<std::string> hosts;
     std::array<uint64_t, 5> numbers = {};  // what else there is, in the order of the arguments
     uint8_t fill = 0xa5;                   // what records hold before the call
+    uint64_t ignored = UNREADABLE;         // what arguments hold that mean nothing
     int32_t library_status = 0;            // what the image library answers, the first time
     int32_t library_status_2 = 0;          // and the second time
     uint64_t library_count = 0;            // bytes that it says to have read

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "conformance/model/command.h"
 #include "conformance/model/model.h"
 #include "conformance/model/reached.h"
 #include "conformance/model/record.h"
@@ -45,22 +46,6 @@ void set_bits(Record &record, const Bits (&words)[Count]) {
 }
 
 void put_server_name(Record &record, const std::string &name) { record.put_text(0, STS_SERVER_NAME_SIZE, name); }
-
-struct Command {
-    const char *program;
-    const char *argument;
-    int32_t status;
-    const char *output;
-};
-// Joined without a blank, split at blanks, and no shell's business.
-constexpr Command commands[] = {{"/bin/true", "", 0, ""},
-                                {"/bin/false", "", 256, ""},
-                                {"/bin/echo", " a  b", 0, "a b\n"},
-                                {"/bin/echo", " 'a  b'", 0, "a  b\n"},
-                                {"/bin/echo", " %s%d", 0, "%s%d\n"},
-                                {"/bin/echo", "x", 0, ""},
-                                {"/bin/sh", " -c 'exit 7'", 1792, ""},
-                                {" ", " ", 0, ""}};
 
 }  // namespace
 
@@ -323,7 +308,7 @@ void Model::server_prop_by_name(const Call &call, Expected &expected) {
 
 void Model::load_process(const Call &call, Expected &expected) {
     reached("load_process");
-    for (const Command &command : commands)
+    for (const Command &command : commands())
         if (call.name == command.program && call.text == command.argument) {
             expected.status = command.status;
             expected.output = command.output;
