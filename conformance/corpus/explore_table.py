@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Lets the exploration look for every broken plug-in of breakages.txt, which it knows nothing of, and prints what it finds.
 
-Takes up to --time seconds for each that is not found: name those that are wanted, or take every n-th with --every.
+The unbroken wrapper comes first: what is found there would be found everywhere. Takes up to --time seconds for each that
+is not found: name those that are wanted, or take every n-th with --every.
 """
 
 import argparse
@@ -40,6 +41,10 @@ def main():
     parser.add_argument("--every", type=int, default=1, metavar="N", help="only every n-th")
     parser.add_argument("names", nargs="*", help="only these")
     options = parser.parse_args()
+
+    unbroken = explore(options, "")["finding"]
+    if unbroken:
+        sys.exit("the wrapper spoils something of its own: %s" % unbroken["what"])
 
     names = [name for name, _, _ in breakages(options.breakages) if not options.names or name in options.names]
     names = names[::options.every]

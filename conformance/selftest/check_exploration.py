@@ -28,10 +28,10 @@ BROKEN = {
 }
 
 
-def explore(plugin, *options, breakage=None):
+def explore(plugin, *options, breakage=None, once=""):
     environment = dict(os.environ)
     if breakage:
-        environment.update(STSPI_BROKEN=breakage, STSPI_BROKEN_REAL=PATHS.plugin)
+        environment.update(STSPI_BROKEN=breakage, STSPI_BROKEN_REAL=PATHS.plugin, STSPI_BROKEN_ONCE=once)
     with tempfile.NamedTemporaryFile(suffix=".json") as report:
         run = subprocess.run([PATHS.suite, "explore", plugin, "--json", report.name, *options],
                              capture_output=True, text=True, errors="replace", env=environment)
@@ -91,11 +91,21 @@ class Exploration(unittest.TestCase):
                 self.assertRegex(text, expectation)
                 self.assertRegex(text, r"expect_status\(plugin\(\)\.")
 
-    def test_files_written_between_calls_are_gone_when_a_history_is_played_again(self):
-        # 16 divides the numbers, so that memory is watched: each history is played four times.
-        for number in (2080240, 2120512, 2161152):
-            run, _ = explore(PATHS.plugin, "--first", str(number), "--histories", "1", "--seed", str(1000 + number // 40000))
-            self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
+    def test_what_was_found_but_once_is_told_as_it_was_seen(self):
+        with tempfile.TemporaryDirectory() as directory:
+            once, kept = pathlib.Path(directory) / "once", pathlib.Path(directory) / "kept"
+            once.touch()
+            run, report = explore(PATHS.broken, "--first", str(SMALL), "--histories", "300", "--jobs", "3", "--keep", str(kept),
+                                  breakage="claim.wrong-once", once=str(once))
+            self.assertEqual(run.returncode, 1, run.stdout + run.stderr)
+            self.assertIn("found once and not again", run.stdout)
+            finding = report["finding"]
+            self.assertFalse(finding["again"])
+            self.assertEqual(finding["what"], "stspi_claim: status")
+            self.assertEqual(finding["got"], "4711")
+            self.assertIn(4711, finding["returned"])
+            self.assertIn("4711", (kept / "finding.txt").read_text())
+            self.assertTrue((kept / "finding.stspi").stat().st_size > 0)
 
     def test_wrong_usage(self):
         for options in (["--steps", "0"], ["--jobs", "x"], ["--unknown"]):
