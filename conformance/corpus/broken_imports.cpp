@@ -94,6 +94,7 @@ int broken_statvfs(const char *path, struct statvfs *buffer) {
     return result;
 }
 
+// The path is the plug-in's own, below /etc: it is led to the test's directory only by what comes after this.
 FILE *broken_fopen(const char *path, const char *mode) {
     if (is("config.file-opened-for-appending"))
         mode = "a+";
