@@ -39,7 +39,7 @@ build_and_test() {
 }
 
 begin
-packaging/install-packages.sh build test
+packaging/install-packages.sh build s3 test
 note_time packages
 
 for step in $steps; do

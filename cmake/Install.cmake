@@ -5,6 +5,7 @@
 #   dev          the public headers with their manuals
 #   stsimage     the substitute image library, apart: beside the real one it would shadow it
 #   rados        its store in a Ceph cluster
+#   s3           its store in a service that speaks S3
 include(CMakePackageConfigHelpers)
 include(cmake/Manuals.cmake)
 
@@ -82,7 +83,9 @@ endif()
 if(STSPI_INSTALL_STSIMAGE)
   install(TARGETS stsimage LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stsimage)
   install_manual(${PROJECT_SOURCE_DIR}/man/libstsimage.3 stsimage)
-  if(TARGET stsimage_rados)
-    install(TARGETS stsimage_rados LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/stsimage COMPONENT rados)
-  endif()
+  foreach(engine rados s3)
+    if(TARGET stsimage_${engine})
+      install(TARGETS stsimage_${engine} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/stsimage COMPONENT ${engine})
+    endif()
+  endforeach()
 endif()

@@ -19,7 +19,7 @@ namespace stsimage {
 namespace {
 
 // What begins the setting of a root that lies in an engine. Directories begin with '/'.
-constexpr std::string_view engine_roots[] = {"rados:"};
+constexpr std::string_view engine_roots[] = {"rados:", "s3:"};
 
 std::string_view engine_prefix_of(std::string_view root) {
     for (const std::string_view prefix : engine_roots)

@@ -19,9 +19,9 @@
  *  3. lsu: a text that begins with '/' is the directory itself, which must exist. Any other lies below a root directory,
  *     the environment variable STSIMAGE_ROOT or else /var/lib/stsimage; it is made when an image is created in it. Such a
  *     text is at most 1023 bytes of components without "." and "..", and no link may lead it out of the root. No text at
- *     all may lead into a directory of unfinished images, .stsimg-unfinished. When STSIMAGE_ROOT is "rados:POOL" or
- *     "rados:POOL/PREFIX", a text without "/" in front names an LSU in that pool instead. A text that is refused gives
- *     STSIMG_E_INVALID_LSU, a directory that does not exist STS_E_NOT_FOUND.
+ *     all may lead into a directory of unfinished images, .stsimg-unfinished. When STSIMAGE_ROOT is
+ *     "rados:POOL[/PREFIX]" or "s3://BUCKET[/PREFIX]", a text without "/" in front names an LSU in that pool or bucket
+ *     instead. A text that is refused gives STSIMG_E_INVALID_LSU, a directory that does not exist STS_E_NOT_FOUND.
  *  4. server_name: the host part of the server's name, at most 511 bytes, perhaps empty. It is recorded in a new image and
  *     has no part in finding one.
  *  5. definition: the image's name, 1 to STSIMG_NAME_MAX bytes without '/' and control characters, terminated within its

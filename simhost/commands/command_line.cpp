@@ -51,7 +51,7 @@ void add_plugin_options(CLI::App &command, HostOptions &options) {
     command
         .add_option("--image-root", options.image_root,
                     "Where the substitute image library keeps images of LSUs whose text is not a path: a directory, or "
-                    "rados:POOL[/PREFIX] (default: $STSIMAGE_ROOT, or the library's own)")
+                    "rados:POOL[/PREFIX] or s3://BUCKET[/PREFIX] (default: $STSIMAGE_ROOT, or the library's own)")
         ->type_name("DIR");
     command
         .add_option("-c,--config-dir", options.config_dir,

@@ -157,7 +157,9 @@ void Migration::demand_two_places() {
 void add_image_migrate_command(CLI::App &app, CommandLine &line) {
     auto options = std::make_shared<MigrateOptions>();
     CLI::App *command = add_command(app, "migrate", "Copy the images of an LSU from one store to another");
-    command->add_option("FROM", options->from, "Where they are: as --image-root, a directory or rados:POOL[/PREFIX]")
+    command
+        ->add_option("FROM", options->from,
+                     "Where they are: as --image-root, a directory, rados:POOL[/PREFIX] or s3://BUCKET[/PREFIX]")
         ->required();
     command->add_option("TO", options->to, "Where to copy them")->required();
     command->add_option("IMAGE", options->names, "The images' names (default: all)");

@@ -1,12 +1,16 @@
 #include "simhost/host/image_root.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <string_view>
 
 bool is_shared_store(const std::string &image_root) {
-    constexpr std::string_view prefix = "rados:";
-    return image_root.compare(0, prefix.size(), prefix) == 0;
+    constexpr std::string_view prefixes[] = {"rados:", "s3:"};
+    return std::any_of(std::begin(prefixes), std::end(prefixes), [&image_root](std::string_view prefix) {
+        return image_root.compare(0, prefix.size(), prefix) == 0;
+    });
 }
 
 std::string lasting_image_root(const std::string &image_root) {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Whether a root names a store that many machines share ("rados:POOL/PREFIX") instead of a directory.
+// Whether a root names a store that many machines share ("rados:POOL/PREFIX", "s3://BUCKET/PREFIX") instead of a directory.
 bool is_shared_store(const std::string &image_root);
 
 // The same root, so that it stays what it is in another working directory.

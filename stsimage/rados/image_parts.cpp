@@ -1,7 +1,5 @@
 #include "stsimage/rados/image_parts.h"
 
-#include <sys/random.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cinttypes>
@@ -28,16 +26,6 @@ std::string span_key(uint64_t span) {
 }
 
 }  // namespace
-
-bool make_image_id(std::string &out_id) {
-    uint64_t random[2];
-    if (getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
-        return false;
-    char text[33];
-    std::snprintf(text, sizeof text, "%016" PRIx64 "%016" PRIx64, random[0], random[1]);
-    out_id = text;
-    return true;
-}
 
 std::string part_object(const std::string &id, uint64_t part) {
     const std::string first = "image/" + id;

@@ -18,9 +18,6 @@ constexpr uint64_t part_size = uint64_t{4} << 20;
 constexpr uint64_t parts_per_span = 64;
 constexpr uint64_t unknown_size = ~uint64_t{0};
 
-// Makes an image's number, random and never used before. False with errno set when there is no random number.
-bool make_image_id(std::string &out_id);
-
 // The object of a part.
 std::string part_object(const std::string &id, uint64_t part);
 

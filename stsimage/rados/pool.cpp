@@ -13,6 +13,7 @@
 
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
+#include "stsimage/seconds_setting.h"
 #include "stspi/stsimg.h"
 
 namespace stsimage {
@@ -20,7 +21,6 @@ namespace stsimage {
 namespace {
 
 constexpr char writers_object[] = "writers";  // every process that has written watches it
-constexpr long longest_seconds = 86400;
 
 class SilentWatch : public librados::WatchCtx2 {
 public:
@@ -68,20 +68,6 @@ int connect_under_a_number_of_its_own(librados::Rados &cluster) {
     int result = 0;
     std::thread([&] { result = cluster.connect(); }).join();
     return result;
-}
-
-int32_t read_seconds(const char *variable, long least, uint32_t usual, uint32_t &out_seconds) {
-    out_seconds = usual;
-    const char *const setting = std::getenv(variable);
-    if (setting == nullptr || *setting == '\0')
-        return 0;
-    char *end = nullptr;
-    const long seconds = std::strtol(setting, &end, 10);
-    if (*end != '\0' || seconds < least || seconds > longest_seconds)
-        return fail(STSIMG_E_INVALID_LSU, "%s is %s, which is no number of seconds from %ld to %ld", variable,
-                    QuotedText(setting).c_str(), least, longest_seconds);
-    out_seconds = static_cast<uint32_t>(seconds);
-    return 0;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/rados/rados_image.h"
+#include "stsimage/random_id.h"
 #include "stspi/stsimg.h"
 
 namespace stsimage {
@@ -45,7 +46,7 @@ RadosDraft::~RadosDraft() {
 
 int32_t RadosDraft::begin() {
     const QuotedText shown(shown_path);
-    if (!make_image_id(claim.id))
+    if (!make_random_id(claim.id))
         return fail_system(errno, "cannot get a random number for %s", shown.c_str());
     if (const int result = table.pool().announce(); result < 0)
         return fail_system(errno_of(result), "cannot announce this writer in %s", QuotedText(table.path()).c_str());

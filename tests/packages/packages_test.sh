@@ -17,7 +17,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cpack --preset "$preset" -B "$work/packages" >"$work/cpack.log" || { cat "$work/cpack.log"; exit 1; }
 ls -l "$work"/packages/*.deb
-[ "$preset" = package ] || ls "$work"/packages/libstsimage-substitute-rados_*.deb
+[ "$preset" = package ] || ls "$work"/packages/libstsimage-substitute-rados_*.deb "$work"/packages/libstsimage-substitute-s3_*.deb
 
 echo "=== lintian"
 lintian --fail-on error,warning "$work"/packages/*.deb
@@ -85,6 +85,12 @@ if dpkg-query -W libstsimage-substitute-rados 2>/dev/null; then
     image_ls_in_a_cluster
 fi
 grep -q 'stsimage/rados.so: cannot open shared object file' /answer
+if dpkg-query -W libstsimage-substitute-s3 2>/dev/null; then
+    echo "=== a root in a service that speaks S3"
+    simhost image ls --config-dir /usr/share/doc/stspi-kelvarpool/examples --server Kelvarpool:mediaA --lsu pool1 \
+        --image-root s3://bucket 2>&1 | tee /answer || true
+    grep -q 'there are no credentials' /answer
+fi
 for page in tutorial.md check.md sim-format.md; do
     [ -s "/usr/share/doc/stspi-doc/docs/$page" ]
 done

@@ -91,8 +91,10 @@ TEST_F(Check, FindsNothingBesideImagesThatAreWhole) {
     const std::vector<Finding> findings = check(STSIMG_CHECK_VERIFY | STSIMG_CHECK_REMOVE);
     std::vector<std::string> told;
     for (const Finding &finding : findings)
-        told.push_back(std::to_string(finding.kind) + ' ' + finding.lsu + ' ' + finding.name + ' ' +
-                       std::to_string(finding.status));
+        // What was replaced may be there for as long as somebody may still read it.
+        if (finding.kind != STSIMG_FOUND_DELETED || !finding.in_use)
+            told.push_back(std::to_string(finding.kind) + ' ' + finding.lsu + ' ' + finding.name + ' ' +
+                           std::to_string(finding.status));
     EXPECT_EQ(told, (std::vector<std::string>{"2 pool other 0", "1 pool  0", "2 pool/a image 0", "1 pool/a  0"}));
 }
 

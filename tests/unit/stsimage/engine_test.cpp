@@ -14,9 +14,11 @@ protected:
     ~Engine() override {
         unsetenv("STSIMAGE_ABSOLUTE");
         unsetenv("STSIMAGE_RADOS_TIMEOUT");
+        unsetenv("STSIMAGE_S3_TIMEOUT");
     }
 
     static std::string engine_root() { return std::getenv("STSIMAGE_ROOT"); }
+    static bool is_s3() { return engine_root().compare(0, 3, "s3:") == 0; }
 };
 
 using EngineLibrary = ImageTest;
@@ -67,17 +69,19 @@ TEST_F(Engine, RootsAreApart) {
 }
 
 TEST_F(Engine, PoolThatIsNotThereIsNotFound) {
-    setenv("STSIMAGE_ROOT", "rados:no-such-pool", 1);
+    const bool in_s3 = is_s3();
+    setenv("STSIMAGE_ROOT", in_s3 ? "s3://no-such-pool" : "rados:no-such-pool", 1);
     EXPECT_EQ(store("image", "data"), STS_E_NOT_FOUND);
     EXPECT_NE(std::string(stsimg_last_error()).find("no-such-pool"), std::string::npos) << stsimg_last_error();
-    setenv("STSIMAGE_ROOT", "rados:", 1);
+    setenv("STSIMAGE_ROOT", in_s3 ? "s3:" : "rados:", 1);
     EXPECT_EQ(store("image", "data"), STSIMG_E_INVALID_LSU);
 }
 
 TEST_F(Engine, TimeOutThatIsNoNumberIsRefused) {
+    const char *const variable = is_s3() ? "STSIMAGE_S3_TIMEOUT" : "STSIMAGE_RADOS_TIMEOUT";
     setenv("STSIMAGE_ROOT", (engine_root() + "-timed").c_str(), 1);
     for (const char *seconds : {"0", "-1", "soon", "5s", "99999"}) {
-        setenv("STSIMAGE_RADOS_TIMEOUT", seconds, 1);
+        setenv(variable, seconds, 1);
         EXPECT_EQ(store("image", "data"), STSIMG_E_INVALID_LSU) << seconds;
     }
 }

@@ -1,4 +1,4 @@
-#include "stsimage/rados/host_last_error.h"
+#include "stsimage/host_last_error.h"
 
 #include <atomic>
 #include <cstdarg>

@@ -1,0 +1,11 @@
+// Numbers of their own for what lies in an engine.
+#pragma once
+
+#include <string>
+
+namespace stsimage {
+
+// Makes 32 hexadecimal digits, random and never used before. False with errno set when there are no random numbers.
+bool make_random_id(std::string &out_id);
+
+}  // namespace stsimage

@@ -1,0 +1,19 @@
+// Who asks the service: never told in a message or a log.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace stsimage::s3 {
+
+struct Credentials {
+    std::string access_key;
+    std::string secret_key;
+    std::string session_token;  // empty for lasting credentials
+};
+
+// From AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN; else those of the profile AWS_PROFILE ("default") in the
+// file AWS_SHARED_CREDENTIALS_FILE (~/.aws/credentials). STSIMG_E_NO_ACCESS when there are none.
+int32_t find_credentials(Credentials &out_credentials);
+
+}  // namespace stsimage::s3

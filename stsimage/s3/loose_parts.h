@@ -1,0 +1,56 @@
+// Parts of images that belong to no name any more, or may come to: drafts, and images that were replaced or deleted.
+//
+// Each is noted under its id with the name that it belongs to, a draft once it has claimed its name, any other before it loses it.
+// So what is noted and not referred to by its name's record never will be again. Such parts are cleared by any process of any
+// host, when nobody who may still read them is left.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "stsimage/s3/name_table.h"
+
+namespace stsimage::s3 {
+
+enum class LooseKind { draft, image };
+
+struct LooseParts {
+    std::string id;
+    std::string lsu;  // empty when there is no note
+    std::string name;
+    LooseKind kind = LooseKind::image;  // which it was when it was noted
+    std::time_t age = 0;                // of the note
+    SeenRecord seen;                    // of the name
+    bool has_name = false;              // after all
+    bool has_claim = false;
+};
+
+Answer note_loose(const NameTable &table, std::string_view name, const std::string &id, LooseKind kind);
+void forget_loose(Bucket &bucket, const std::string &id);
+
+// Removes all parts of an image, and its note.
+Answer remove_parts(Bucket &bucket, const std::string &id);
+
+// What has been loose for so long is cleared if nobody has told that it is read.
+std::time_t seconds_until_loose(ImageRoot &root);
+
+// Calls the listener with the id and the age of every note.
+Answer for_each_note(const std::shared_ptr<ImageRoot> &root,
+                     const std::function<void(const std::string &, std::time_t)> &listener);
+
+// Reads a note, and the record of its name. False when that cannot be done.
+bool look_at_note(const std::shared_ptr<ImageRoot> &root, const std::string &id, std::time_t age,
+                  LooseParts &out_parts);
+
+// Whether a writer or reader may still need it, or it cannot be seen that nobody does.
+bool is_in_use(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts);
+
+// Removes what is not in use. Refused when the name is somebody else's by now.
+Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts);
+
+// Clears, in all LSUs, what may be.
+void clear_loose_parts(const std::shared_ptr<ImageRoot> &root);
+
+}  // namespace stsimage::s3

@@ -1,0 +1,142 @@
+#include "stsimage/s3/s3_root.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "stsimage/last_error.h"
+#include "stsimage/quoted_text.h"
+#include "stsimage/s3/image_log.h"
+#include "stspi/stsimg.h"
+
+namespace stsimage::s3 {
+
+int32_t S3Root::open(std::string_view location, std::unique_ptr<StoreRoot> &out_root) {
+    std::shared_ptr<ImageRoot> root;
+    if (const int32_t status = ImageRoot::connect(location, root); status != 0)
+        return status;
+    out_root = std::make_unique<S3Root>(std::move(root));
+    return 0;
+}
+
+int32_t S3Root::list_lsus(std::vector<std::string> &out_lsus) {
+    out_lsus.clear();
+    Answer answer = root->bucket().list_all("lsu/", "", [&](const ListPage &page, std::time_t) {
+        for (const ListedObject &object : page.objects) {
+            // The key of a long one does not hold all of its text.
+            Answer lsu = root->bucket().get(object.key);
+            if (!lsu.ok())
+                return lsu;
+            out_lsus.push_back(std::move(lsu.body));
+        }
+        return Answer();
+    });
+    if (!answer.ok())
+        return tell(answer, std::string("cannot list the LSUs in ") + QuotedText(root->bucket().name()).c_str());
+    std::sort(out_lsus.begin(), out_lsus.end());
+    return 0;
+}
+
+// Clears it when it is to be removed and may be. False when somebody else has come by it meanwhile.
+bool S3Root::look_at(const LooseParts &parts, Disposal disposal, Leftover &out_leftover) {
+    Leftover leftover{LeftoverKind::orphan, parts.lsu, parts.name, root->bucket().name() + ": " + parts_of(parts.id)};
+    if (!parts.lsu.empty())
+        leftover.kind = parts.kind == LooseKind::draft ? LeftoverKind::draft : LeftoverKind::deleted;
+    std::time_t newest = 0, now = 0;
+    root->bucket().list_all(parts_of(parts.id), "", [&](const ListPage &page, std::time_t date) {
+        now = date;
+        for (const ListedObject &object : page.objects) {
+            leftover.stored_bytes += object.size;
+            newest = std::max(newest, object.modified);
+        }
+        return Answer();
+    });
+    if (leftover.kind == LeftoverKind::orphan)
+        leftover.in_use = now - newest <= seconds_until_loose(*root) || is_in_use(root, parts);
+    else
+        leftover.in_use = is_in_use(root, parts);
+    const bool removes = disposal == Disposal::remove && !leftover.in_use;
+    const Change cleared = removes ? clear(root, parts) : Change::failed;
+    leftover.removed = cleared == Change::done;
+    out_leftover = std::move(leftover);
+    return cleared != Change::refused;
+}
+
+int32_t S3Root::find_leftovers(const std::string &lsu, Disposal disposal, const LeftoverListener &listener) {
+    NameTable table(root, lsu);
+    bool there = false;
+    Answer answer = table.ask_whether_there(there);
+    if (answer.ok() && !there)
+        return fail(STS_E_NOT_FOUND, "there is no LSU %s", QuotedText(table.path()).c_str());
+    bool wanted = true;
+    if (answer.ok())
+        answer = for_each_note(root, [&](const std::string &id, std::time_t age) {
+            LooseParts parts;
+            Leftover leftover;
+            if (wanted && look_at_note(root, id, age, parts) && parts.lsu == lsu && !parts.has_name &&
+                look_at(parts, disposal, leftover))
+                wanted = listener(leftover);
+        });
+    return answer.ok() ? 0
+                       : tell(answer, std::string("cannot look through the LSU ") + QuotedText(table.path()).c_str());
+}
+
+// Leaves those that no record of the LSU refers to.
+Answer S3Root::forget_named(const std::string &lsu, std::set<std::string> &ids) {
+    NameTable table(root, lsu);
+    NameTable::Page page;
+    do {
+        const std::string continuation = page.continuation;
+        if (Answer answer = table.list(continuation, page); !answer.ok())
+            return answer;
+        page.names.insert(page.names.end(), page.others.begin(), page.others.end());
+        for (const std::string &name : page.names) {
+            SeenRecord seen;
+            if (Answer answer = table.find(name, seen); !answer.ok())
+                return answer;
+            if (seen.record.image)
+                ids.erase(seen.record.image->id);
+            if (seen.record.claim)
+                ids.erase(seen.record.claim->id);
+        }
+    } while (!page.continuation.empty());
+    return {};
+}
+
+// A draft's name is claimed before it has parts, and an image that loses its name is noted before: so parts are listed first,
+// then records looked at, and then notes.
+Answer S3Root::find_ids_without_note(std::set<std::string> &out_ids) {
+    out_ids.clear();
+    const std::string images = parts_of("");
+    Answer answer = root->bucket().list_all(images, "/", [&](const ListPage &page, std::time_t) {
+        for (const std::string &folded : page.prefixes)
+            out_ids.insert(folded.substr(images.size(), folded.size() - images.size() - 1));
+        return Answer();
+    });
+    std::vector<std::string> lsus;
+    if (answer.ok() && !out_ids.empty() && list_lsus(lsus) != 0)
+        answer.error = EBADMSG;
+    for (const std::string &lsu : lsus)
+        if (answer.ok())
+            answer = forget_named(lsu, out_ids);
+    if (answer.ok())
+        answer = for_each_note(root, [&](const std::string &id, std::time_t) { out_ids.erase(id); });
+    return answer;
+}
+
+int32_t S3Root::find_orphans(Disposal disposal, const LeftoverListener &listener) {
+    std::set<std::string> orphans;
+    if (const Answer answer = find_ids_without_note(orphans); !answer.ok())
+        return tell(answer,
+                    std::string("cannot look for parts of no image in ") + QuotedText(root->bucket().name()).c_str());
+    for (const std::string &id : orphans) {
+        LooseParts parts;
+        parts.id = id;
+        Leftover leftover;
+        if (look_at(parts, disposal, leftover) && !listener(leftover))
+            break;
+    }
+    return 0;
+}
+
+}  // namespace stsimage::s3

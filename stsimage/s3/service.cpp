@@ -1,0 +1,110 @@
+#include "stsimage/s3/service.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "stsimage/quoted_text.h"
+#include "stsimage/s3/process_end.h"
+#include "stsimage/s3/xml_answers.h"
+
+namespace stsimage::s3 {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr Milliseconds first_wait{50};
+constexpr Milliseconds longest_wait{2000};
+
+// What the service says that it did not even begin to do.
+bool is_refused_for_the_moment(const Answer &answer) {
+    return answer.status == 429 || (answer.status == 503 && answer.code == "SlowDown");
+}
+
+bool may_be_tried_again(const Answer &answer) {
+    return (answer.status >= 500 && answer.status != 501 && answer.status != 507) || answer.status == 429 ||
+           answer.code == "RequestTimeout" || answer.code == "OperationAborted" ||
+           answer.code == "ConditionalRequestConflict";
+}
+
+int error_of_status(const Answer &answer) {
+    if (answer.code.find("QuotaExceeded") != answer.code.npos)
+        return EDQUOT;
+    if (answer.code.find("StorageFull") != answer.code.npos)
+        return ENOSPC;
+    switch (answer.status) {
+        case 401:
+        case 403:
+            return EACCES;
+        case 404:
+            return ENOENT;
+        case 412:
+            return ECANCELED;
+        case 501:
+            return ENOSYS;
+        case 507:
+            return ENOSPC;
+        default:
+            return answer.status >= 500 || answer.status == 429 ? EREMOTEIO : EPROTO;
+    }
+}
+
+// Turns an answer of HTTP into one with an error, when it is none of success.
+void judge(Answer &answer, const std::string &endpoint, bool may_fail_late) {
+    if (answer.error != 0) {
+        answer.words = "no answer from " + endpoint + ", " + QuotedText(answer.words).c_str();
+        return;
+    }
+    const bool is_success = answer.status >= 200 && answer.status < 300;
+    if (is_success && !may_fail_late)
+        return;
+    const ServiceError error = read_error(answer.body);
+    if (is_success && error.code.empty())
+        return;
+    if (is_success)
+        answer.status = 500;
+    answer.code = error.code;
+    answer.error = error_of_status(answer);
+    answer.unclear = answer.unclear || (answer.status >= 500 && !is_refused_for_the_moment(answer));
+    answer.words = endpoint + " answers " + std::to_string(answer.status);
+    if (!error.code.empty())
+        answer.words.append(" ").append(QuotedText(error.code).c_str());
+    if (!error.message.empty())
+        answer.words.append(", ").append(QuotedText(error.message).c_str());
+}
+
+}  // namespace
+
+Answer Service::send(Request request, size_t longest_body) {
+    const UnderWay under_way;
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(own_settings.timeout_seconds);
+    const Fields unsigned_headers = request.headers;
+    bool unclear = false;
+    Milliseconds wait = first_wait;
+    for (;;) {
+        request.headers = unsigned_headers;
+        sign(request, own_settings.host, own_settings.credentials, own_settings.region, std::time(nullptr));
+        Answer answer;
+        if (process_ends())
+            answer.error = ECANCELED;
+        else
+            answer = transfer.attempt(own_settings, request, longest_body,
+                                      std::chrono::duration_cast<Milliseconds>(end - Clock::now()));
+        const bool answered = answer.error == 0;
+        const bool too_long = answer.error == EOVERFLOW;
+        // A copy that fails after the service has begun to answer has a body that says so.
+        judge(answer, own_settings.endpoint, request.method == "PUT");
+        unclear = unclear || answer.unclear;
+        answer.unclear = unclear && !answer.ok();
+        const bool again = !answer.ok() && !process_ends() && !too_long && (!answered || may_be_tried_again(answer));
+        if (!again || Clock::now() + wait >= end)
+            return answer;
+        std::this_thread::sleep_for(wait);
+        wait = std::min(wait * 2, longest_wait);
+    }
+}
+
+}  // namespace stsimage::s3

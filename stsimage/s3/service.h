@@ -1,0 +1,30 @@
+// A service that speaks S3: requests to it, made again while that may help.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "stsimage/s3/answer.h"
+#include "stsimage/s3/settings.h"
+#include "stsimage/s3/transfer.h"
+
+namespace stsimage::s3 {
+
+// For any thread.
+class Service {
+public:
+    explicit Service(Settings settings) : own_settings(std::move(settings)) {}
+
+    const Settings &settings() const { return own_settings; }
+
+    // Makes a request, again if it is refused for the moment or its answer does not come, and for so long as the time-out at
+    // most. Every request must be one that may be done twice. An answer that is not success has an errno value: ENOENT for what
+    // is not there, ECANCELED for a condition that does not hold.
+    Answer send(Request request, size_t longest_body = 1 << 20);
+
+private:
+    Settings own_settings;
+    Transfer transfer;
+};
+
+}  // namespace stsimage::s3

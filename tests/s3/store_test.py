@@ -1,0 +1,359 @@
+"""Images in a service that speaks S3, by way of simhost: what comes back, whatever the service does.
+
+The service is s3_server.py, which refuses, hangs up and forgets on demand."""
+
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+
+sys.path.insert(0, str(pathlib.Path(sys.argv[4]) / "tests" / "e2e"))
+
+from s3_service import S3Service  # noqa: E402
+from simhost_world import SimhostTest, main  # noqa: E402
+
+ROOT = "s3://images/test"
+PLACE = ("--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", ROOT)
+UNKNOWN = "2061114"
+NAMES = "test/names/pool1/"
+
+
+class S3Test(SimhostTest):
+    options = ()
+    scheme = "http"
+
+    def setUp(self):
+        super().setUp()
+        self.service = S3Service(*self.options, scheme=self.scheme)
+        self.addCleanup(self.service.stop)
+
+    def environment(self, **changes):
+        return super().environment(**self.service.environment(
+            **{"STSIMAGE_S3_TIMEOUT": "10", "STSIMAGE_S3_LEASE": "3", **changes}))
+
+    def put(self, name, data, *arguments, **how):
+        return self.simhost("image put", *arguments, *PLACE, name, data=data, **how)
+
+    def get(self, name):
+        return self.good("image get", *PLACE, name).stdout
+
+    def names(self):
+        listed = self.document(self.good("image ls", "--json", *PLACE))["result"]["images"]
+        return [image["name"] for image in listed]
+
+
+class Store(S3Test):
+    def test_images_come_back_are_listed_and_deleted(self):
+        data = {"one": b"", "two": b"x", "three": os.urandom(20_000_000), "with blanks, % and ö": b"data"}
+        for name, content in data.items():
+            self.expect(0, self.put(name, content))
+        self.assertEqual(self.names(), sorted(data))
+        for name, content in data.items():
+            self.assertEqual(self.get(name), content)
+        self.good("image rm", *PLACE, "two")
+        self.assertEqual(self.names(), sorted(set(data) - {"two"}))
+        self.assertNotEqual(self.put("one", b"other").returncode, 0)
+        self.expect(0, self.put("one", b"other", "--replace"))
+        self.assertEqual(self.get("one"), b"other")
+
+    def test_small_image_takes_few_bytes(self):
+        self.expect(0, self.put("small", b"small"))
+        stored = sum(len(self.service.read(key)) for key in self.service.keys("test/image/"))
+        self.assertLess(stored, 50_000)
+
+    def test_backup_cycle_runs(self):
+        self.good("run", "--server", "Kelvarpool:mediaA", "--image-root", ROOT, data=os.urandom(3_000_000))
+
+    def test_images_move_between_a_directory_and_the_service(self):
+        content = os.urandom(1_000_000)
+        self.expect(0, self.put("moved", content))
+        place = ("--server", "Kelvarpool:mediaA", "--lsu", "pool1")
+        self.good("image migrate", *place, ROOT, self.images)
+        self.good("image migrate", *place, self.images, "s3://images/back")
+        self.assertEqual(self.good("image get", *place, "--image-root", "s3://images/back", "moved").stdout, content)
+
+    def test_load_loses_nothing_while_processes_are_killed(self):
+        self.good("load", "--server", "Kelvarpool:mediaA", "--image-root", ROOT, "--duration", "6s", "--processes", "2",
+                  "--streams", "2", "--sizes", "100K..2M", "--kill-every", "2s",
+                  "--expect", "STSIMG_E_BUSY")  # until a dead process has missed its lease
+
+    def test_a_second_writer_is_refused_and_a_dead_ones_name_becomes_free(self):
+        writer = subprocess.Popen(self.command("image put", *PLACE, "name"), env=self.environment(), stdin=subprocess.PIPE,
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(writer.wait)
+        self.addCleanup(writer.stdin.close)
+        writer.stdin.write(b"x" * 9_000_000)
+        writer.stdin.flush()
+        while not self.service.keys("test/loose/"):
+            time.sleep(0.02)
+        time.sleep(5)  # longer than its lease
+        self.assertIn(b"being written", self.put("name", b"second").stderr)
+        writer.send_signal(signal.SIGKILL)
+        end = time.monotonic() + 60
+        while self.put("name", b"second").returncode != 0 and time.monotonic() < end:
+            time.sleep(0.3)
+        self.assertEqual(self.get("name"), b"second")
+
+    def test_exactly_one_of_many_writers_gets_the_name(self):
+        for number in range(4):
+            writers = [subprocess.Popen(self.command("image put", "--replace", *PLACE, f"name{number}"), env=self.environment(),
+                                        stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+                       for _ in range(6)]
+            refused = []
+            while len(refused) < 5:  # the one that has the name waits for its data
+                refused = [writer for writer in writers if writer.poll() is not None]
+                time.sleep(0.02)
+            (winner,) = set(writers) - set(refused)
+            for writer in refused:
+                self.assertIn(b"being written already", writer.communicate()[1])
+            winner.communicate(b"winner")
+            self.assertEqual(winner.returncode, 0)
+            self.assertEqual(self.get(f"name{number}"), b"winner")
+
+
+class Leftovers(S3Test):
+    def fsck(self, *arguments):
+        return self.document(self.good("image fsck", "--json", "--image-root", ROOT, *arguments))["result"]
+
+    def test_replaced_and_deleted_parts_go_by_themselves_once_nobody_may_read_them(self):
+        self.expect(0, self.put("name", b"first"))
+        self.expect(0, self.put("name", b"second", "--replace"))
+        self.expect(0, self.put("other", b"other"))
+        self.good("image rm", *PLACE, "other")
+        self.names()
+        self.assertEqual(len(self.service.keys("test/image/")), 3)
+        self.service.age(40)
+        self.names()
+        self.assertEqual(len(self.service.keys("test/image/")), 1)
+        self.assertEqual(self.service.keys("test/loose/"), [])
+        self.assertEqual(self.get("name"), b"second")
+
+    def test_name_of_a_deleted_image_is_taken_away_in_time(self):
+        self.expect(0, self.put("name", b"first"))
+        self.good("image rm", *PLACE, "name")
+        self.assertEqual(self.names(), [])
+        self.assertEqual(len(self.service.keys(NAMES)), 1)
+        self.service.age(4000)
+        self.assertEqual(self.names(), [])
+        self.assertEqual(self.service.keys(NAMES), [])
+        self.expect(0, self.put("name", b"again"))
+
+    def test_parts_in_nobodys_notes_are_found_when_they_are_old_enough(self):
+        self.expect(0, self.put("name", b"whole"))
+        orphan = "test/image/" + "0123456789abcdef" * 2 + "/000000000000"
+        self.service.change({orphan: "lost"})
+        young = self.fsck("--remove")["leftovers"]
+        self.assertEqual([found["state"] for found in young], ["in use"])
+        self.service.age(40)
+        self.assertEqual([found["state"] for found in self.fsck()["leftovers"]], ["not needed"])
+        self.assertEqual([found["state"] for found in self.fsck("--remove", "--verify")["leftovers"]], ["removed"])
+        self.assertEqual(self.fsck()["leftovers"], [])
+        self.assertNotIn(orphan, self.service.keys())
+        self.assertEqual(self.get("name"), b"whole")
+
+
+class EachRequest(S3Test):
+    """Every request of a command fails in its turn."""
+
+    def each_request(self, trouble, act, check):
+        """Lets the n-th request fail, for n = 1, 2, ... until a command has fewer."""
+        for skipped in range(200):
+            self.service.trouble({"skip": skipped, **trouble})
+            done = act(skipped)
+            ended = bool(self.service.unmet())
+            self.service.trouble()
+            with self.subTest(trouble=trouble, request=skipped + 1):
+                check(skipped, done)
+            if ended:
+                self.assertGreater(skipped, 5)
+                return
+        self.fail("the loop did not end")
+
+
+class PassingTrouble(EachRequest):
+    def test_passing_trouble_is_overcome(self):
+        for what in ("500", "slow-down", "lose-answer", "reset", "cut-body"):
+            def check(number, done, what=what):
+                self.expect(0, done)
+                self.assertEqual(self.get(f"{what} {number}"), b"data" * 1000)
+            self.each_request({"what": what}, lambda number, what=what: self.put(f"{what} {number}", b"data" * 1000), check)
+
+    def test_passing_trouble_in_replacing_and_deleting_is_overcome(self):
+        self.expect(0, self.put("name", b"-1"))
+        for what in ("500", "lose-answer"):
+            self.each_request({"what": what}, lambda number: self.put("name", b"%d" % number, "--replace"),
+                              lambda number, done: (self.expect(0, done), self.assertEqual(self.get("name"), b"%d" % number)))
+            self.each_request({"what": what}, lambda number: self.remove_in_trouble({"what": what, "skip": number}),
+                              lambda _, done: (self.expect(0, done), self.assertNotIn("deleted", self.names())))
+
+    def remove_in_trouble(self, trouble):
+        self.service.trouble()
+        self.expect(0, self.put("deleted", b"x", "--replace"))
+        self.service.trouble(trouble)
+        return self.simhost("image rm", *PLACE, "deleted")
+
+
+class LastingTrouble(EachRequest):
+    def test_lasting_trouble_leaves_the_old_image_or_the_new_one(self):
+        def check(_, done):
+            content = self.get("name")
+            if done.returncode == 0:
+                self.assertEqual(content, b"new")
+            elif UNKNOWN.encode() not in done.stdout + done.stderr:
+                self.assertEqual(content, b"old")
+        trouble = {"what": "403", "code": "AccessDenied", "times": 1000}
+        self.each_request(trouble, lambda number: self.replace_in_trouble({"skip": number, **trouble}), check)
+
+    def replace_in_trouble(self, *trouble):
+        self.service.trouble()
+        self.put_for_a_dead_one("name", b"old")
+        self.service.trouble(*trouble)
+        return self.put("name", b"new", "--replace")
+
+    def put_for_a_dead_one(self, name, data):
+        self.service.age(10)  # its lease has run out
+        self.expect(0, self.put(name, data, "--replace"))
+
+    def test_publishing_that_is_never_answered_is_unknown_and_then_told_truly(self):
+        self.expect(0, self.put("name", b"old"))
+        for what, contents in (("lose-answer", {b"new"}), ("late", {b"old", b"new"}), ("reset", {b"old"})):
+            with self.subTest(what=what):
+                # The first write of the name's record claims it; from the second on none is answered, nor any look at it.
+                self.service.trouble({"method": "PUT", "key": NAMES, "what": what, "skip": 1, "times": 1000},
+                                     {"method": "GET", "key": NAMES, "what": "reset", "skip": 1, "times": 1000})
+                begun = time.monotonic()
+                done = self.put("name", b"new", "--replace", STSIMAGE_S3_TIMEOUT="2")
+                self.assertLess(time.monotonic() - begun, 40)
+                self.service.trouble()
+                self.assertIn(UNKNOWN, (done.stdout + done.stderr).decode())
+                time.sleep(3)
+                self.assertIn(self.get("name"), contents)
+                self.put_for_a_dead_one("name", b"old")
+
+    def test_service_that_ignores_conditions_is_refused(self):
+        self.service.trouble({"method": "PUT", "what": "ignore-condition", "times": 1000})
+        done = self.put("name", b"data")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"ignores If-None-Match", done.stderr)
+        self.assertEqual(self.service.keys("test/names/"), [])
+
+    def test_service_that_never_answers_ends_in_its_time(self):
+        self.service.trouble({"what": "hang", "times": 1000})
+        begun = time.monotonic()
+        done = self.put("name", b"data", STSIMAGE_S3_TIMEOUT="2")
+        self.assertLess(time.monotonic() - begun, 20)
+        self.assertEqual(done.returncode, 1)
+
+
+class Hostile(S3Test):
+    options = ("--page-size", "3")
+
+    def setUp(self):
+        super().setUp()
+        self.content = os.urandom(300_000)
+        self.expect(0, self.put("name", self.content))
+
+    def refused(self, words):
+        done = self.simhost("image get", *PLACE, "name")
+        self.assertEqual(done.returncode, 1, done.stdout[:100])
+        self.assertIn(words, done.stderr)
+
+    def test_lists_of_many_pages_are_whole(self):
+        for number in range(10):
+            self.expect(0, self.put(f"more {number}", b"x"))
+        self.assertEqual(len(self.names()), 11)
+
+    def test_lists_that_are_none_are_told(self):
+        for body in ("", "<", "<ListBucketResult>", "<ListBucketResult/>", "no XML", "<Error><Code>Odd</Code></Error>",
+                     "<ListBucketResult><IsTruncated>true</IsTruncated></ListBucketResult>",
+                     "<ListBucketResult><IsTruncated>false</IsTruncated><Contents><Key>k</Key></Contents></ListBucketResult>",
+                     "<ListBucketResult><IsTruncated>false</IsTruncated><Contents><Key>elsewhere/x</Key><Size>1</Size>"
+                     "<LastModified>2026-01-01T00:00:00.000Z</LastModified></Contents></ListBucketResult>",
+                     "<a>" * 100_000):
+            with self.subTest(body=body[:100]):
+                self.service.trouble({"method": "GET", "key": "/images", "skip": 1, "what": "body", "body": body, "times": 1000})
+                done = self.simhost("image ls", *PLACE)
+                self.service.trouble()
+                self.assertEqual(done.returncode, 1, done.stdout)
+                self.assertIn(b"list", done.stderr)
+
+    def test_error_of_the_service_is_told_without_what_could_hurt_a_terminal(self):
+        self.service.trouble({"method": "GET", "key": NAMES, "what": "body", "status": 403, "times": 1000,
+                              "body": "<Error><Code>Odd&#27;[2J</Code><Message>" + "x" * 100_000 + "</Message></Error>"})
+        self.refused(b"answers 403 \"Odd\\x1b[2J\"")
+
+    def test_every_changed_record_is_refused_or_right(self):
+        key = self.service.keys(NAMES)[0]
+        record = self.service.read(key).decode("latin-1")
+        for place in range(0, len(record), 13):
+            self.service.change({key: record[:place] + chr(ord(record[place]) ^ 1) + record[place + 1:]})
+            self.refused(b"record of the name is damaged")
+        for length in (0, 1, 80, len(record) - 1):
+            self.service.change({key: record[:length]})
+            self.refused(b"record of the name is damaged")
+
+    def test_changed_and_shortened_and_missing_parts_are_found(self):
+        (key,) = self.service.keys("test/image/")
+        part = self.service.read(key).decode("latin-1")
+        for changed in (part[:5000] + chr(ord(part[5000]) ^ 1) + part[5001:], part[:-8], part[:len(part) // 2], "", None):
+            self.service.change({key: changed})
+            self.refused(b"STSIMG_E_DAMAGED")
+
+
+class Secrets(S3Test):
+    def test_wrong_credentials_are_refused_and_never_told(self):
+        done = self.put("name", b"data", AWS_SECRET_ACCESS_KEY="wrong-and-secret", AWS_SESSION_TOKEN="token-and-secret")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"SignatureDoesNotMatch", done.stderr)
+        self.assertNotIn(b"and-secret", done.stdout + done.stderr)
+
+    def test_credentials_come_from_the_file_by_profile(self):
+        file = self.root / "credentials"
+        file.write_text("[default]\naws_access_key_id = OTHER\naws_secret_access_key = other\n"
+                        "[ mine ]\n# comment\naws_access_key_id=TESTACCESSKEY\naws_secret_access_key = test/secret+key\n")
+        settings = {"AWS_ACCESS_KEY_ID": "", "AWS_SECRET_ACCESS_KEY": "", "AWS_SHARED_CREDENTIALS_FILE": str(file)}
+        self.expect(0, self.put("name", b"data", AWS_PROFILE="mine", **settings))
+        self.assertIn(b"InvalidAccessKeyId", self.put("other", b"data", **settings).stderr)
+        done = self.put("other", b"data", AWS_PROFILE="none", **settings)
+        self.assertIn(b"there are no credentials", done.stderr)
+
+    def test_settings_that_mean_nothing_are_named(self):
+        for settings, words in (({"AWS_ENDPOINT_URL": "127.0.0.1:80"}, b"AWS_ENDPOINT_URL"),
+                                ({"AWS_REGION": "elsewhere"}, b"AuthorizationHeaderMalformed"),
+                                ({"STSIMAGE_S3_LEASE": "soon"}, b"STSIMAGE_S3_LEASE")):
+            self.assertIn(words, self.put("name", b"data", **settings).stderr)
+        for root in ("s3:images", "s3://", "s3:///prefix", "s3://images/" + "x" * 201):
+            done = self.simhost("image ls", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", root)
+            self.assertIn(b"s3://BUCKET[/PREFIX] is expected", done.stderr)
+        done = self.simhost("image put", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", "s3://none", "x")
+        self.assertIn(b"no bucket", done.stderr)
+
+
+class Tls(S3Test):
+    scheme = "https"
+
+    def setUp(self):
+        SimhostTest.setUp(self)
+        self.certificate, key = self.root / "certificate.pem", self.root / "key.pem"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1", "-addext",
+                        "subjectAltName=IP:127.0.0.1", "-keyout", str(key), "-out", str(self.certificate)], check=True,
+                       capture_output=True)
+        self.service = S3Service("--tls", str(self.certificate), str(key), scheme="https")
+        self.addCleanup(self.service.stop)
+
+    def test_certificate_is_verified(self):
+        done = self.put("name", b"data", STSIMAGE_S3_TIMEOUT="2")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"certificate", done.stderr)
+
+    def test_bundle_is_trusted(self):
+        content = os.urandom(9_000_000)
+        trusted = {"AWS_CA_BUNDLE": str(self.certificate)}
+        self.expect(0, self.put("name", content, **trusted))
+        self.assertEqual(self.good("image get", *PLACE, "name", **trusted).stdout, content)
+
+
+if __name__ == "__main__":
+    main()
