@@ -296,12 +296,11 @@ def links_are_alive(house):
 
 def findings_are_documented(house):
     page = house.text("docs/check.md")
-    for name in house.files:
-        if not (name.startswith("simhost/check/") and name.endswith("finding.cpp")):
-            continue
-        for identifier in re.findall(r'"([a-z]+(?:-[a-z]+)+)"', house.text(name)):
-            if identifier not in page:
-                yield f"{name}: the finding {identifier} is not in docs/check.md"
+    name = "simhost/check/finding.h"
+    for finding in re.findall(r"^ *FINDING\((\w+), ", house.text(name), re.MULTILINE):
+        identifier = finding.replace("_", "-")
+        if identifier not in page:
+            yield f"{name}: the finding {identifier} is not in docs/check.md"
 
 
 def statuses_are_documented(house):
@@ -376,7 +375,7 @@ BROKEN = {
     lengths: ({"low/a.cpp": "\n" * 500}, "low/a.cpp: 500 lines"),
     functions_are_short: ({"low/a.cpp": "int a() {\n" + "    ;\n" * 90 + "}\n"}, "low/a.cpp:1: 91 lines"),
     links_are_alive: ({"README.md": "[x](docs/none.md) [y](#no-heading)\n# Heading\n"}, "links to #no-heading"),
-    findings_are_documented: ({"simhost/check/finding.cpp": '"no-page"\n', "docs/check.md": "\n"}, "no-page"),
+    findings_are_documented: ({"simhost/check/finding.h": '    FINDING(no_page, "No.") \\\n', "docs/check.md": "\n"}, "no-page"),
     statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "", "docs/failures.md": "",
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),

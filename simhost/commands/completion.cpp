@@ -1,6 +1,7 @@
 #include "simhost/commands/completion.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "base/escaped_text.h"
 #include "simhost/commands/completion_values.h"
@@ -76,10 +77,26 @@ void take(Typing &typing, const std::string &word) {
     typing.given.words.push_back(word);
 }
 
+// An option that takes one of some words has them in its type: "FORMAT:{json,text}".
+std::vector<Candidate> allowed_words(const std::string &type) {
+    std::vector<Candidate> words;
+    const size_t begin = type.find('{');
+    const size_t end = type.find('}');
+    if (begin == std::string::npos || end == std::string::npos)
+        return words;
+    std::istringstream list(type.substr(begin + 1, end - begin - 1));
+    for (std::string word; std::getline(list, word, ',');)
+        words.push_back({word, ""});
+    return words;
+}
+
 Completion value_of(const Typing &typing, const CLI::Option &option, const std::string &word) {
     const std::string name = option.get_positional() ? option.get_name(true) : long_name(option);
     const std::string type = option.get_positional() ? name : option.get_type_name();
     Completion completion;
+    completion.candidates = allowed_words(type);
+    if (!completion.candidates.empty())
+        return completion;
     if (type == "DIR")
         completion.others = Completion::Others::directories;
     else if (type == "FILE" || type == "PATH" || type == "PLUGIN" || type == "A" || type == "B" || type == "BEFORE" ||

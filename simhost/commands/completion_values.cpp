@@ -164,14 +164,6 @@ Names lsus_or_volumes(const GivenWords &given) {
     return names;
 }
 
-Names formats_of(const std::string &command) {
-    if (command == "journal show")
-        return {"json", "text"};
-    if (command == "journal export")
-        return {"chrome", "html"};
-    return {"text", "json", "dot", "svg", "html"};
-}
-
 }  // namespace
 
 std::vector<std::string> values_for(const GivenWords &given, const std::string &name, const std::string &word) {
@@ -193,8 +185,6 @@ std::vector<std::string> values_for(const GivenWords &given, const std::string &
             return given.command == "mount" ? volumes_with_pools(given) : lsus_or_volumes(given);
         if (name == "IMAGE" || name == "SOURCE")
             return given.command == "image put" ? Names{} : images(given);
-        if (name == "--format")
-            return formats_of(given.command);
         if (name == "--as")
             return {"array", "copan"};
     } catch (const std::exception &) {

@@ -46,8 +46,10 @@ std::string HelpFormatter::entry(const std::string &left, const std::string &rig
 
 std::string HelpFormatter::make_option(const CLI::Option *option, bool is_positional) const {
     std::string left = option->get_name(is_positional, !is_positional);
-    if (!is_positional && !option->get_type_name().empty())
-        left += ' ' + option->get_type_name();
+    // The words that it may be follow a ':': its description says them, with what each means.
+    const std::string type = option->get_type_name();
+    if (!is_positional && !type.empty())
+        left += ' ' + type.substr(0, type.find(':'));
     std::string right = option->get_description();
     if (option->get_required() && !is_positional)
         right += " (required)";

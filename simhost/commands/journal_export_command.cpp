@@ -32,7 +32,7 @@ void add_journal_export_command(CLI::App &app, CommandLine &line) {
                      "the time line of each thread)")
         ->type_name("FORMAT")
         ->required()
-        ->check(CLI::Validator(CLI::IsMember({"chrome", "html"})).description(""));
+        ->check(CLI::IsMember({"chrome", "html"}));
     command->footer(
         "What is exported goes to standard output.\n"
         "\n"

@@ -45,7 +45,7 @@ void add_journal_show_command(CLI::App &app, CommandLine &line) {
     command->add_option("FILE", options->file, "Journal to read")->required();
     command->add_option("--format", options->format, "How: json (lines, the default) or text (a line for each call)")
         ->type_name("FORMAT")
-        ->check(CLI::Validator(CLI::IsMember({"json", "text"})).description(""));
+        ->check(CLI::IsMember({"json", "text"}));
     command->footer(
         "A journal can be read while it is written, and after its writer was killed.\n"
         "\n"

@@ -56,9 +56,9 @@ Workload workload_of(const LoadCommandOptions &options) {
         apply_workload_file(workload, options.workload_file);
     bool has_duration = false;
     bool has_limit = false;
-    for (const auto &[name, value] : options.settings) {
-        put(workload, name,
-            [&, &name = name, &value = value](Workload &changed) { workload_setting(name)->set(changed, value); });
+    for (const auto &setting : options.settings) {
+        const std::string &name = setting.first;
+        put(workload, name, [&](Workload &changed) { workload_setting(name)->set(changed, setting.second); });
         has_duration = has_duration || name == "duration";
         has_limit = has_limit || name == "operations" || name == "bytes";
     }

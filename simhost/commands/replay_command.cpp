@@ -96,7 +96,7 @@ void add_replay_command(CLI::App &app, CommandLine &line) {
     add_replay_options(*command, options->replay);
     command->add_option("--pace", options->replay.pace, "As fast as possible (max), or at the recorded times (real)")
         ->type_name("PACE")
-        ->check(CLI::IsMember({"max", "real"}).description(""));
+        ->check(CLI::IsMember({"max", "real"}));
     command->add_option("--masks", options->masks, "File that says what is not compared, with a reason each")
         ->type_name("FILE");
     command->add_option("--output", options->output, "Journal to write of the calls as they are now")

@@ -58,7 +58,7 @@ void add_show_command(CLI::App &app, CommandLine &line) {
                          "How: text (a tree, the default), json (as --json), dot, svg (drawn by Graphviz) or html (a "
                          "page of its own)")
             ->type_name("FORMAT")
-            ->check(CLI::Validator(CLI::IsMember({"text", "json", "dot", "svg", "html"})).description(""));
+            ->check(CLI::IsMember({"text", "json", "dot", "svg", "html"}));
     add_json_option(*command, line.output)->excludes(format);
     command->add_flag("--strict", line.output.strict, "End with status 3 when the file has errors");
     command->footer(

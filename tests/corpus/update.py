@@ -1,3 +1,4 @@
+#!/usr/bin/env python3
 """Rewrites the expected outputs of the corpus with what simhost says now.
 
 Usage: tests/corpus/update.py SIMHOST
@@ -24,7 +25,7 @@ def main():
             case.expected_file.write_bytes(now)
             print(case.expected_file)
             changed += 1
-    print(f"{changed} changed. Read them: git diff {golden.CORPUS}")
+    print(f"{changed} changed. Read them: git add -N {golden.CORPUS} && git diff {golden.CORPUS}")
     subprocess.run(["git", "-C", golden.CORPUS, "--no-pager", "diff", "--stat", "."], check=False)
 
 

@@ -28,7 +28,7 @@ class Corpus(unittest.TestCase):
         for case in cases:
             with self.subTest(case.name):
                 self.assertTrue(case.expected_file.exists(), "run tests/corpus/update.py and read what it writes")
-                self.assertEqual(case.run(SIMHOST).decode(), case.expected_file.read_text())
+                self.assertEqual(case.run(SIMHOST).decode(), case.expected_file.read_bytes().decode())
 
     def test_every_finding_has_a_file_and_a_page(self):
         log = sarif_of(check("--sarif", "--as", "copan", "-", data=GOOD_COPAN).stdout)

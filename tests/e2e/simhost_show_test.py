@@ -32,7 +32,7 @@ class Show(unittest.TestCase):
         for case in cases:
             with self.subTest(case.name):
                 self.assertTrue(case.expected_file.exists(), "run tests/corpus/update.py and read what it writes")
-                self.assertEqual(case.run(SIMHOST).decode(), case.expected_file.read_text())
+                self.assertEqual(case.run(SIMHOST).decode(), case.expected_file.read_bytes().decode())
 
     def test_standard_input_and_json_document(self):
         done = show("--json", "--as", "copan", "-", data=b"STORAGE_SERVER = a;\nVOLUMES = v;\nSTORAGE_DIR = /x;\n")
