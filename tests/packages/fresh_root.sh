@@ -30,6 +30,7 @@ echo "=== a fresh root: $release, $user"
 debootstrap --variant=minbase --include=sudo,ca-certificates "$release" "$root" "${mirror:-http://deb.debian.org/debian}" >"$root.log" 2>&1 ||
     { tail "$root.log"; rm "$root.log"; exit 1; }
 rm "$root.log"
+echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/soon-gone"  # nothing in there has to outlive a power cut
 cp /etc/resolv.conf "$root/etc/"
 [ "$user" = root ] || {
     chroot "$root" useradd --create-home --shell /bin/sh user
