@@ -13,9 +13,21 @@ namespace {
 // Null before this library is initialised and after it is finished: calls are refused then.
 std::atomic<Filter *> the_filter{nullptr};
 
-void before_fork() { the_filter.load()->before_fork(); }
-void after_fork_in_parent() { the_filter.load()->after_fork_in_parent(); }
-void after_fork_in_child() { the_filter.load()->after_fork_in_child(); }
+// A destructor of the plug-in may fork while the filter ends.
+void before_fork() {
+    if (Filter *filter = the_filter)
+        filter->before_fork();
+}
+
+void after_fork_in_parent() {
+    if (Filter *filter = the_filter)
+        filter->after_fork_in_parent();
+}
+
+void after_fork_in_child() {
+    if (Filter *filter = the_filter)
+        filter->after_fork_in_child();
+}
 
 __attribute__((constructor)) void begin() {
     the_filter = new Filter;

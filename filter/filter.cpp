@@ -255,9 +255,13 @@ void Filter::before_fork() {
         m_sessions->lock().lock();
     if (m_output != nullptr)
         m_output->lock().lock();
+    if (const RuleSet *rules = m_rules)
+        rules->lock_counts();
 }
 
 void Filter::after_fork_in_parent() {
+    if (const RuleSet *rules = m_rules)
+        rules->unlock_counts();
     if (m_output != nullptr)
         m_output->lock().unlock();
     if (m_sessions != nullptr)
@@ -269,13 +273,13 @@ void Filter::after_fork_in_parent() {
 void Filter::after_fork_in_child() {
     if (m_output != nullptr)
         m_output->forget_calls();
+    if (RuleSet *rules = m_rules)
+        rules->forget_process();
     after_fork_in_parent();
     m_running = 0;  // the calls of other threads did not come along
     m_process = nullptr;
     m_is_forked = true;
     m_next_look = 0;
-    if (RuleSet *rules = m_rules)
-        rules->forget_process();
 }
 
 // ---- calls ----

@@ -154,6 +154,16 @@ bool RuleSet::fires(ActiveRule &active, CallView &call, uint64_t &draw) const {
     return !rule.chance || share < *rule.chance;
 }
 
+void RuleSet::lock_counts() const {
+    for (const auto &active : m_rules)
+        active->lock.lock();
+}
+
+void RuleSet::unlock_counts() const {
+    for (const auto &active : m_rules)
+        active->lock.unlock();
+}
+
 void RuleSet::forget_process() {
     for (const auto &active : m_rules) {
         active->process_count = 0;

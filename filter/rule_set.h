@@ -61,7 +61,10 @@ public:
     // Counts a call that matches, and tells whether something happens to it. draw: random bits for the effect.
     bool fires(ActiveRule &active, CallView &call, uint64_t &draw) const;
 
-    // In the child of a fork, which is a process of its own.
+    // Around a fork: what another thread counts meanwhile would stay locked in the child.
+    void lock_counts() const;
+    void unlock_counts() const;
+    // In the child of a fork, which is a process of its own; with the counts locked.
     void forget_process();
 
     // Whether the rule can only be judged after the call of this function.

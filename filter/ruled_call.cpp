@@ -1,5 +1,7 @@
 #include "filter/ruled_call.h"
 
+#include <algorithm>
+
 #include "filter/ledger/wall_clock.h"
 #include "filter/rules/effect_words.h"
 #include "filter/rules/function_traits.h"
@@ -67,23 +69,56 @@ void RuledCall::came_back(int32_t status, const std::function<int32_t()> &next) 
     act_after(next);
 }
 
-void RuledCall::act_after(const std::function<int32_t()> &next) {
+bool RuledCall::is_for_result(const ActiveRule &active, const ListEntries &entries) {
     const unsigned function = m_view.function();
+    return RuleSet::matches(active, m_view) && RuleSet::asks_result(*active.rule, function) &&
+           RuleSet::matches_result(active, m_status, function,
+                                   gives_list_entries(function) ? entries.entry() : std::string_view());
+}
+
+bool RuledCall::act(const Firing &firing, ListEntries &entries) {
+    note_fired(*firing.active);
+    const bool acted = m_effects.after(firing, m_status, entries);
+    if (!acted)
+        firing.active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
+    return acted;
+}
+
+void RuledCall::act_after(const std::function<int32_t()> &next) {
     ListEntries entries(m_view, next);
+    std::vector<const ActiveRule *> judged;  // by whom the entry that is given now was judged
+    bool omitted = false;
     size_t noted = 0;
-    for (ActiveRule *active : m_rules.rules_for(function)) {
+    for (ActiveRule *active : m_rules.rules_for(m_view.function())) {
         Firing firing = {active, 0};
         if (noted < m_after.size() && m_after[noted].active == active) {
             firing = m_after[noted++];
-        } else if (!RuleSet::matches(*active, m_view) || !RuleSet::asks_result(*active->rule, function) ||
-                   !RuleSet::matches_result(*active, m_status, function,
-                                            gives_list_entries(function) ? entries.entry() : std::string_view()) ||
-                   !m_rules.fires(*active, m_view, firing.draw)) {
-            continue;
+        } else {
+            judged.push_back(active);
+            if (!is_for_result(*active, entries) || !m_rules.fires(*active, m_view, firing.draw))
+                continue;
         }
-        note_fired(*active);
-        if (!m_effects.after(firing, m_status, entries))
-            active->slot->fired.fetch_sub(1, std::memory_order_relaxed);
+        if (act(firing, entries) && active->rule->effect.kind == EffectKind::omit) {
+            omitted = true;
+            judged.clear();
+        }
+    }
+    if (omitted)
+        omit_more(entries, std::move(judged));
+}
+
+void RuledCall::omit_more(ListEntries &entries, std::vector<const ActiveRule *> judged) {
+    const std::vector<ActiveRule *> &rules = m_rules.rules_for(m_view.function());
+    for (size_t i = 0; i < rules.size() && m_status == 0; ++i) {
+        Firing firing = {rules[i], 0};
+        if (rules[i]->rule->effect.kind != EffectKind::omit ||
+            std::find(judged.begin(), judged.end(), rules[i]) != judged.end() || !is_for_result(*rules[i], entries))
+            continue;
+        judged.push_back(rules[i]);
+        if (m_rules.fires(*rules[i], m_view, firing.draw) && act(firing, entries)) {
+            judged.clear();
+            i = SIZE_MAX;  // from the first rule on
+        }
     }
 }
 

@@ -41,6 +41,10 @@ public:
 private:
     void count_moved();
     void act_after(const std::function<int32_t()> &next);
+    // A rule that leaves entries out by name judges what comes in the place of such an entry as well.
+    void omit_more(ListEntries &entries, std::vector<const ActiveRule *> judged);
+    bool is_for_result(const ActiveRule &active, const ListEntries &entries);
+    bool act(const Firing &firing, ListEntries &entries);
     void note_fired(ActiveRule &active) const;
 
     const RuleSet &m_rules;

@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "filter/rules/function_traits.h"
+
 namespace filter {
 
 WrappedPlugin::WrappedPlugin(const std::string &path) : m_library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
@@ -26,9 +28,21 @@ WrappedPlugin::WrappedPlugin(const std::string &path) : m_library(dlopen(path.c_
         dlclose(m_library);
         throw std::runtime_error(path + " is no plug-in: it exports no " + missing);
     }
+    for (unsigned number = 0; number < function_count; ++number)
+        if (m_functions[number] == nullptr)
+            m_functions[number] = in_slot(number);
 }
 
 WrappedPlugin::~WrappedPlugin() { dlclose(m_library); }
+
+AnyFunction WrappedPlugin::in_slot(unsigned number) const {
+    const size_t place = journal_number(number);
+    if (place < STS_ENTRY_POINT_COUNT)
+        return m_table[place];
+    if (place < STS_ENTRY_POINT_COUNT + STS_ENTRY_POINT_COUNT2)
+        return m_table2[place - STS_ENTRY_POINT_COUNT];
+    return nullptr;
+}
 
 AnyFunction WrappedPlugin::symbol(const char *name) const {
     return reinterpret_cast<AnyFunction>(dlsym(m_library, name));

@@ -27,6 +27,8 @@ public:
 
 private:
     AnyFunction symbol(const char *name) const;
+    // As the plug-in's table has it when it is loaded; null for a function that is in no table.
+    AnyFunction in_slot(unsigned number) const;
 
     void *m_library;
     AnyFunction m_functions[function_count] = {};

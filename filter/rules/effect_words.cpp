@@ -48,7 +48,11 @@ std::string amount_words(const Effect &effect) {
 }
 
 std::string data_words(const Rule &rule) {
-    return rule.place == Place::after ? "the data that was read" : "the data on its way to the plug-in";
+    const bool writes = rule.functions[fn_stspi_write_image];
+    const bool reads = rule.functions.count() > (writes ? 1 : 0);
+    return !writes  ? "the data that was read"
+           : !reads ? "the data on its way to the plug-in"
+                    : "the data that was read, or is on its way to the plug-in";
 }
 
 class EffectReader {
@@ -147,7 +151,11 @@ private:
         const Word word = m_words.take("a number of bytes");
         if (!word.text.empty() && word.text.back() == '%') {
             m_effect.percent = true;
-            m_effect.low = static_cast<uint64_t>(share_in(word) * 100);
+            const auto percent = parse_number(word.text.substr(0, word.text.size() - 1));
+            if (!percent || *percent > 100)
+                throw Mistake(word, in_quotes(word.text) + " is no share of the bytes",
+                              "write whole percents, 0% to 100%");
+            m_effect.low = *percent;
         } else {
             m_effect.low = size_in(word, word.text);
         }

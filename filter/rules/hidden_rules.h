@@ -1,4 +1,4 @@
-// Rules that never act, because an earlier one always answers in place of the call.
+// Rules that never act, because an earlier one always answers in place of the call, or lets it never go on.
 #pragma once
 
 #include <cstddef>

@@ -49,6 +49,31 @@ class Faults(unittest.TestCase):
         self.assertEqual(run.returncode, 3)
         self.assertIn(f"{path}:2:1: warning: the rule of line 1 always hides this one\n", run.stdout)
 
+    def test_rules_behind_the_end_of_a_call_are_hidden(self):
+        later = "on write_image lsu pool1 answer 6\n"
+        for rule in ("on write_image kill", "on write_image hold for ever", "on write_image 100% answer 5", 'on write_image lsu "*" answer 5'):
+            with self.subTest(rule=rule):
+                self.assertIn("the rule of line 1 always hides this one", simhost("check", self.rules(rule + "\n" + later)).stdout)
+        for rule in ("on write_image kill 15", "on write_image hold until /x", "on write_image 99% answer 5", 'on write_image lsu "p*" answer 5',
+                     "on write_image after kill"):
+            with self.subTest(rule=rule):
+                self.assertNotIn("hides this one", simhost("check", self.rules(rule + "\n" + later)).stdout)
+
+    def test_shares_of_bytes_are_whole_percents(self):
+        for share in ("29", "57", "100"):
+            self.assertIn(f"at most {share}% of the bytes", simhost("explain", self.rules(f"on write_image short {share}%\n")).stdout)
+        for share in ("0.5", "12.5", "150", "x", ""):
+            run = simhost("check", self.rules(f"on write_image short {share}%\n"))
+            self.assertEqual(run.returncode, 1)
+            self.assertIn("is no share of the bytes", run.stdout)
+            self.assertIn("write whole percents, 0% to 100%", run.stdout)
+
+    def test_sentence_names_both_ways_of_data(self):
+        told = {"read_image": "in the data that was read", "write_image": "in the data on its way to the plug-in",
+                "read_image,write_image": "in the data that was read, or is on its way to the plug-in"}
+        for function, words in told.items():
+            self.assertIn(words, simhost("explain", self.rules(f"on {function} flip bit 1 at 0\n")).stdout)
+
     def test_rules_that_only_overlap_are_not_hidden(self):
         path = self.rules("on read_image call 7 answer 5\non read_image answer 6\non read_image image a* answer 7\n")
         self.assertIn("the rule of line 2 always hides this one", simhost("check", path).stdout)

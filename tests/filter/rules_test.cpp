@@ -176,6 +176,12 @@ TEST(List, OmitRepeatReverse) {
     };
     using Names = std::vector<std::string>;
     EXPECT_EQ(names("on list_lsu lsu entry2 omit"), (Names{"entry1", "entry3"}));
+    EXPECT_EQ(names("on list_lsu lsu \"entry[12]\" omit"), (Names{"entry3"}))
+        << "what comes in an entry's place is judged";
+    EXPECT_EQ(names("on list_lsu lsu \"entry*\" omit"), Names());
+    EXPECT_EQ(names("on list_lsu lsu entry1 omit\non list_lsu lsu entry2 omit"), (Names{"entry3"}));
+    EXPECT_EQ(names("on list_lsu lsu entry2 omit\non list_lsu lsu entry1 omit"), (Names{"entry3"}));
+    EXPECT_EQ(names("on list_lsu lsu \"entry*\" call 2 omit"), (Names{"entry1", "entry3"}));
     EXPECT_EQ(names("on list_lsu call 3 omit"), (Names{"entry1", "entry2"}));
     EXPECT_EQ(names("on list_lsu call 1 repeat"), (Names{"entry1", "entry1", "entry2", "entry3"}));
     EXPECT_EQ(names("on list_lsu call 1 reverse"), (Names{"entry3", "entry2", "entry1"}));
@@ -186,6 +192,11 @@ TEST(List, OmitRepeatReverse) {
 TEST(Chance, ZeroNeverAndHundredAlways) {
     const Filtered filtered("seed 3\non write_image 0% answer 5\non write_image 100% of calls answer 6");
     EXPECT_EQ(answers(filtered, writes, 1000), Statuses(1000, 6));
+}
+
+TEST(Chance, IsDrawnWithinTheWindowOnly) {
+    const Filtered filtered("seed 3\non write_image calls 2..3 100% answer 5\non write_image call 4 0% answer 6");
+    EXPECT_EQ(answers(filtered, writes, 5), (Statuses{0, 5, 5, 0, 0}));
 }
 
 TEST(Chance, SameSeedSameCalls) {
