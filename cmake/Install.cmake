@@ -32,7 +32,7 @@ install(TARGETS simhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT to
 install_manual(${PROJECT_SOURCE_DIR}/man/simhost.1 tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/stspi-filter.5 tools)
 install_manual(${PROJECT_SOURCE_DIR}/man/stspi-journal.5 tools)
-install(FILES docs/journal.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/stspi COMPONENT tools)
+install(FILES docs/journal.schema.json docs/simhost.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/stspi COMPONENT tools)
 install(FILES simhost/completion/simhost.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME simhost COMPONENT tools)
 install(FILES simhost/completion/simhost.zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions

@@ -23,7 +23,7 @@ constexpr size_t largest_file = size_t{64} << 20;  // more than 400,000 pools ta
 void add_grammar_option(CLI::App &command, std::string &grammar) {
     command.add_option("--as", grammar, "Read the file as this, whatever its name: array or copan")
         ->type_name("KIND")
-        ->check(CLI::Validator(CLI::IsMember({"array", "copan"})).description(""));
+        ->check(CLI::IsMember({"array", "copan"}));
 }
 
 Grammar choose_grammar(const std::string &path, const std::string &as) {
@@ -32,12 +32,18 @@ Grammar choose_grammar(const std::string &path, const std::string &as) {
     Grammar grammar{};
     if (path == "-")
         throw UsageError("standard input has no name that tells what it is: add --as array or --as copan");
-    if (!grammar_of_file(path, grammar))
-        throw UsageError(
-            fmt::format("{}: the plug-in reads no file of that name, only NAME.sim: rename it, or add "
-                        "--as array or --as copan",
-                        printable(path)));
-    return grammar;
+    if (grammar_of_file(path, grammar))
+        return grammar;
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status))
+        throw UsageError(fmt::format("{}: {}", printable(path), error ? error.message() : std::strerror(ENOENT)));
+    if (std::filesystem::is_directory(status))
+        throw UsageError(fmt::format("{} is a directory: name a file in it", printable(path)));
+    throw UsageError(
+        fmt::format("{}: the plug-in reads no file of that name, only NAME.sim: rename it, or add "
+                    "--as array or --as copan",
+                    printable(path)));
 }
 
 std::string read_configuration_source(const std::string &path) {

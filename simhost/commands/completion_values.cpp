@@ -46,8 +46,13 @@ std::vector<View> all_views(const GivenWords &given) {
     std::sort(paths.begin(), paths.end());
     std::vector<View> views;
     views.reserve(paths.size());
-    for (const fs::path &path : paths)
-        views.push_back(view_of_file(path));
+    for (const fs::path &path : paths) {
+        try {
+            views.push_back(view_of_file(path));
+        } catch (const std::exception &) {
+            // One file that cannot be read leaves the others their names.
+        }
+    }
     return views;
 }
 
@@ -118,8 +123,10 @@ Names lsus_of(const GivenWords &given, const std::string &server) {
 
 Names volumes(const GivenWords &given, const std::string &pool_name) {
     Names names;
+    const Names visible_pools = lsus_of(given, server_of(given));
     for (const PoolView &pool : view_of_server(given, server_of(given)).pools)
-        if (pool.name == pool_name || pool_name.empty())
+        if ((pool.name == pool_name || pool_name.empty()) &&
+            std::find(visible_pools.begin(), visible_pools.end(), pool.name) != visible_pools.end())
             for (const VolumeView &volume : pool.volumes)
                 names.push_back(volume.identifier);
     return names;
@@ -185,8 +192,6 @@ std::vector<std::string> values_for(const GivenWords &given, const std::string &
             return given.command == "mount" ? volumes_with_pools(given) : lsus_or_volumes(given);
         if (name == "IMAGE" || name == "SOURCE")
             return given.command == "image put" ? Names{} : images(given);
-        if (name == "--as")
-            return {"array", "copan"};
     } catch (const std::exception &) {
         // Who completes a word has not asked for errors.
     }

@@ -34,7 +34,7 @@ void warn_of_unusable_lsu(ImageStore &store) {
     if (store.lsu_name().rfind('/', 0) == 0)
         return;
     if (const std::string why = store.why_not_usable(); !why.empty())
-        store.host().report().warn(fmt::format("{} (the image library stores it all the same)", why));
+        store.host().report().warn(fmt::format("{} (the image library may store it all the same)", why));
 }
 
 void refuse_to_replace(ImageStore &store, const std::string &name) {

@@ -1,6 +1,8 @@
 // simhost load compare: two runs against each other.
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <memory>
 
@@ -21,7 +23,7 @@ struct LoadCompareOptions {
 Json result_in(const std::string &path) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
-        throw UsageError(fmt::format("cannot read {}", printable(path)));
+        throw UsageError(fmt::format("cannot read {}: {}", printable(path), std::strerror(errno)));
     Json document = Json::parse(stream, nullptr, false);
     if (!document.is_object() || !document.contains("result"))
         throw UsageError(fmt::format("{} is no answer of \"simhost load --json\"", printable(path)));

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "base/escaped_text.h"
 #include "simhost/commands/command_line.h"
@@ -12,17 +13,28 @@
 
 namespace {
 
-// Where the link leads. The plug-in's own unmount leaves the link alone.
-std::string link_target(const std::string &mount_point) {
+struct UmountOptions {
+    std::string path;
+    bool force = false;
+};
+
+// Where the link leads. The plug-in's own unmount leaves the link alone. Links of the system mostly are relative, those of volumes
+// lead to a directory by its whole path.
+std::string link_target(const std::string &mount_point, bool force) {
     std::string target = link_target_of(mount_point);
     if (target.empty())
         throw UsageError(fmt::format("{} is no link: no volume is mounted there", printable(mount_point)));
+    std::error_code failure;
+    if (!force && (target.front() != '/' || !std::filesystem::is_directory(target, failure)))
+        throw UsageError(fmt::format(
+            "{} leads to {}, which does not look like a volume's directory; --force removes the link all the same",
+            printable(mount_point), printable(target)));
     return target;
 }
 
-void umount(const std::string &path, const HostOptions &host_options, const Workbench &bench) {
-    const std::string mount_point = absolute_mount_point(path);
-    const std::string directory = link_target(mount_point);
+void umount(const UmountOptions &options, const HostOptions &host_options, const Workbench &bench) {
+    const std::string mount_point = absolute_mount_point(options.path);
+    const std::string directory = link_target(mount_point, options.force);
     Host host(host_options, bench.report, bench.captured);
     host.call("stspi_unmount_lsu", in_quotes(mount_point), [&](Call &) { return host.entry().unmount_lsu(); });
     if (unlink(mount_point.c_str()) != 0)
@@ -35,14 +47,15 @@ void umount(const std::string &path, const HostOptions &host_options, const Work
 }  // namespace
 
 void add_umount_command(CLI::App &app, CommandLine &line) {
-    auto path = std::make_shared<std::string>();
+    auto options = std::make_shared<UmountOptions>();
     CLI::App *command = add_command(app, "umount", "Undo a mount: remove the link to the volume");
-    command->add_option("PATH", *path, "Where the volume is mounted")->required();
+    command->add_option("PATH", options->path, "Where the volume is mounted")->required();
+    command->add_flag("--force", options->force, "Remove the link wherever it leads");
     add_host_options(*command, line.host);
     add_output_options(*command, line.output);
     command->footer("The volume's directory stays, with all that is in it.");
-    command->callback([path, &line] {
+    command->callback([options, &line] {
         line.command = "umount";
-        line.action = [path, &line](Workbench &bench) { umount(*path, line.host, bench); };
+        line.action = [options, &line](Workbench &bench) { umount(*options, line.host, bench); };
     });
 }

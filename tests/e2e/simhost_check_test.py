@@ -132,6 +132,10 @@ class Check(unittest.TestCase):
             self.assertEqual(done.returncode, 1)
             self.assertEqual([line.split(b": ")[0] for line in done.stdout.splitlines() if b" array, " in line],
                              [f"{self.directory}/{name}".encode() for name in ("Kelvarpool.sim", "copan.sim")])
+        for arguments in (("--config-dir", "/none"), ("/none",)):
+            done = check(*arguments)
+            self.assertEqual(done.returncode, 2)
+            self.assertIn(b"/none: No such file or directory", done.stderr)
         empty = self.directory / "empty.sim"
         empty.mkdir()
         done = check(str(empty))

@@ -201,6 +201,13 @@ class Helped(SimhostTest):
             self.assertIn(b"is no link: no volume is mounted there", done.stderr)
         self.assertTrue(directory.is_dir())
         place = self.root / "mnt"
+        for target in ("directory", self.root / "nowhere", __file__):
+            place.symlink_to(target)
+            done = self.expect(2, self.simhost("umount", place))
+            self.assertIn(f"leads to {target}, which does not look like a volume's directory".encode(), done.stderr)
+            self.assertTrue(place.is_symlink())
+            self.good("umount", "--force", place)
+            self.assertFalse(place.is_symlink())
         place.symlink_to(directory)
         done = self.expect(1, self.simhost("umount", place, plugin=FAKE_PLUGIN, faults="status:unmount_lsu=2060017"))
         self.assertTrue(place.is_symlink())
