@@ -18,14 +18,14 @@ struct UmountOptions {
     bool force = false;
 };
 
-// Where the link leads. The plug-in's own unmount leaves the link alone. Links of the system mostly are relative, those of volumes
-// lead to a directory by its whole path.
+// Where the link leads, seen from here, as the plug-in makes it: a link of the system leads elsewhere when it is relative. The
+// plug-in's own unmount leaves the link alone.
 std::string link_target(const std::string &mount_point, bool force) {
     std::string target = link_target_of(mount_point);
     if (target.empty())
         throw UsageError(fmt::format("{} is no link: no volume is mounted there", printable(mount_point)));
     std::error_code failure;
-    if (!force && (target.front() != '/' || !std::filesystem::is_directory(target, failure)))
+    if (!force && !std::filesystem::is_directory(target, failure))
         throw UsageError(fmt::format(
             "{} leads to {}, which does not look like a volume's directory; --force removes the link all the same",
             printable(mount_point), printable(target)));
