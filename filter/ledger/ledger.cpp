@@ -283,6 +283,8 @@ bool is_alive(const ProcessSlot &slot) {
     return process != 0 && start_time(static_cast<pid_t>(process)) == slot.start_time;
 }
 
-std::string default_ledger_path(const std::string &settings_path) { return settings_path + ".ledger"; }
+std::string default_ledger_path(const std::string &settings_path, size_t section) {
+    return settings_path + ".ledger" + (section == 0 ? "" : "." + std::to_string(section + 1));
+}
 
 }  // namespace filter

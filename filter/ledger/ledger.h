@@ -54,7 +54,7 @@ uint64_t settings_version(std::string_view text);
 // True while the process that the slot was entered for runs.
 bool is_alive(const ProcessSlot &slot);
 
-// Where the ledger of a settings file is kept unless it says otherwise.
-std::string default_ledger_path(const std::string &settings_path);
+// Where the ledger of a section of a settings file is kept unless the section says otherwise. The first section is 0.
+std::string default_ledger_path(const std::string &settings_path, size_t section = 0);
 
 }  // namespace filter

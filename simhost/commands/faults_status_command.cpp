@@ -15,33 +15,41 @@ struct StatusOptions {
     bool expect_all = false;
 };
 
-std::unique_ptr<filter::Ledger> read_ledger(const std::string &path) {
+std::unique_ptr<filter::Ledger> ledger_of(const SectionLedger &section) {
     try {
-        return filter::Ledger::read(path);
+        return read_ledger(section);
     } catch (const std::runtime_error &failure) {
         throw UsageError(failure.what());
     }
 }
 
-void status(const StatusOptions &options, Report &report) {
-    const std::string path = ledger_in_use(settings_in_use(options.file));
-    const auto ledger = read_ledger(path);
-    report.line("ledger         {}", printable(path));
+Json tell_processes(const filter::Ledger &ledger, Report &report) {
     Json processes = Json::array();
-    for (const filter::ProcessSlot &slot : ledger->layout().processes) {
+    for (const filter::ProcessSlot &slot : ledger.layout().processes) {
         if (!filter::is_alive(slot))
             continue;
         const char *state = slot.rejected != 0 ? "found the file wrong, and keeps the rules before it"
-                            : slot.version != ledger->layout().version ? "has older rules"
-                                                                       : "has these rules";
+                            : slot.version != ledger.layout().version ? "has older rules"
+                                                                      : "has these rules";
         report.line("process        {} {}", slot.process.load(), state);
         processes.push_back({{"process", slot.process.load()}, {"state", state}});
     }
-    const size_t never = tell_rule_counts(*ledger, report);
-    report.result()["ledger"] = path;
-    report.result()["processes"] = std::move(processes);
-    if (options.expect_all && never > 0)
-        throw BadAnswer(never == 1 ? "a rule never fired" : fmt::format("{} rules never fired", never));
+    return processes;
+}
+
+void status(const StatusOptions &options, Report &report) {
+    RuleCountReport counts(report);
+    for (const SectionLedger &section : ledgers_in_use(settings_in_use(options.file))) {
+        const auto ledger = ledger_of(section);
+        report.line("ledger         {}", printable(section.path));
+        Json processes = ledger != nullptr ? tell_processes(*ledger, report) : Json::array();
+        Json &told = counts.add(section, ledger.get());
+        Json &place = section.number == 0 ? report.result() : told;
+        place["ledger"] = section.path;
+        place["processes"] = std::move(processes);
+    }
+    if (options.expect_all)
+        counts.demand_all_fired();
 }
 
 }  // namespace

@@ -23,7 +23,6 @@
 #include "simhost/check/configuration_source.h"
 #include "simhost/commands/command_line.h"
 #include "simhost/commands/image_copies.h"
-#include "simhost/faults/rule_counts.h"
 #include "simhost/host/image_root.h"
 #include "simhost/host/interrupt.h"
 #include "simhost/report/text_table.h"

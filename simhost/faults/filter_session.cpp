@@ -4,12 +4,11 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 #include "base/escaped_text.h"
 #include "filter/ledger/ledger.h"
+#include "simhost/faults/journal_mark.h"
 #include "simhost/faults/rule_counts.h"
 #include "simhost/faults/rule_file.h"
 
@@ -17,14 +16,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char journal_magic[] = "STSPIJNL";
-
 bool is_used(const std::string &path) {
     const auto ledger = filter::Ledger::read(path);
     for (const filter::ProcessSlot &slot : ledger->layout().processes)
         if (filter::is_alive(slot))
             return true;
     return false;
+}
+
+void demand_unused(const std::string &path) {
+    bool used = false;
+    try {
+        used = is_used(path);
+    } catch (const std::runtime_error &failure) {
+        throw UsageError(failure.what());
+    }
+    if (used)
+        throw UsageError(
+            fmt::format("processes that run now count in {}: copy the rules to a file of their own", printable(path)));
 }
 
 // A plug-in's path as the loader takes it from any directory; a bare name is the loader's to find.
@@ -44,7 +53,7 @@ FilterSession::FilterSession(const FilterOptions &options, const std::string &pl
         rules_path = fs::absolute(options.faults).string();
         if (m_plugin.empty())
             m_plugin = file.settings.sections.front().plugin;
-        begin_ledger(rules_path);
+        begin_ledgers(file.settings, rules_path);
     }
     if (m_plugin.empty())
         m_plugin = default_plugin;
@@ -55,31 +64,22 @@ FilterSession::FilterSession(const FilterOptions &options, const std::string &pl
         begin_journal();
 }
 
-// Counts begin anew with every command, so that the same command has the same troubles.
-void FilterSession::begin_ledger(const std::string &rules_path) {
-    const char *given = std::getenv("STSPI_FILTER_LEDGER");
-    m_ledger = given != nullptr ? given : filter::default_ledger_path(rules_path);
-    if (fs::exists(m_ledger)) {
-        bool used = false;
-        try {
-            used = is_used(m_ledger);
-        } catch (const std::runtime_error &failure) {
-            throw UsageError(failure.what());
-        }
-        if (used)
-            throw UsageError(fmt::format("processes that run now count in {}: copy the rules to a file of their own",
-                                         printable(m_ledger)));
-        unlink(m_ledger.c_str());
-    }
-    setenv("STSPI_FILTER_LEDGER", m_ledger.c_str(), 1);
+// Counts begin anew with every command, so that the same command has the same troubles. The first section's ledger is
+// the command's own, whatever the rules say.
+void FilterSession::begin_ledgers(const filter::Settings &settings, const std::string &rules_path) {
+    setenv("STSPI_FILTER_LEDGER", filter::default_ledger_path(rules_path).c_str(), 0);
+    m_ledgers = section_ledgers(settings, rules_path);
+    for (const SectionLedger &ledger : m_ledgers)
+        if (fs::exists(ledger.path))
+            demand_unused(ledger.path);
+    for (const SectionLedger &ledger : m_ledgers)
+        unlink(ledger.path.c_str());
 }
 
 void FilterSession::begin_journal() const {
     const std::string path = fs::absolute(m_options.record).string();
     if (fs::exists(path)) {
-        char begin[8] = {};
-        std::ifstream(path, std::ios::binary).read(begin, sizeof begin);
-        if (std::memcmp(begin, journal_magic, sizeof begin) != 0)
+        if (!is_marked_as_journal(path))
             throw UsageError(
                 fmt::format("{} is there, and no journal: it is left as it is", printable(m_options.record)));
         unlink(path.c_str());
@@ -88,9 +88,14 @@ void FilterSession::begin_journal() const {
 }
 
 void FilterSession::tell(Report &report) const {
-    if (m_ledger.empty())
+    if (m_ledgers.empty())
         return;
-    const size_t never = tell_rule_counts(*filter::Ledger::read(m_ledger), report);
-    if (m_options.expect_all && never > 0)
-        throw BadAnswer(never == 1 ? "a rule never fired" : fmt::format("{} rules never fired", never));
+    RuleCountReport counts(report);
+    for (const SectionLedger &section : m_ledgers) {
+        if (section.number > 0)
+            report.line("ledger         {}", printable(section.path));
+        counts.add(section, read_ledger(section).get());
+    }
+    if (m_options.expect_all)
+        counts.demand_all_fired();
 }

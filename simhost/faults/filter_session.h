@@ -2,7 +2,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "simhost/faults/settings_in_use.h"
 #include "simhost/report/report.h"
 
 struct FilterOptions {
@@ -26,10 +28,10 @@ public:
     void tell(Report &report) const;
 
 private:
-    void begin_ledger(const std::string &rules_path);
+    void begin_ledgers(const filter::Settings &settings, const std::string &rules_path);
     void begin_journal() const;
 
     FilterOptions m_options;
     std::string m_plugin;
-    std::string m_ledger;
+    std::vector<SectionLedger> m_ledgers;
 };

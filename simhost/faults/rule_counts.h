@@ -1,4 +1,4 @@
-// What became of each rule, out of a ledger.
+// What became of each rule, out of the ledgers.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "filter/ledger/ledger.h"
+#include "simhost/faults/settings_in_use.h"
 #include "simhost/report/report.h"
 
 struct RuleCount {
@@ -24,5 +25,20 @@ std::vector<RuleCount> rule_counts(const filter::Ledger &ledger);
 // The seed in force.
 uint64_t seed_of(const filter::Ledger &ledger);
 
-// A table for people, and the member "faults" of the answer for programs. Returns how many rules never fired.
-size_t tell_rule_counts(const filter::Ledger &ledger, Report &report);
+// What became of the rules of all sections: a table of each for people, and the member "faults" of the answer for
+// programs.
+class RuleCountReport {
+public:
+    explicit RuleCountReport(Report &report) : m_report(report) {}
+
+    // The next section, with its ledger; null where no filter has begun one. Returns what programs are told of it, to
+    // which more may be added at once.
+    Json &add(const SectionLedger &section, const filter::Ledger *ledger);
+
+    // Throws BadAnswer when a rule of any section never fired.
+    void demand_all_fired() const;
+
+private:
+    Report &m_report;
+    size_t m_never = 0;
+};

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "base/escaped_text.h"
+#include "base/text_columns.h"
 #include "filter/rules/hidden_rules.h"
 #include "simhost/report/failure.h"
 
@@ -22,14 +23,18 @@ std::string_view line_of(const std::string &text, size_t number) {
     return rest.substr(0, rest.find('\n'));
 }
 
-// The line with a mark below it; tabs become blanks, so that the mark stands where it belongs.
+// The line with a mark below it; tabs become blanks, so that the mark stands where it belongs. column and length count
+// bytes, of which a character may have several, and one that takes no or two columns of a terminal.
 std::string marked_line(const RuleFile &file, size_t line, size_t column, size_t length) {
     std::string shown(line_of(file.text, line));
     for (char &byte : shown)
         if (static_cast<unsigned char>(byte) < 0x20)
             byte = ' ';
-    return fmt::format("{:>5} | {}\n      | {}^{}\n", line, shown, std::string(column - 1, ' '),
-                       std::string(length > 1 ? length - 1 : 0, '~'));
+    const std::string_view text = shown;
+    const size_t before = text_columns(text.substr(0, column - 1));
+    const size_t marked = column <= text.size() ? text_columns(text.substr(column - 1, length)) : length;
+    return fmt::format("{:>5} | {}\n      | {}^{}\n", line, shown, std::string(before, ' '),
+                       std::string(marked > 1 ? marked - 1 : 0, '~'));
 }
 
 }  // namespace
@@ -37,11 +42,11 @@ std::string marked_line(const RuleFile &file, size_t line, size_t column, size_t
 RuleFile read_rule_file(const std::string &path) {
     RuleFile file;
     file.name = path == "-" ? "<stdin>" : path;
+    errno = 0;
     const std::unique_ptr<FILE, int (*)(FILE *)> stream(path == "-" ? stdin : std::fopen(path.c_str(), "re"),
                                                         path == "-" ? [](FILE *) { return 0; } : std::fclose);
     char piece[4096];
     size_t got = 0;
-    errno = 0;
     while (stream != nullptr && (got = std::fread(piece, 1, sizeof piece, stream.get())) > 0)
         file.text.append(piece, got);
     if (stream == nullptr || std::ferror(stream.get()) != 0)

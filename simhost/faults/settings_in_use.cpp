@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "filter/ledger/ledger.h"
 #include "simhost/faults/rule_file.h"
 #include "simhost/report/failure.h"
 
@@ -15,19 +14,34 @@ std::string settings_in_use(const std::string &file) {
     return path != nullptr && *path != '\0' ? path : "/etc/quillmere/filter.conf";
 }
 
-std::string ledger_in_use(const std::string &path) {
+std::vector<SectionLedger> section_ledgers(const filter::Settings &settings, const std::string &settings_path) {
+    std::vector<SectionLedger> ledgers;
+    ledgers.reserve(settings.sections.size());
+    for (const filter::Section &section : settings.sections) {
+        const char *given = ledgers.empty() ? std::getenv("STSPI_FILTER_LEDGER") : nullptr;
+        std::string ledger = given != nullptr ? given : section.ledger;
+        if (ledger.empty())
+            ledger = filter::default_ledger_path(settings_path, ledgers.size());
+        ledgers.push_back({ledgers.size(), std::move(ledger), section.rules});
+    }
+    return ledgers;
+}
+
+std::unique_ptr<filter::Ledger> read_ledger(const SectionLedger &section) {
+    if (section.number > 0 && !std::filesystem::exists(section.path))
+        return nullptr;
+    return filter::Ledger::read(section.path);
+}
+
+std::vector<SectionLedger> ledgers_in_use(const std::string &path) {
     char begin[8] = {};
     std::ifstream(path, std::ios::binary).read(begin, sizeof begin);
     if (std::string(begin, sizeof begin) == filter::ledger_magic)
-        return path;
-    if (const char *ledger = std::getenv("STSPI_FILTER_LEDGER"))
-        return ledger;
+        return {{0, path, {}}};
     // The rules may be wrong by now, or gone: the ledger is still there.
     try {
-        const RuleFile file = read_rule_file(path);
-        if (!file.settings.sections.front().ledger.empty())
-            return file.settings.sections.front().ledger;
+        return section_ledgers(read_rule_file(path).settings, path);
     } catch (const UsageError &) {
+        return section_ledgers(filter::read_settings(""), path);
     }
-    return filter::default_ledger_path(path);
 }

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 
+#include "simhost/faults/journal_mark.h"
 #include "simhost/host/failed_file_call.h"
 
 namespace {
@@ -22,6 +24,14 @@ std::vector<std::string> &record() {
     return directories;
 }
 
+// The filter keeps the data of its journal in a directory beside that.
+bool is_data_of_journal(const std::string &directory) {
+    constexpr std::string_view ending = ".data";
+    return directory.size() > ending.size() &&
+           directory.compare(directory.size() - ending.size(), ending.size(), ending) == 0 &&
+           is_marked_as_journal(directory.substr(0, directory.size() - ending.size()));
+}
+
 // Called for directories that were made just now. The path is resolved at once: links on the way to it may be gone, or
 // lead elsewhere, when it is to be removed. errno stays as it is.
 void note(int base, const char *path) {
@@ -31,7 +41,7 @@ void note(int base, const char *path) {
         const std::string from = base == AT_FDCWD ? "." : "/proc/self/fd/" + std::to_string(base);
         std::error_code failure;
         const std::filesystem::path made = std::filesystem::canonical(std::filesystem::path(from) / path, failure);
-        if (!failure)
+        if (!failure && !is_data_of_journal(made.string()))
             record().push_back(made.string());
     }
     errno = error;

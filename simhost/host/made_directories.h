@@ -2,7 +2,8 @@
 //
 // A plug-in and an image library make directories of their own choice: storage, volume and parent directories. To take
 // away afterwards exactly those, and never one that was there before, the program defines mkdir and mkdirat itself, which
-// the dynamic linker prefers to the C library's for every library the program loads, and writes down what they made.
+// the dynamic linker prefers to the C library's for every library the program loads, and writes down what they made. The
+// filter in front of the plug-in makes one too, for the data of its journal, which is to stay with that: it is left out.
 #pragma once
 
 #include <string>

@@ -1,6 +1,7 @@
-"""simhost run with a plug-in that goes wrong: each fault is told and everything is undone."""
+"""simhost with a plug-in that goes wrong, or a filter that makes it: each fault is told and everything is undone."""
 
 import os
+import re
 import signal
 import subprocess
 
@@ -165,6 +166,112 @@ class Faults(SimhostTest):
         self.assertFalse(document["ok"])
         self.assertEqual(document["exit_status"], 1)
         self.assertIn("differs", document["errors"][0])
+
+
+class Rules(SimhostTest):
+    def rules(self, text, name="rules"):
+        path = self.root / name
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def pools(self, rules, *words):
+        return self.simhost("pools", "--server", "Kelvarpool:mediaA", "--faults", rules, *words)
+
+    def faults(self, *words, status=0):
+        done = subprocess.run([SIMHOST, "faults", *map(str, words)], capture_output=True, check=False,
+                              env=self.environment(), timeout=60)
+        return self.expect(status, done)
+
+    def test_programs_are_told_when_a_rule_fired_first_and_last(self):
+        rules = self.rules("on list_lsu delay 1ms\non close_server call 9 answer 5\n")
+        self.expect(0, self.pools(rules))
+        for done in (self.pools(rules, "--json"), self.faults("status", rules, "--json")):
+            fired, never = document_of(done.stdout)["result"]["faults"]["rules"]
+            self.assertRegex(fired["first_fired"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+            self.assertLessEqual(fired["first_fired"], fired["last_fired"])
+            self.assertNotIn("first_fired", never)
+            self.assertNotIn("last_fired", never)
+
+    def test_times_of_another_day_have_their_date(self):
+        rules = self.rules("on list_lsu delay 1ms\n")
+        self.expect(0, self.pools(rules))
+        ledger = self.root / "rules.ledger"
+        bytes_now = bytearray(ledger.read_bytes())
+        # Twelve numbers stand before a rule's text: the ninth is the time of its first firing.
+        place = bytes_now.index(b"on list_lsu delay 1ms") - 4 * 8
+        first = int.from_bytes(bytes_now[place:place + 8], "little")
+        bytes_now[place:place + 8] = (first - 3 * 86400 * 10**9).to_bytes(8, "little")
+        ledger.write_bytes(bytes_now)
+        told = self.faults("status", rules).stdout.decode()
+        self.assertEqual(len(re.findall(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} ", told)), 1, told)
+
+    def test_a_file_that_cannot_be_read_is_told_with_the_reason(self):
+        for path, reason in ((self.root / "none", b"No such file or directory"), (self.root, b"Is a directory")):
+            self.assertIn(b": " + reason, self.faults("check", path, status=2).stderr)
+
+    def test_the_mark_stands_below_the_mistake_behind_wide_and_accented_letters(self):
+        for name, columns in (("b\u00e4r", 3), ("\u78c1\u76d8", 4), ("e\u0301", 1)):
+            rules = self.rules(f'on open_server server "{name}" wrong\n')
+            told = self.faults("check", rules, status=1).stdout.decode()
+            self.assertIn(f"\n      | {' ' * (len('on open_server server ') + columns + 3)}^~~~~\n", told)
+            rules = self.rules(f"on {name}{name}\n")
+            told = self.faults("check", rules, status=1).stdout.decode()
+            self.assertIn(f"\n      |    ^{'~' * (2 * columns - 1)}\n", told)
+
+    def test_the_directory_of_a_journals_data_is_not_the_plugins(self):
+        journal = self.root / "calls.stspi"
+        rules = self.rules(f"journal {journal} 16M bytes\n")
+        done = self.expect(0, self.simhost("run", "--server", "Kelvarpool:mediaA", "--faults", rules, "--strict",
+                                           data=b"0123456789" * 1000))
+        self.assertNotIn(b"was made by this run", done.stderr)
+        self.assertTrue(any((self.root / "calls.stspi.data").iterdir()))
+
+    def test_why_a_rule_that_asks_for_a_status_never_fired(self):
+        rules = self.rules("on open_lsu_list returned error answer 5\n"
+                           "on open_lsu_list server Kelvar* returned error answer 5\n"
+                           "on close_server after answer 0\n"
+                           "on close_server answer 0\n")
+        told = self.pools(rules).stdout.decode()
+        self.assertRegex(told, "NEVER FIRED: called [a-z0-9 ]+, but that status never came back, or another rule answered\n")
+        self.assertIn("but names, numbers or status never matched, or another rule answered\n", told)
+        self.assertRegex(told, "on close_server after answer 0   <- NEVER FIRED: there was nothing to act on, or another "
+                               "rule answered\n")
+
+    def test_apply_keeps_link_owner_and_mode(self):
+        settings = self.rules("on close_server answer 5\n", "real")
+        settings.chmod(0o640)
+        if os.geteuid() == 0:
+            os.chown(settings, 1234, 2345)
+        before = settings.stat()
+        link = self.root / "filter.conf"
+        link.symlink_to(settings)
+        new = self.rules("on close_server answer 6\n", "new")
+        self.faults("apply", new, "--settings", link)
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(settings.read_text(), new.read_text())
+        after = settings.stat()
+        self.assertEqual((after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid))
+        self.assertEqual(sorted(path.name for path in self.root.glob("real*")), ["real"])
+
+    def test_apply_makes_a_settings_file_where_there_is_none(self):
+        new = self.rules("on close_server answer 6\n", "new")
+        self.faults("apply", new, "--settings", self.root / "filter.conf")
+        self.assertEqual((self.root / "filter.conf").read_text(), new.read_text())
+        self.assertEqual((self.root / "filter.conf").stat().st_mode, new.stat().st_mode)
+
+    def test_apply_demands_the_plugin_line_that_the_settings_have(self):
+        settings = self.rules("plugin /some/plugin.so\n", "filter.conf")
+        new = self.rules("on close_server answer 6\n", "new")
+        done = self.faults("apply", new, "--settings", settings, status=2)
+        self.assertIn(f'{new}: no line says which plug-in to wrap, as {settings} does (write "plugin /some/plugin.so")'
+                      .encode(), done.stderr)
+        self.assertEqual(settings.read_text(), "plugin /some/plugin.so\n")
+
+    def test_apply_replaces_files_only(self):
+        new = self.rules("on close_server answer 6\n", "new")
+        pipe = self.root / "pipe"
+        os.mkfifo(pipe)
+        self.assertIn(b"is no file that can be replaced", self.faults("apply", new, "--settings", pipe, status=2).stderr)
 
 
 if __name__ == "__main__":
