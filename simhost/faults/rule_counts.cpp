@@ -130,10 +130,8 @@ Json &RuleCountReport::add(const SectionLedger &section, const filter::Ledger *l
         told["seed"] = seed_of(*ledger);
     told["rules"] = std::move(rules);
     Json &faults = m_report.result()["faults"];
-    if (section.number == 0)
-        return faults = std::move(told);
-    faults["further_sections"].push_back(std::move(told));
-    return faults["further_sections"].back();
+    Json &place = section.number == 0 ? faults : faults["further_sections"].emplace_back();
+    return place = std::move(told);
 }
 
 void RuleCountReport::demand_all_fired() const {
