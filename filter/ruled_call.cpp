@@ -86,7 +86,7 @@ bool RuledCall::act(const Firing &firing, ListEntries &entries) {
 
 void RuledCall::act_after(const std::function<int32_t()> &next) {
     ListEntries entries(m_view, next);
-    std::vector<const ActiveRule *> judged;  // by whom the entry that is given now was judged
+    std::vector<const ActiveRule *> judged;  // which of those that omit have judged the entry that is given now
     bool omitted = false;
     size_t noted = 0;
     for (ActiveRule *active : m_rules.rules_for(m_view.function())) {
@@ -94,7 +94,8 @@ void RuledCall::act_after(const std::function<int32_t()> &next) {
         if (noted < m_after.size() && m_after[noted].active == active) {
             firing = m_after[noted++];
         } else {
-            judged.push_back(active);
+            if (active->rule->effect.kind == EffectKind::omit)
+                judged.push_back(active);
             if (!is_for_result(*active, entries) || !m_rules.fires(*active, m_view, firing.draw))
                 continue;
         }

@@ -93,10 +93,8 @@ ReadSettings read_settings_file(const std::string &path, const std::string &own_
     result.section = std::move(settings.sections[chosen]);
     if (chosen == 0)
         take_environment(result.section);
-    else if (result.section.ledger.empty())
-        result.section.ledger = default_ledger_path(path) + "." + std::to_string(chosen + 1);
     if (result.section.ledger.empty())
-        result.section.ledger = default_ledger_path(path);
+        result.section.ledger = default_ledger_path(path, chosen);
     if (result.section.plugin.empty())
         throw std::runtime_error(path + ":1:1: error: no line says which plug-in to wrap (write \"plugin PATH\")");
     if (is_same_file(result.section.plugin, own_path))
