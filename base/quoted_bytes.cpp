@@ -1,6 +1,6 @@
 #include "base/quoted_bytes.h"
 
-std::string quoted(const std::string &text, size_t longest) {
+std::string quoted_bytes(const std::string &text, size_t longest) {
     static constexpr char digits[] = "0123456789abcdef";
     std::string out = "\"";
     for (size_t i = 0; i < text.size() && i < longest; ++i) {
@@ -22,4 +22,4 @@ std::string quoted(const std::string &text, size_t longest) {
     return out;
 }
 
-std::string quoted_or_null(const char *text) { return text == nullptr ? "null" : quoted(text, 80); }
+std::string quoted_or_null(const char *text) { return text == nullptr ? "null" : quoted_bytes(text, 80); }

@@ -6,7 +6,7 @@
 
 // In double quotes, with \n, \xNN and so on for what is no printable ASCII; longer texts are shown by their beginning and
 // length.
-std::string quoted(const std::string &text, size_t longest = 200);
+std::string quoted_bytes(const std::string &text, size_t longest = 200);
 
 // "null" or the quoted text.
 std::string quoted_or_null(const char *text);

@@ -31,7 +31,7 @@ std::string show(const stsp_lsu_v7_t *lsu) {
     if (lsu == nullptr)
         return "null";
     return fmt::format("{{{}, {}}}", lsu->server == nullptr ? "null" : "handle",
-                       quoted(std::string(lsu->lsu_name, strnlen(lsu->lsu_name, sizeof lsu->lsu_name)), 80));
+                       quoted_bytes(std::string(lsu->lsu_name, strnlen(lsu->lsu_name, sizeof lsu->lsu_name)), 80));
 }
 
 // As a register holds it.

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/quoted_bytes.h"
+#include "conformance/explore/operation_record.h"
 #include "conformance/report/hex_diff.h"
 #include "conformance/watch/record_fields.h"
 #include "stspi/sts_status.h"
@@ -40,7 +41,8 @@ std::string status_text(int32_t status) {
 std::string messages_text(const std::vector<model::Message> &messages) {
     std::string text;
     for (const model::Message &one : messages)
-        text += fmt::format("\n      session {} level {} {}", one.session, one.level, quoted(one.text, longest_shown));
+        text += fmt::format("\n      session {} level {} {}", one.session, one.level,
+                            quoted_bytes(one.text, longest_shown));
     return text.empty() ? "none" : text;
 }
 
@@ -96,11 +98,11 @@ std::optional<Difference> library_difference(const Expected &expected, const Obs
         if (!wanted.names_lsu)
             continue;
         if (got.lsu_text != wanted.lsu_text)
-            return Difference{"LSU text of " + got.function, quoted(wanted.lsu_text, longest_shown),
-                              quoted(got.lsu_text, longest_shown)};
+            return Difference{"LSU text of " + got.function, quoted_bytes(wanted.lsu_text, longest_shown),
+                              quoted_bytes(got.lsu_text, longest_shown)};
         if (got.server_name != wanted.server_name)
-            return Difference{"server name of " + got.function, quoted(wanted.server_name, longest_shown),
-                              quoted(got.server_name, longest_shown)};
+            return Difference{"server name of " + got.function, quoted_bytes(wanted.server_name, longest_shown),
+                              quoted_bytes(got.server_name, longest_shown)};
     }
     // What was read into must be what is written.
     if (expected.library.size() == 2 && observed.library[0].arguments[1] != observed.library[1].arguments[2])
@@ -131,20 +133,6 @@ bool put_sizes(std::string &record, const std::string &path, const std::string &
     return true;
 }
 
-const std::vector<RecordField> &fields_for(Operation operation) {
-    switch (operation) {
-        case Operation::init:
-            return fields_of(static_cast<const sts_registration_t *>(nullptr));
-        case Operation::get_server_prop:
-        case Operation::get_server_prop_byname:
-            return fields_of(static_cast<const sts_server_info_t *>(nullptr));
-        case Operation::get_lsu_prop_byname:
-            return fields_of(static_cast<const sts_lsu_info_v9_t *>(nullptr));
-        default:
-            return fields_of(static_cast<const void *>(nullptr));
-    }
-}
-
 std::optional<Difference> record_difference(const Call &call, const Expected &expected, const Observed &observed) {
     std::string wanted = expected.record;
     if (wanted.empty() || expected.any_record || observed.record.empty())
@@ -153,7 +141,8 @@ std::optional<Difference> record_difference(const Call &call, const Expected &ex
         put_sizes(wanted, expected.sizes_of, observed.record);
     if (wanted == observed.record)
         return std::nullopt;
-    const std::string fields = differing_fields(fields_for(call.operation), wanted.data(), observed.record.data());
+    const std::vector<RecordField> *named = fields_of_record(call.operation);
+    const std::string fields = named == nullptr ? "" : differing_fields(*named, wanted.data(), observed.record.data());
     return Difference{"record", "these bytes",
                       "others\n" + (fields.empty() ? "" : fields + "\n") +
                           hex_diff(reinterpret_cast<const unsigned char *>(wanted.data()),
@@ -185,8 +174,8 @@ std::optional<Difference> difference(const Call &call, const Expected &expected,
     if (!expected.any_messages && observed.messages != expected.messages)
         return Difference{"messages", messages_text(expected.messages), messages_text(observed.messages)};
     if (observed.output != expected.output && observed.output != expected.other_output)
-        return Difference{"standard output", quoted(expected.output, longest_shown),
-                          quoted(observed.output, longest_shown)};
+        return Difference{"standard output", quoted_bytes(expected.output, longest_shown),
+                          quoted_bytes(observed.output, longest_shown)};
     if (auto library = library_difference(expected, observed))
         return library;
     return record_difference(call, expected, observed);

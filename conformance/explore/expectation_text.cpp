@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "conformance/explore/operation_record.h"
 #include "conformance/watch/record_fields.h"
 #include "stspi/sts_status.h"
 
@@ -34,22 +35,6 @@ std::string escaped(const std::string &bytes) {
     return out;
 }
 
-const std::vector<RecordField> *fields_for(Operation operation) {
-    switch (operation) {
-        case Operation::get_server_prop:
-        case Operation::get_server_prop_byname:
-            return &fields_of(static_cast<const sts_server_info_t *>(nullptr));
-        case Operation::get_lsu_prop_byname:
-            return &fields_of(static_cast<const sts_lsu_info_v9_t *>(nullptr));
-        case Operation::init:
-            return &fields_of(static_cast<const sts_registration_t *>(nullptr));
-        case Operation::init2:
-            return &fields_of(static_cast<const void *>(nullptr));
-        default:
-            return nullptr;
-    }
-}
-
 uint64_t number_at(const std::string &bytes, const RecordField &field) {
     uint64_t number = 0;
     std::memcpy(&number, &bytes[field.offset], std::min(field.size, sizeof number));
@@ -73,7 +58,7 @@ public:
         clear_where_cleared();
         if (call_.operation == Operation::init2)
             leave({"entry_points", 8, 8, FieldKind::number});
-        for (const RecordField &field : *fields_for(call_.operation))
+        for (const RecordField &field : *fields_of_record(call_.operation))
             put(field);
         put_rest();
         return fmt::format(
@@ -210,7 +195,7 @@ std::string record_text(const Call &call, const Expected &expected) {
             return {};
         return fmt::format("    expect_text(\"text\", std::string(name), {});\n", literal(up_to_nul(expected.record)));
     }
-    return fields_for(call.operation) == nullptr ? "" : RecordText(call, expected).text();
+    return fields_of_record(call.operation) == nullptr ? "" : RecordText(call, expected).text();
 }
 
 }  // namespace

@@ -88,11 +88,11 @@ std::string call_text(const Call &call) {
     if (call.null_out)
         add("null out");
     if (call.name)
-        add(quoted(*call.name, longest_shown_text));
+        add(quoted_bytes(*call.name, longest_shown_text));
     if (call.text)
-        add(quoted(*call.text, longest_shown_text));
+        add(quoted_bytes(*call.text, longest_shown_text));
     for (const std::string &host : call.hosts)
-        add(fmt::format("host {}", quoted(host, longest_shown_text)));
+        add(fmt::format("host {}", quoted_bytes(host, longest_shown_text)));
     size_t shown = call.numbers.size();
     while (shown > 0 && call.numbers[shown - 1] == 0)
         --shown;
@@ -115,7 +115,7 @@ std::string history_text(const History &history) {
     for (const auto &[name, lines] : history.files) {
         text += fmt::format("  {}.sim:\n", name);
         for (const std::string &line : lines)
-            text += fmt::format("    {}\n", quoted(line, longest_shown_text));
+            text += fmt::format("    {}\n", quoted_bytes(line, longest_shown_text));
     }
     for (const Call &call : history.calls)
         text += fmt::format("  {}\n", call_text(call));

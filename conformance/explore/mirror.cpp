@@ -171,8 +171,8 @@ int Mirror::look_at(const std::string &path) {
 }
 
 int Mirror::ask_sizes(const std::string &path) {
-    struct statvfs sizes;
-    return error_of(statvfs(mirrored(path).c_str(), &sizes));
+    struct statvfs told;
+    return error_of(statvfs(mirrored(path).c_str(), &told));
 }
 
 bool Mirror::may_make(const std::string &path) {

@@ -48,7 +48,7 @@ std::string asked_text(const LibraryAnswer *answer) {
     std::string text = answer->function + "(";
     for (size_t i = 0; i < answer->shown.size(); ++i)
         text += fmt::format("{}{}", i == 0 ? "" : ", ",
-                            i + 2 < answer->shown.size() ? answer->shown[i] : quoted(answer->shown[i], 120));
+                            i + 2 < answer->shown.size() ? answer->shown[i] : quoted_bytes(answer->shown[i], 120));
     return text + ")";
 }
 
@@ -78,8 +78,8 @@ std::string tree_text(const std::optional<Tree> &tree) {
         return "unknown: the process ended before";
     std::string text;
     for (const TreeEntry &one : *tree)
-        text += fmt::format("{}{} {:o} {}", text.empty() ? "" : ", ", quoted(one.path, 80), one.mode,
-                            quoted(one.content, 80));
+        text += fmt::format("{}{} {:o} {}", text.empty() ? "" : ", ", quoted_bytes(one.path, 80), one.mode,
+                            quoted_bytes(one.content, 80));
     return text.empty() ? "nothing" : text;
 }
 

@@ -20,7 +20,7 @@ std::string shown_line(std::string line) {
     const bool prints = std::all_of(line.begin() + static_cast<std::ptrdiff_t>(indent), line.end(),
                                     [](unsigned char byte) { return byte >= 0x20 && byte < 0x7f; });
     if (!prints)
-        return quoted(line, longest_line);
+        return quoted_bytes(line, longest_line);
     const size_t size = line.size();
     line = std::string(indent * 4, ' ') + line.substr(indent, longest_line);
     return size - indent > longest_line ? fmt::format("{}... ({} bytes)", line, size) : line;

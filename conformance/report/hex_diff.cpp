@@ -9,7 +9,7 @@ namespace conformance {
 namespace {
 
 constexpr size_t row_size = 16;
-constexpr size_t most_rows = 6;
+constexpr size_t most_memory_rows = 6;
 
 std::string row(const unsigned char *bytes, const unsigned char *other, size_t begin, size_t end) {
     std::string hex;
@@ -33,13 +33,13 @@ std::string hex_diff(const unsigned char *expected, const unsigned char *got, si
             continue;
         for (size_t i = begin; i < end; ++i)
             differing += expected[i] != got[i] ? 1U : 0U;
-        if (++rows > most_rows)
+        if (++rows > most_memory_rows)
             continue;
         out += fmt::format("{:5} expected {}\n      got      {}\n", begin, row(expected, got, begin, end),
                            row(got, expected, begin, end));
     }
     return out + fmt::format("{} of {} bytes differ{}", differing, size,
-                             rows > most_rows ? ", the first lines are shown" : "");
+                             rows > most_memory_rows ? ", the first lines are shown" : "");
 }
 
 }  // namespace conformance

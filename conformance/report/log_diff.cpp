@@ -12,7 +12,7 @@ using Lines = std::vector<std::string>;
 
 constexpr size_t narrowest_column = 8;  // "expected"
 constexpr size_t widest_column = 72;
-constexpr size_t most_rows = 60;
+constexpr size_t most_log_rows = 60;
 constexpr size_t longest_aligned = 400;  // longer logs are shown line by line
 
 // lengths[i * (got.size() + 1) + j]: messages that expected from i on and got from j on have in common, in order.
@@ -49,7 +49,7 @@ std::string log_diff(const Lines &expected, const Lines &got) {
     size_t rows = 0;
     size_t i = 0;
     size_t j = 0;
-    while ((i < expected.size() || j < got.size()) && rows++ < most_rows) {
+    while ((i < expected.size() || j < got.size()) && rows++ < most_log_rows) {
         const bool has_left = i < expected.size();
         const bool has_right = j < got.size();
         bool takes_left = has_left;

@@ -29,7 +29,7 @@ std::string no_such_test(const std::string &id) {
     for (const TestCase &test : all_tests())
         ids.push_back(test.id);
     const std::string near = nearest_word(id, ids);
-    return fmt::format("there is no test {}{}", quoted(id, 80),
+    return fmt::format("there is no test {}{}", quoted_bytes(id, 80),
                        near.empty() ? "; --list names them" : fmt::format("; is {} meant?", near));
 }
 
@@ -100,7 +100,7 @@ void read_line(const std::string &text, Profile &profile) {
     const size_t word_column = line.column();
     const std::string word = line.word();
     if (word != "fail" && word != "skip")
-        throw WrongLine{word_column, fmt::format("{} is neither fail nor skip", quoted(word, 80))};
+        throw WrongLine{word_column, fmt::format("{} is neither fail nor skip", quoted_bytes(word, 80))};
     line.skip_blanks();
     KnownTest known{word == "fail" ? KnownTest::fail : KnownTest::skip, line.text_in_quotes(), ""};
     line.skip_blanks();

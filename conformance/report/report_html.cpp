@@ -16,7 +16,7 @@ constexpr char style[] =
     "vertical-align:top}pre{background:#f4f4f4;padding:.8em;overflow:auto}code{white-space:nowrap}"
     ".pass{color:#060}.warn,.skip,.known{color:#850}.fail,.crash,.timeout{color:#a00;font-weight:bold}";
 
-std::string escaped(const std::string &text) {
+std::string escaped_for_html(const std::string &text) {
     std::string out;
     for (const char character : text)
         switch (character) {
@@ -70,7 +70,7 @@ std::string facts_table(const RunFacts &facts) {
                                                          {"time", fmt::format("{:.1f} s", facts.seconds)}};
     std::string out = "<table>\n";
     for (const auto &[name, value] : rows)
-        out += fmt::format("<tr><th>{}</th><td>{}</td></tr>\n", name, escaped(value));
+        out += fmt::format("<tr><th>{}</th><td>{}</td></tr>\n", name, escaped_for_html(value));
     return out + "</table>\n";
 }
 
@@ -91,7 +91,7 @@ std::string area_table(const std::vector<TestResult> &results) {
         ++areas[result.test->id.substr(0, result.test->id.find('.'))][result.outcome];
     std::string out = "<h2>Areas</h2>\n<table>\n";
     for (const auto &[area, counts] : areas) {
-        out += fmt::format("<tr><th>{}</th><td>", escaped(area));
+        out += fmt::format("<tr><th>{}</th><td>", escaped_for_html(area));
         for (const auto &[outcome, count] : counts)
             out += fmt::format("<span class=\"{}\">{} {}</span> ", outcome_name(outcome), count, outcome_name(outcome));
         out += "</td></tr>\n";
@@ -103,8 +103,9 @@ std::string findings_of(const std::vector<TestResult> &results, const std::strin
     std::string out;
     for (const TestResult &result : results)
         if (result.outcome != Outcome::pass)
-            out += fmt::format("<h3 id=\"{}\">{}</h3>\n<pre>{}</pre>\n", escaped(result.test->id),
-                               escaped(result.test->id), escaped(result_text(result, "stspi-conformance", plugin)));
+            out += fmt::format("<h3 id=\"{}\">{}</h3>\n<pre>{}</pre>\n", escaped_for_html(result.test->id),
+                               escaped_for_html(result.test->id),
+                               escaped_for_html(result_text(result, "stspi-conformance", plugin)));
     return "<h2>What was found</h2>\n" + (out.empty() ? "<p>Nothing.</p>\n" : out);
 }
 
@@ -113,9 +114,10 @@ std::string requirement_table(const std::map<const TestCase *, Outcome> &outcome
     for (const Requirement &requirement : all_requirements()) {
         std::string tests;
         for (const TestCase *test : requirement.tests)
-            tests += fmt::format("<code>{}</code> {}<br>", escaped(test->id), outcome_cell(outcomes, test));
+            tests += fmt::format("<code>{}</code> {}<br>", escaped_for_html(test->id), outcome_cell(outcomes, test));
         out += fmt::format("<tr id=\"{}\"><td><code>{}</code></td><td>{}</td><td>{}</td><td>{}</td></tr>\n",
-                           requirement.id, requirement.id, requirement.level, escaped(requirement.sentence), tests);
+                           requirement.id, requirement.id, requirement.level, escaped_for_html(requirement.sentence),
+                           tests);
     }
     return out + "</table>\n";
 }
@@ -126,8 +128,8 @@ std::string test_table(const std::map<const TestCase *, Outcome> &outcomes) {
         std::string links;
         for (const Requirement *requirement : requirements_of(test))
             links += fmt::format("<a href=\"#{}\">{}</a> ", requirement->id, requirement->id);
-        out += fmt::format("<tr><td><code>{}</code></td><td>{}</td><td>{}</td><td>{}</td></tr>\n", escaped(test.id),
-                           level_of(test), outcome_cell(outcomes, &test), links);
+        out += fmt::format("<tr><td><code>{}</code></td><td>{}</td><td>{}</td><td>{}</td></tr>\n",
+                           escaped_for_html(test.id), level_of(test), outcome_cell(outcomes, &test), links);
     }
     return out + "</table>\n";
 }
@@ -140,9 +142,9 @@ std::string html_text(const std::vector<TestResult> &results, const RunFacts &fa
     return fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>stspi-conformance: {}</title>\n"
         "<style>{}</style></head><body>\n<h1>{}: {}, {}</h1>\n{}{}{}{}{}{}</body></html>\n",
-        escaped(facts.plugin), style, escaped(facts.plugin), heading(verdict), level_text(verdict), facts_table(facts),
-        level_table(verdict), area_table(results), findings_of(results, facts.plugin), requirement_table(outcomes),
-        test_table(outcomes));
+        escaped_for_html(facts.plugin), style, escaped_for_html(facts.plugin), heading(verdict), level_text(verdict),
+        facts_table(facts), level_table(verdict), area_table(results), findings_of(results, facts.plugin),
+        requirement_table(outcomes), test_table(outcomes));
 }
 
 }  // namespace conformance

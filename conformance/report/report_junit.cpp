@@ -11,7 +11,7 @@ namespace conformance {
 
 namespace {
 
-std::string escaped(const std::string &text) {
+std::string escaped_for_xml(const std::string &text) {
     std::string out;
     for (const char character : text) {
         switch (character) {
@@ -71,30 +71,31 @@ std::string junit_text(const std::vector<TestResult> &results, const RunFacts &f
                 break;
             case Outcome::skip:
                 ++skipped;
-                inner = fmt::format("<skipped message=\"{}\"/>", escaped(result.reason));
+                inner = fmt::format("<skipped message=\"{}\"/>", escaped_for_xml(result.reason));
                 break;
             case Outcome::known:
                 ++skipped;
-                inner = fmt::format("<skipped message=\"{}\"/><system-out>{}</system-out>", escaped(result.reason),
-                                    escaped(details(result)));
+                inner = fmt::format("<skipped message=\"{}\"/><system-out>{}</system-out>",
+                                    escaped_for_xml(result.reason), escaped_for_xml(details(result)));
                 break;
             case Outcome::warn:
-                inner = fmt::format("<system-out>{}</system-out>", escaped(details(result)));
+                inner = fmt::format("<system-out>{}</system-out>", escaped_for_xml(details(result)));
                 break;
             case Outcome::fail:
                 ++failures;
-                inner = fmt::format("<failure message=\"{}\">{}</failure>", escaped(result.test->demand),
-                                    escaped(details(result)));
+                inner = fmt::format("<failure message=\"{}\">{}</failure>", escaped_for_xml(result.test->demand),
+                                    escaped_for_xml(details(result)));
                 break;
             case Outcome::crash:
             case Outcome::timeout:
                 ++errors;
                 inner = fmt::format("<error type=\"{}\" message=\"{}\">{}</error>", outcome_name(result.outcome),
-                                    escaped(result.test->demand), escaped(details(result)));
+                                    escaped_for_xml(result.test->demand), escaped_for_xml(details(result)));
                 break;
         }
         cases += fmt::format("    <testcase classname=\"{}\" name=\"{}\" time=\"{:.3f}\">{}</testcase>\n",
-                             escaped(result.test->id.substr(0, dot)), escaped(result.test->id), result.seconds, inner);
+                             escaped_for_xml(result.test->id.substr(0, dot)), escaped_for_xml(result.test->id),
+                             result.seconds, inner);
     }
     std::string properties;
     const std::pair<const char *, std::string> all[] = {{"plugin_hash", facts.plugin_hash},
@@ -104,12 +105,12 @@ std::string junit_text(const std::vector<TestResult> &results, const RunFacts &f
                                                         {"kernel", facts.kernel},
                                                         {"level", fmt::format("{}", verdict_of(results).level)}};
     for (const auto &[name, value] : all)
-        properties += fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", name, escaped(value));
+        properties += fmt::format("      <property name=\"{}\" value=\"{}\"/>\n", name, escaped_for_xml(value));
     return fmt::format(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
         "  <testsuite name=\"stspi-conformance {}\" tests=\"{}\" failures=\"{}\" errors=\"{}\" skipped=\"{}\" "
         "time=\"{:.3f}\">\n    <properties>\n{}    </properties>\n{}  </testsuite>\n</testsuites>\n",
-        escaped(facts.plugin), results.size(), failures, errors, skipped, facts.seconds, properties, cases);
+        escaped_for_xml(facts.plugin), results.size(), failures, errors, skipped, facts.seconds, properties, cases);
 }
 
 }  // namespace conformance

@@ -43,7 +43,7 @@ std::vector<const TestCase *> select_tests(const std::string &filter) {
             if (fnmatch(pattern.c_str(), tests()[i].id.c_str(), 0) == 0)
                 chosen[i] = matches = true;
         if (!matches)
-            throw std::runtime_error(fmt::format("no test matches {}; --list names them", quoted(pattern)));
+            throw std::runtime_error(fmt::format("no test matches {}; --list names them", quoted_bytes(pattern)));
     }
     std::vector<const TestCase *> selected;
     for (size_t i = 0; i < tests().size(); ++i)

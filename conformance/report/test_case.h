@@ -43,10 +43,12 @@ struct TestFamily {
 
 #define STSPI_JOIN_(a, b) a##b
 #define STSPI_JOIN(a, b)  STSPI_JOIN_(a, b)
-#define STSPI_ADD_TEST(id, demand, is_long)                                                                            \
-    static void STSPI_JOIN(test_body_, __LINE__)();                                                                    \
-    static const ::conformance::TestRegistration STSPI_JOIN(                                                           \
-        test_registration_, __LINE__)(::conformance::TestCase{id, demand, STSPI_JOIN(test_body_, __LINE__), is_long}); \
-    static void STSPI_JOIN(test_body_, __LINE__)()
-#define CONFORMANCE_TEST(id, demand)      STSPI_ADD_TEST(id, demand, false)
-#define LONG_CONFORMANCE_TEST(id, demand) STSPI_ADD_TEST(id, demand, true)
+// Numbered, not named after their lines: several sources may be compiled as one.
+#define STSPI_ADD_NUMBERED_TEST(number, id, demand, is_long)                                                       \
+    static void STSPI_JOIN(test_body_, number)();                                                                  \
+    static const ::conformance::TestRegistration STSPI_JOIN(                                                       \
+        test_registration_, number)(::conformance::TestCase{id, demand, STSPI_JOIN(test_body_, number), is_long}); \
+    static void STSPI_JOIN(test_body_, number)()
+#define STSPI_ADD_TEST(id, demand, is_long) STSPI_ADD_NUMBERED_TEST(__COUNTER__, id, demand, is_long)
+#define CONFORMANCE_TEST(id, demand)        STSPI_ADD_TEST(id, demand, false)
+#define LONG_CONFORMANCE_TEST(id, demand)   STSPI_ADD_TEST(id, demand, true)

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -27,6 +26,7 @@ namespace conformance {
 namespace {
 
 constexpr size_t longest_error_output = 4000;
+constexpr std::chrono::milliseconds between_looks{100};
 
 SharedNote *new_note() {
     void *memory = mmap(nullptr, sizeof(SharedNote), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -93,7 +93,8 @@ ChildProcess::ChildProcess(const std::function<void(int)> &work, std::chrono::mi
       errors_("standard error"),
       note_(new_note()),
       start_(Clock::now()),
-      deadline_(start_ + time_limit) {
+      time_limit_(time_limit),
+      next_look_(start_ + between_looks) {
     std::fflush(nullptr);
     const pid_t parent = getpid();
     process_ = fork();
@@ -106,6 +107,7 @@ ChildProcess::ChildProcess(const std::function<void(int)> &work, std::chrono::mi
     end_descriptor_ = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
     if (end_descriptor_ < 0)
         throw std::runtime_error(fmt::format("cannot watch a process: {}", std::strerror(errno)));
+    time_.emplace(process_);
 }
 
 ChildProcess::~ChildProcess() {
@@ -127,6 +129,14 @@ void ChildProcess::finish() {
     seconds_ = std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
+bool ChildProcess::is_out_of_time() {
+    const Clock::time_point now = Clock::now();
+    if (now < next_look_)
+        return false;
+    next_look_ = now + between_looks;
+    return time_->spent() >= time_limit_;
+}
+
 bool ChildProcess::ended_well() const {
     return !timed_out_ && note_->finished == 1 && WIFEXITED(wait_status_) && WEXITSTATUS(wait_status_) == 0;
 }
@@ -139,8 +149,7 @@ bool ChildProcess::crashed() const {
 std::string ChildProcess::end_text() const {
     const std::string place = place_text(*note_);
     if (timed_out_)
-        return fmt::format("no end within {:.0f} s, {}", std::chrono::duration<double>(deadline_ - start_).count(),
-                           place);
+        return fmt::format("no end within {:.0f} s, {}", std::chrono::duration<double>(time_limit_).count(), place);
     if (WIFSIGNALED(wait_status_))
         return fmt::format("ended by {} {}", signal_text(WTERMSIG(wait_status_)), place);
     return fmt::format("the process ended with exit status {} {}", WEXITSTATUS(wait_status_), place);
@@ -158,17 +167,12 @@ std::string ChildProcess::error_output() const {
 size_t wait_for_any(const std::vector<ChildProcess *> &children, const std::function<bool()> &stopped) {
     while (!stopped()) {
         std::vector<pollfd> ends;
-        auto earliest = ChildProcess::Clock::time_point::max();
-        for (const ChildProcess *child : children) {
+        ends.reserve(children.size());
+        for (const ChildProcess *child : children)
             ends.push_back({child->end_descriptor(), POLLIN, 0});
-            earliest = std::min(earliest, child->deadline());
-        }
-        const auto rest =
-            std::chrono::duration_cast<std::chrono::milliseconds>(earliest - ChildProcess::Clock::now()).count() + 1;
-        // At most a second: a signal may come right before the wait.
-        poll(ends.data(), ends.size(), static_cast<int>(std::clamp<decltype(rest)>(rest, 0, 1000)));
+        poll(ends.data(), ends.size(), between_looks.count());
         for (size_t i = 0; i < children.size(); ++i)
-            if (ends[i].revents != 0 || children[i]->deadline() <= ChildProcess::Clock::now()) {
+            if (ends[i].revents != 0 || children[i]->is_out_of_time()) {
                 children[i]->finish();
                 return i;
             }

@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "conformance/run/process_time.h"
 #include "conformance/watch/call_note.h"
 
 namespace conformance {
@@ -30,7 +32,7 @@ public:
     using Clock = std::chrono::steady_clock;
 
     // Forks at once. work receives the file for its report; its standard output and error go to files. The process leads
-    // a group of its own, and dies with this one.
+    // a group of its own, and dies with this one. Its time is that of ProcessTime: a busy machine is not its fault.
     ChildProcess(const std::function<void(int report)> &work, std::chrono::milliseconds time_limit);
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;
@@ -38,7 +40,8 @@ public:
 
     // Readable when the process has ended.
     int end_descriptor() const { return end_descriptor_; }
-    Clock::time_point deadline() const { return deadline_; }
+    // Asked a few times a second.
+    bool is_out_of_time();
 
     // Waits for the process; first ends it, with its whole group, when it has not ended yet.
     void finish();
@@ -64,7 +67,9 @@ private:
     int process_;
     int end_descriptor_;
     Clock::time_point start_;
-    Clock::time_point deadline_;
+    std::chrono::milliseconds time_limit_;
+    std::optional<ProcessTime> time_;
+    Clock::time_point next_look_;
     double seconds_ = 0;
     int wait_status_ = 0;
     bool finished_ = false;
@@ -72,7 +77,7 @@ private:
 };
 
 // Waits until one of the processes ends or its time is up, then finishes it; gives its index. Gives the number of
-// processes when stopped() turns true, which is asked after every signal.
+// processes when stopped() turns true, which is asked after every signal, and a few times a second.
 size_t wait_for_any(const std::vector<ChildProcess *> &children, const std::function<bool()> &stopped);
 
 }  // namespace conformance

@@ -48,7 +48,7 @@ void add_surroundings(CLI::App &app, Options &options, const Reports &reports) {
                      ->check(CLI::Range(1U, 256U))
                      ->capture_default_str();
     app.add_option("--timeout", options.timeout_seconds,
-                   "Seconds until a test is ended (four times as many for a few long tests)")
+                   "Seconds, running or asleep, until a test is ended (four times as many for a few long tests)")
         ->check(CLI::Range(1U, 86400U))
         ->capture_default_str();
     auto *fork = app.add_option("--fork", options.fork_side,

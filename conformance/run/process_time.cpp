@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "conformance/watch/task_state.h"
+
 namespace conformance {
 
 namespace fs = std::filesystem;
@@ -25,15 +27,6 @@ Duration processor_time_of(pid_t process) {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-// "R" in the words behind the name, which may hold anything, ')' too.
-bool wants_a_processor(const fs::path &task) {
-    std::ifstream file(task / "stat");
-    std::string line;
-    std::getline(file, line);
-    const size_t name_end = line.rfind(") ");
-    return name_end != std::string::npos && line.compare(name_end + 2, 1, "R") == 0;
-}
-
 struct Look {
     Duration processor_time{};
     bool is_asleep = true;
@@ -48,7 +41,7 @@ Look look_at(pid_t process) {
         std::error_code error;
         for (auto task = fs::directory_iterator(fmt::format("/proc/{}/task", family[i]), error);
              !error && task != fs::directory_iterator(); task.increment(error)) {
-            look.is_asleep = look.is_asleep && !wants_a_processor(task->path());
+            look.is_asleep = look.is_asleep && task_state(task->path().string()) != 'R';
             std::ifstream children(task->path() / "children");
             for (pid_t child = 0; children >> child;)
                 family.push_back(child);

@@ -51,7 +51,7 @@ std::string leave_unfitting_temporary_directory() {
     if (why.empty())
         return {};
     unsetenv("TMPDIR");
-    return fmt::format("TMPDIR is {}, but {}: the tests work below /tmp", quoted(path, 80), why);
+    return fmt::format("TMPDIR is {}, but {}: the tests work below /tmp", quoted_bytes(path, 80), why);
 }
 
 void expect_fit_for_tests(const std::string &directory) {

@@ -54,7 +54,7 @@ void expect_hosts(const std::string &lines, const std::string &hosts) {
 }
 
 void expect_size(const std::string &value, uint64_t bytes) {
-    expect_number("capacity of a disk of size " + quoted(value),
+    expect_number("capacity of a disk of size " + quoted_bytes(value),
                   capacity(array("ENCLOSURE = g;\nDISKS = d;\nHOSTS = h;\nDISK_SIZE = " + value + "\n"), "g"), bytes);
 }
 

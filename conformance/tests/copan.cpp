@@ -60,7 +60,7 @@ CONFORMANCE_TEST(
     "A section is the array's when both names agree up to their first '.', or the section's name is the array's.") {
     const auto expect_match = [](const std::string &value, const std::string &host, bool matches) {
         write_copan("STORAGE_SERVER = " + value + "\n");
-        expect_true(opens(host) == matches, "section " + quoted(value) + " for array " + quoted(host),
+        expect_true(opens(host) == matches, "section " + quoted_bytes(value) + " for array " + quoted_bytes(host),
                     matches ? "opens" : "StorageServer not found", matches ? "not found" : "opens");
     };
     expect_match("arr1 ;", "arr1", true);

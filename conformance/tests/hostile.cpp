@@ -4,6 +4,7 @@
 #include "conformance/calls/image_calls.h"
 #include "conformance/report/test_case.h"
 #include "conformance/tests/long_host.h"
+#include "conformance/tests/part_of_id.h"
 #include "conformance/watch/expect.h"
 #include "conformance/watch/resource_registry.h"
 
@@ -15,14 +16,6 @@ struct NullCall {
     const char *entry_point;
     int32_t status;
 };
-
-std::string id_of(const std::string &entry_point) {
-    std::string id = entry_point.substr(std::string("stspi_").size());
-    for (char &character : id)
-        if (character == '_')
-            character = '-';
-    return id;
-}
 
 const TestFamily all_null([] {
     for (const NullCall &call :
@@ -50,7 +43,7 @@ const TestFamily all_null([] {
                                          {"stspi_copy_extent", STS_E_INVALID_PARAMETER},
                                          {"stspi_include_in_image", STS_E_INVALID_PARAMETER}})
         register_test(
-            {"hostile.all-null." + id_of(call.entry_point),
+            {"hostile.all-null." + part_of_id(call.entry_point),
              std::string(call.entry_point) + " with nothing but nulls is refused, ten times, and reaches no library.",
              [call] {
                  for (int round = 0; round < 10; ++round)
@@ -103,8 +96,8 @@ CONFORMANCE_TEST("hostile.odd-lsu-names.disk-array",
         const auto *record = lsu(handle, name);
         Watched<sts_lsu_info_v9_t> info;
         const int32_t status = plugin().get_lsu_prop_byname(record, info.get());
-        expect_true(status == STS_E_NO_SERVER || status == STS_E_INVALID_PARAMETER, "status for " + quoted(name, 40),
-                    "an error of the interface", status_text(status));
+        expect_true(status == STS_E_NO_SERVER || status == STS_E_INVALID_PARAMETER,
+                    "status for " + quoted_bytes(name, 40), "an error of the interface", status_text(status));
         sts_lsu_list_handle_t list = nullptr;
         expect_status(plugin().open_dynamic_lsu_list(record, &list), STS_E_NO_SERVER);
         expect_status(plugin().open_image_list(record, 0, nullptr), 0);

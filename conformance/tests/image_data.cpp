@@ -5,6 +5,7 @@
 #include "conformance/calls/entry_points.h"
 #include "conformance/calls/image_calls.h"
 #include "conformance/report/test_case.h"
+#include "conformance/tests/part_of_id.h"
 #include "conformance/watch/address_space.h"
 #include "conformance/watch/expect.h"
 
@@ -16,14 +17,6 @@ constexpr uint64_t target = 0x1001;
 constexpr uint64_t source = 0x2002;
 constexpr uint64_t target_offset = 0x0123456789abcdef;
 constexpr uint64_t source_offset = 0xfedcba9876543210;
-
-std::string id_of(const std::string &entry_point) {
-    std::string id = entry_point.substr(std::string("stspi_").size());
-    for (char &character : id)
-        if (character == '_')
-            character = '-';
-    return id;
-}
 
 void passes_through(const std::string &entry_point) {
     const std::string library_function = "stsimg" + entry_point.substr(5);
@@ -44,7 +37,7 @@ const TestFamily pass_through([] {
     for (const std::string name : {"stspi_close_image", "stspi_close_image_list", "stspi_get_image_prop",
                                    "stspi_list_image", "stspi_read_image", "stspi_write_image"})
         register_test(
-            {"pass-through." + id_of(name),
+            {"pass-through." + part_of_id(name),
              name + " hands all six argument registers to the image library and returns its status, checking nothing.",
              [name] { passes_through(name); }, false});
 });

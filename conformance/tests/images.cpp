@@ -87,9 +87,9 @@ void disk_array(const Family &family) {
          {std::pair{"Kelvarpool:nodeA", "nodeA"}, std::pair{"Kelvarpool:some host", "some host"}})
         for (const char *name : {"enc1", "nosuchlsu", "", "a:b", "/x/y", "%s"})
             expect_under_every_mask(0, {entering(family.traced_as), leaving(family.traced_as)},
-                                    [&, server = server, host = host](Session &session) {
-                                        const int32_t status = call_logged(family, session, server, name);
-                                        expect_library_call(family, name, host);
+                                    [&, opened = server, wanted = host](Session &session) {
+                                        const int32_t status = call_logged(family, session, opened, name);
+                                        expect_library_call(family, name, wanted);
                                         return status;
                                     });
 }
@@ -135,7 +135,7 @@ void expect_any_library_call(const Family &family, int32_t status) {
         expect_number("second argument", calls.front().arguments[1], 0);
         expect_text("server name", calls.front().server_name, "arr1");
         if (!calls.front().lsu_text.empty())
-            warn("LSU text of an LSU without a directory", "an empty one", quoted(calls.front().lsu_text));
+            warn("LSU text of an LSU without a directory", "an empty one", quoted_bytes(calls.front().lsu_text));
         return;
     }
     expect_number("calls of the image library", calls.size(), 0);

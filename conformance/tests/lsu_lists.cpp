@@ -66,7 +66,7 @@ CONFORMANCE_TEST("lsu-list.pool.by-host", "A pool is listed when its host set ho
     write_config("Kelvarpool", config);
     for (const auto &[hosts, names] : std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>>{
              {{"h1"}, {"C", "A"}}, {{"h2"}, {"C", "B"}}, {{"h3"}, {}}, {{"H1"}, {}}, {{"h1 "}, {}}, {{""}, {}}})
-        expect_texts("pools of " + quoted(hosts.front()),
+        expect_texts("pools of " + quoted_bytes(hosts.front()),
                      list_lsus(create_server(new_session(), "Kelvarpool:nodeA", hosts)), names);
 }
 

@@ -17,7 +17,7 @@ namespace conformance {
 
 namespace {
 
-constexpr char name_of_call[] = "stspi_get_lsu_prop_byname";
+constexpr char lsu_properties_name[] = "stspi_get_lsu_prop_byname";
 
 int32_t ask(const stsp_lsu_v7_t *lsu) {
     Watched<sts_lsu_info_v9_t> info;
@@ -164,21 +164,22 @@ CONFORMANCE_TEST("lsu-props.pool.one-empty-host", "A host list of a ';' alone is
 
 CONFORMANCE_TEST("lsu-props.pool.without-host-set", "A pool without a host set gives STS_E_NOT_FOUND.") {
     write_config("Kelvarpool", "ENCLOSURE = g;\n\tDISKS = a;\n");
-    expect_under_every_mask(STS_E_NOT_FOUND, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
-        const auto handle = open_server(session, "Kelvarpool:nodeA");
-        session.clear();
-        Watched<sts_lsu_info_v9_t> info;
-        const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, "g"), info.get());
-        info.expect_changed("LSU information", clear);
-        return status;
-    });
+    expect_under_every_mask(STS_E_NOT_FOUND, {entering(lsu_properties_name), leaving(lsu_properties_name)},
+                            [](Session &session) {
+                                const auto handle = open_server(session, "Kelvarpool:nodeA");
+                                session.clear();
+                                Watched<sts_lsu_info_v9_t> info;
+                                const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, "g"), info.get());
+                                info.expect_changed("LSU information", clear);
+                                return status;
+                            });
 }
 
 CONFORMANCE_TEST("lsu-props.pool.unknown",
                  "An unknown pool gives STS_E_NO_SERVER without a message; the record is cleared.") {
     write_example_configs();
     for (const char *name : {"nosuchpool", "", "ENC1", "enc", "enc11", "d1"})
-        expect_under_every_mask(STS_E_NO_SERVER, {entering(name_of_call), leaving(name_of_call)},
+        expect_under_every_mask(STS_E_NO_SERVER, {entering(lsu_properties_name), leaving(lsu_properties_name)},
                                 [&](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
@@ -191,7 +192,7 @@ CONFORMANCE_TEST("lsu-props.pool.unknown",
 
 CONFORMANCE_TEST("lsu-props.pool.log", "A pool's properties are told between the two trace lines.") {
     write_example_configs();
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+    expect_under_every_mask(0, {entering(lsu_properties_name), leaving(lsu_properties_name)}, [](Session &session) {
         const auto handle = open_server(session, "Kelvarpool:nodeA");
         session.clear();
         return ask(lsu(handle, "enc1"));
@@ -263,7 +264,7 @@ CONFORMANCE_TEST("lsu-props.path.file", "A path may name a file; its file system
 
 CONFORMANCE_TEST("lsu-props.path.log", "A path's properties are told between the two trace lines.") {
     write_example_configs();
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+    expect_under_every_mask(0, {entering(lsu_properties_name), leaving(lsu_properties_name)}, [](Session &session) {
         const auto handle = open_server(session, "Kelvarpool:nodeA");
         session.clear();
         return ask(lsu(handle, "/"));
@@ -275,20 +276,20 @@ CONFORMANCE_TEST(
     "A path that is not there gives STS_E_SYSTEM and two error messages; name and block size 512 are written.") {
     write_example_configs();
     const std::string path = work_directory() + "/no/such:path";
-    expect_under_every_mask(
-        STS_E_SYSTEM,
-        {entering(name_of_call), error("Error calling statvfs, LSU name is: "), error(path), leaving(name_of_call)},
-        [&](Session &session) {
-            const auto handle = open_server(session, "Kelvarpool:nodeA");
-            session.clear();
-            Watched<sts_lsu_info_v9_t> info;
-            const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, path), info.get());
-            info.expect_changed("LSU information", [](sts_lsu_info_v9_t &expected) {
-                put_text(expected.server_name, "nodeA");
-                expected.block_size_bytes = 512;
-            });
-            return status;
-        });
+    expect_under_every_mask(STS_E_SYSTEM,
+                            {entering(lsu_properties_name), error("Error calling statvfs, LSU name is: "), error(path),
+                             leaving(lsu_properties_name)},
+                            [&](Session &session) {
+                                const auto handle = open_server(session, "Kelvarpool:nodeA");
+                                session.clear();
+                                Watched<sts_lsu_info_v9_t> info;
+                                const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, path), info.get());
+                                info.expect_changed("LSU information", [](sts_lsu_info_v9_t &expected) {
+                                    put_text(expected.server_name, "nodeA");
+                                    expected.block_size_bytes = 512;
+                                });
+                                return status;
+                            });
 }
 
 CONFORMANCE_TEST("lsu-props.path.before-pool",
@@ -358,8 +359,8 @@ CONFORMANCE_TEST("lsu-props.copan.log", "A Copan LSU's path is logged twice, eac
     owns_directory(work_directory() + "/cop");
     owns_directory(path);
     expect_under_every_mask(0,
-                            {entering(name_of_call), trace("The generated mount path is: "), trace(path),
-                             trace("Copied version: "), trace(path), leaving(name_of_call)},
+                            {entering(lsu_properties_name), trace("The generated mount path is: "), trace(path),
+                             trace("Copied version: "), trace(path), leaving(lsu_properties_name)},
                             [](Session &session) {
                                 const auto handle = open_server(session, "copan:arr1");
                                 session.clear();
@@ -375,8 +376,8 @@ CONFORMANCE_TEST(
     owns_directory(work_directory() + "/cop");
     owns_directory(path);
     expect_under_every_mask(STS_E_NO_SERVER,
-                            {entering(name_of_call), trace("The generated mount path is: "), trace(path),
-                             trace("Copied version: "), trace(path), error("vol9"), leaving(name_of_call)},
+                            {entering(lsu_properties_name), trace("The generated mount path is: "), trace(path),
+                             trace("Copied version: "), trace(path), error("vol9"), leaving(lsu_properties_name)},
                             [](Session &session) {
                                 const auto handle = open_server(session, "copan:arr1");
                                 session.clear();
@@ -387,7 +388,7 @@ CONFORMANCE_TEST(
 CONFORMANCE_TEST("lsu-props.copan.empty-name",
                  "An empty name on a Copan array gives STS_E_INVALID_PARAMETER; no directory is made.") {
     write_example_configs();
-    expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)},
+    expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(lsu_properties_name), leaving(lsu_properties_name)},
                             [](Session &session) {
                                 const auto handle = open_server(session, "copan:arr1");
                                 session.clear();
@@ -403,8 +404,8 @@ CONFORMANCE_TEST(
     "A Copan LSU whose directory cannot be made gives STS_E_INVALID_PARAMETER and the simulator's messages.") {
     write_config("copan", "STORAGE_SERVER = arr1;\nVOLUMES = vol1;\n");
     expect_under_every_mask(STS_E_INVALID_PARAMETER,
-                            {entering(name_of_call), unmasked("m_storage_dir directory creation failed: "),
-                             unmasked(""), leaving(name_of_call)},
+                            {entering(lsu_properties_name), unmasked("m_storage_dir directory creation failed: "),
+                             unmasked(""), leaving(lsu_properties_name)},
                             [](Session &session) {
                                 const auto handle = open_server(session, "copan:arr1");
                                 session.clear();
@@ -424,9 +425,9 @@ CONFORMANCE_TEST("lsu-props.copan.path-is-a-name", "On a Copan array a name that
     session.clear();
     // The directory "cop//" is the storage directory itself, so it is there; an LSU of that name is not.
     expect_status(ask(lsu(logged, "/")), STS_E_NO_SERVER);
-    session.expect_log({entering(name_of_call), trace("The generated mount path is: "),
+    session.expect_log({entering(lsu_properties_name), trace("The generated mount path is: "),
                         trace(work_directory() + "/cop//"), trace("Copied version: "),
-                        trace(work_directory() + "/cop//"), error("/"), leaving(name_of_call)});
+                        trace(work_directory() + "/cop//"), error("/"), leaving(lsu_properties_name)});
     expect_status(ask(lsu(handle, "/tmp/no/such")), STS_E_INVALID_PARAMETER);
 }
 
@@ -523,12 +524,13 @@ CONFORMANCE_TEST(
           std::pair{"a:b:c", "a:b:c not found"}, std::pair{"a:d1:", "a:d1: not found"},
           std::pair{"a::d1", "a::d1 not found"}, std::pair{"a: d1", "a: d1 not found"},
           std::pair{"%s%n:%d", "%s%n:%d not found"}})
-        expect_under_every_mask(STS_E_NO_SERVER, {entering(name_of_call), error(message), leaving(name_of_call)},
-                                [name = name](Session &session) {
+        expect_under_every_mask(STS_E_NO_SERVER,
+                                {entering(lsu_properties_name), error(message), leaving(lsu_properties_name)},
+                                [given = name](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
                                     Watched<sts_lsu_info_v9_t> info;
-                                    const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, name), info.get());
+                                    const int32_t status = plugin().get_lsu_prop_byname(lsu(handle, given), info.get());
                                     info.expect_changed("LSU information", clear);
                                     return status;
                                 });
@@ -546,7 +548,8 @@ CONFORMANCE_TEST("lsu-props.dynamic.not-found.long-name", "The not-found message
     const std::string name = std::string(500, 'l') + ":" + std::string(522, 'r');
     session.clear();
     expect_status(ask(lsu(handle, name)), STS_E_NO_SERVER);
-    session.expect_log({entering(name_of_call), error((name + " not found").substr(0, 1023)), leaving(name_of_call)});
+    session.expect_log(
+        {entering(lsu_properties_name), error((name + " not found").substr(0, 1023)), leaving(lsu_properties_name)});
 }
 
 CONFORMANCE_TEST(
@@ -554,7 +557,7 @@ CONFORMANCE_TEST(
     "A name that begins with ':' gives STS_E_INVALID_PARAMETER without a message; the record is cleared.") {
     write_example_configs();
     for (const char *name : {":d1", ":", "::", ":enc1:d1"})
-        expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)},
+        expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(lsu_properties_name), leaving(lsu_properties_name)},
                                 [&](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
@@ -579,7 +582,7 @@ CONFORMANCE_TEST("lsu-props.dynamic.colon-behind-terminator",
 
 CONFORMANCE_TEST("lsu-props.dynamic.log", "A disk's properties are told between the two trace lines.") {
     write_example_configs();
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+    expect_under_every_mask(0, {entering(lsu_properties_name), leaving(lsu_properties_name)}, [](Session &session) {
         const auto handle = open_server(session, "Kelvarpool:nodeA");
         session.clear();
         return ask(lsu(handle, "enc1:d1"));
@@ -613,14 +616,14 @@ CONFORMANCE_TEST("lsu-props.null-info",
     write_example_configs();
     for (const char *server : {"Kelvarpool:nodeA", "copan:arr1", "Kelvarpool:"})
         for (const char *name : {"enc1", "/", "vol1", ":", ""})
-            expect_under_every_mask(
-                STS_E_INVALID_PARAMETER,
-                {entering(name_of_call), error("STS: No memory allocated for lsuInfo"), leaving(name_of_call)},
-                [&](Session &session) {
-                    const auto handle = open_server(session, server);
-                    session.clear();
-                    return plugin().get_lsu_prop_byname(lsu(handle, name), nullptr);
-                });
+            expect_under_every_mask(STS_E_INVALID_PARAMETER,
+                                    {entering(lsu_properties_name), error("STS: No memory allocated for lsuInfo"),
+                                     leaving(lsu_properties_name)},
+                                    [&](Session &session) {
+                                        const auto handle = open_server(session, server);
+                                        session.clear();
+                                        return plugin().get_lsu_prop_byname(lsu(handle, name), nullptr);
+                                    });
 }
 
 CONFORMANCE_TEST("lsu-props.no-server",

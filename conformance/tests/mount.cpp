@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char name_of_call[] = "stspi_mount_lsu";
+constexpr char mount_lsu_name[] = "stspi_mount_lsu";
 
 struct Result {
     char text[STS_MOUNT_RESULT_SIZE];
@@ -100,7 +100,7 @@ CONFORMANCE_TEST("mount.log", "A mount that succeeds sends the two trace lines a
     owns_directory(in_work("s1"));
     owns_directory(in_work("s1/d1"));
     owns_link(in_work("m"));
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+    expect_under_every_mask(0, {entering(mount_lsu_name), leaving(mount_lsu_name)}, [](Session &session) {
         const auto handle = open_server(session, "Kelvarpool:nodeA");
         session.clear();
         return mount(handle, "enc1:d1", in_work("m"));
@@ -143,7 +143,7 @@ CONFORMANCE_TEST(
     "A name that begins with ':' gives STS_E_INVALID_PARAMETER between the trace lines; nothing is made.") {
     write_example_configs();
     for (const char *name : {":d1", ":", ":enc1:d1"})
-        expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)},
+        expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(mount_lsu_name), leaving(mount_lsu_name)},
                                 [&](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
@@ -275,7 +275,7 @@ const TestFamily behaviors([] {
                                if (behavior.mounts && name[0] == 'n')
                                    continue;
                                expect_under_every_mask(behavior.mounts ? 0 : static_cast<int32_t>(STS_E_SYSTEM),
-                                                       {entering(name_of_call), leaving(name_of_call)},
+                                                       {entering(mount_lsu_name), leaving(mount_lsu_name)},
                                                        [&](Session &session) {
                                                            const auto handle = open_server(session, "Kelvarpool:nodeA");
                                                            session.clear();
@@ -297,12 +297,12 @@ CONFORMANCE_TEST("mount.unknown-group",
          {std::pair{"nosuch:d1", "nosuch"}, std::pair{"ENC1:d1", "ENC1"}, std::pair{"", ""}, std::pair{"d1", "d1"},
           std::pair{"%s%n:v", "%s%n"}, std::pair{"enc1 :d1", "enc1 "}})
         expect_under_every_mask(STS_E_SYSTEM,
-                                {entering(name_of_call), unmasked(std::string("Unknown Diskgroup: ") + group + "\n"),
-                                 leaving(name_of_call)},
-                                [name = name](Session &session) {
+                                {entering(mount_lsu_name), unmasked(std::string("Unknown Diskgroup: ") + group + "\n"),
+                                 leaving(mount_lsu_name)},
+                                [given = name](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
-                                    return mount(handle, name, in_work("m"));
+                                    return mount(handle, given, in_work("m"));
                                 });
 }
 
@@ -372,11 +372,12 @@ CONFORMANCE_TEST("mount.storage-fails",
     make_file(in_work("file"));
     for (const char *directory : {"no/such/parent", "file/below"}) {
         write_pool("STORAGE_DIR = " + in_work(directory) + ";");
-        expect_under_every_mask(STS_E_SYSTEM, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
-            const auto handle = open_server(session, "Kelvarpool:nodeA");
-            session.clear();
-            return mount(handle, "g:d", in_work("mnt/m"));
-        });
+        expect_under_every_mask(STS_E_SYSTEM, {entering(mount_lsu_name), leaving(mount_lsu_name)},
+                                [](Session &session) {
+                                    const auto handle = open_server(session, "Kelvarpool:nodeA");
+                                    session.clear();
+                                    return mount(handle, "g:d", in_work("mnt/m"));
+                                });
         expect_absent(in_work("mnt"));
     }
 }
@@ -387,11 +388,12 @@ CONFORMANCE_TEST(
     write_example_configs();
     owns_directory(in_work("s1"));
     for (const std::string &volume : {std::string("no/such"), std::string(300, 'v')})
-        expect_under_every_mask(STS_E_SYSTEM, {entering(name_of_call), leaving(name_of_call)}, [&](Session &session) {
-            const auto handle = open_server(session, "Kelvarpool:nodeA");
-            session.clear();
-            return mount(handle, "enc1:" + volume, in_work("mnt/m"));
-        });
+        expect_under_every_mask(STS_E_SYSTEM, {entering(mount_lsu_name), leaving(mount_lsu_name)},
+                                [&](Session &session) {
+                                    const auto handle = open_server(session, "Kelvarpool:nodeA");
+                                    session.clear();
+                                    return mount(handle, "enc1:" + volume, in_work("mnt/m"));
+                                });
     expect_absent(in_work("mnt"));
 }
 
@@ -450,13 +452,13 @@ CONFORMANCE_TEST("mount.directory-stays",
     owns_directory(in_work("s1"));
     owns_directory(in_work("s1/d1"));
     for (const char *point : {"m", "m/"})
-        expect_under_every_mask(STS_E_SYSTEM,
-                                {entering(name_of_call), unmasked("unlink failed: errno 21\n"), leaving(name_of_call)},
-                                [&](Session &session) {
-                                    const auto handle = open_server(session, "Kelvarpool:nodeA");
-                                    session.clear();
-                                    return mount(handle, "enc1:d1", in_work(point));
-                                });
+        expect_under_every_mask(
+            STS_E_SYSTEM, {entering(mount_lsu_name), unmasked("unlink failed: errno 21\n"), leaving(mount_lsu_name)},
+            [&](Session &session) {
+                const auto handle = open_server(session, "Kelvarpool:nodeA");
+                session.clear();
+                return mount(handle, "enc1:d1", in_work(point));
+            });
     expect_true(access(in_work("m/kept").c_str(), F_OK) == 0, in_work("m/kept"), "still there", "gone");
 }
 
@@ -469,7 +471,7 @@ CONFORMANCE_TEST(
     owns_directory(in_work("s1/d1"));
     expect_under_every_mask(
         STS_E_SYSTEM,
-        {entering(name_of_call), unmasked("problem creating mount path directory"), leaving(name_of_call)},
+        {entering(mount_lsu_name), unmasked("problem creating mount path directory"), leaving(mount_lsu_name)},
         [](Session &session) {
             const auto handle = open_server(session, "Kelvarpool:nodeA");
             session.clear();
@@ -491,12 +493,12 @@ CONFORMANCE_TEST("mount.link-fails",
          {std::pair{in_work("file/m"), ENOTDIR}, std::pair{in_work(std::string(300, 'm')), ENAMETOOLONG},
           std::pair{std::string(), ENOENT}, std::pair{std::string("/"), ENOENT}})
         expect_under_every_mask(STS_E_SYSTEM,
-                                {entering(name_of_call), unmasked(fmt::format("symlink failed: errno {}\n", number)),
-                                 leaving(name_of_call)},
-                                [point = point](Session &session) {
+                                {entering(mount_lsu_name), unmasked(fmt::format("symlink failed: errno {}\n", number)),
+                                 leaving(mount_lsu_name)},
+                                [given = point](Session &session) {
                                     const auto handle = open_server(session, "Kelvarpool:nodeA");
                                     session.clear();
-                                    return mount(handle, "enc1:d1", point);
+                                    return mount(handle, "enc1:d1", given);
                                 });
 }
 
@@ -519,7 +521,7 @@ CONFORMANCE_TEST(
     owns_directory(in_work("s1/d1"));
     owns_directory(in_work("a"));
     expect_under_every_mask(STS_E_SYSTEM,
-                            {entering(name_of_call), unmasked("unlink failed: errno 21\n"), leaving(name_of_call)},
+                            {entering(mount_lsu_name), unmasked("unlink failed: errno 21\n"), leaving(mount_lsu_name)},
                             [](Session &session) {
                                 const auto handle = open_server(session, "Kelvarpool:nodeA");
                                 session.clear();

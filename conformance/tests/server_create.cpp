@@ -11,7 +11,7 @@ namespace conformance {
 
 namespace {
 
-constexpr char name_of_call[] = "stspi_create_server";
+constexpr char create_server_name[] = "stspi_create_server";
 
 int32_t create(Session &session, const char *name, const std::vector<std::string> &hosts) {
     const auto records = host_records(hosts);
@@ -37,7 +37,7 @@ void write_three_pools() {
 CONFORMANCE_TEST("server-create.hosts.log",
                  "With hosts, \"Multi Host handle\" stands between the trace lines; the name is not logged.") {
     write_example_configs();
-    expect_under_every_mask(0, {entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)},
+    expect_under_every_mask(0, {entering(create_server_name), trace("Multi Host handle"), leaving(create_server_name)},
                             [](Session &session) {
                                 return create(session, "Kelvarpool:nodeA", {"h1", "h2", "h3"});
                             });
@@ -46,7 +46,7 @@ CONFORMANCE_TEST("server-create.hosts.log",
 CONFORMANCE_TEST("server-create.no-hosts.log",
                  "With no hosts, \"Single Host handle\" stands between the trace lines.") {
     write_example_configs();
-    expect_under_every_mask(0, {entering(name_of_call), trace("Single Host handle"), leaving(name_of_call)},
+    expect_under_every_mask(0, {entering(create_server_name), trace("Single Host handle"), leaving(create_server_name)},
                             [](Session &session) { return create(session, "Kelvarpool:nodeA", {}); });
 }
 
@@ -86,12 +86,13 @@ CONFORMANCE_TEST("server-create.negative-count",
             require_status(plugin().create_server(session.pointer(), "Kelvarpool:nodeA", hosts, count, &handle), 0);
             if (session.messages().size() > 1 && session.messages()[1].text == "Single Host handle") {
                 warn("handle of a negative count", "a multi-host handle", "a single-host handle");
-                session.expect_log({entering(name_of_call), trace("Single Host handle"), leaving(name_of_call)});
+                session.expect_log(
+                    {entering(create_server_name), trace("Single Host handle"), leaving(create_server_name)});
                 sts_lsu_list_handle_t list = nullptr;
                 expect_status(plugin().open_lsu_list(handle, &list), STS_E_INVALID_PARAMETER);
                 continue;
             }
-            session.expect_log({entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)});
+            session.expect_log({entering(create_server_name), trace("Multi Host handle"), leaving(create_server_name)});
             expect_texts("pools", list_lsus(handle), {});
         }
 }
@@ -100,7 +101,7 @@ CONFORMANCE_TEST("server-create.null-hosts",
                  "A null host array with a positive count gives STS_E_INVALID_PARAMETER, trace lines and no handle.") {
     write_example_configs();
     expect_under_every_mask(
-        STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+        STS_E_INVALID_PARAMETER, {entering(create_server_name), leaving(create_server_name)}, [](Session &session) {
             sts_server_handle_t handle = nullptr;
             const int32_t status = plugin().create_server(session.pointer(), "Kelvarpool:nodeA", nullptr, 2, &handle);
             expect_true(handle == nullptr, "stored handle", "none", "a handle");
@@ -112,7 +113,7 @@ CONFORMANCE_TEST("server-create.null-out-handle",
                  "A null out-address gives STS_E_INVALID_PARAMETER and trace lines only.") {
     write_example_configs();
     expect_under_every_mask(
-        STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
+        STS_E_INVALID_PARAMETER, {entering(create_server_name), leaving(create_server_name)}, [](Session &session) {
             const auto hosts = host_records({"h1"});
             return plugin().create_server(session.pointer(), "Kelvarpool:nodeA", hosts.data(), 1, nullptr);
         });
@@ -122,25 +123,26 @@ CONFORMANCE_TEST("server-create.not-claimed",
                  "A name without a configuration file gives STS_E_INTERNAL and a handle to close.") {
     for (const char *name : {"Kelvarpool:nodeA", "nobody:x"}) {
         expect_under_every_mask(STS_E_INTERNAL,
-                                {entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)},
+                                {entering(create_server_name), trace("Multi Host handle"), leaving(create_server_name)},
                                 [&](Session &session) { return create(session, name, {"h1"}); });
-        expect_under_every_mask(STS_E_INTERNAL,
-                                {entering(name_of_call), trace("Single Host handle"), leaving(name_of_call)},
-                                [&](Session &session) { return create(session, name, {}); });
+        expect_under_every_mask(
+            STS_E_INTERNAL, {entering(create_server_name), trace("Single Host handle"), leaving(create_server_name)},
+            [&](Session &session) { return create(session, name, {}); });
     }
 }
 
 CONFORMANCE_TEST("server-create.null-name", "A null or empty name is not claimed.") {
     for (const char *name : {static_cast<const char *>(nullptr), ""})
         expect_under_every_mask(STS_E_INTERNAL,
-                                {entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)},
+                                {entering(create_server_name), trace("Multi Host handle"), leaving(create_server_name)},
                                 [&](Session &session) { return create(session, name, {"h1"}); });
 }
 
 CONFORMANCE_TEST("server-create.null-host", "An empty host part succeeds with a null-host handle, for any prefix.") {
     write_example_configs();
     for (const char *name : {"Kelvarpool:", "copan:"}) {
-        expect_under_every_mask(0, {entering(name_of_call), trace("Multi Host handle"), leaving(name_of_call)},
+        expect_under_every_mask(0,
+                                {entering(create_server_name), trace("Multi Host handle"), leaving(create_server_name)},
                                 [&](Session &session) { return create(session, name, {"h1"}); });
         const auto handle = create_server(new_session(), name, {"h1"});
         sts_lsu_list_handle_t list = nullptr;
@@ -152,21 +154,24 @@ CONFORMANCE_TEST("server-create.copan",
                  "A Copan name is refused with STS_E_INTERNAL and a message; the handle stays.") {
     write_example_configs();
     const char *refusal = "create_server should not be called by non-ZEPH storages";
-    expect_under_every_mask(STS_E_INTERNAL,
-                            {entering(name_of_call), trace("Multi Host handle"), error(refusal), leaving(name_of_call)},
-                            [](Session &session) { return create(session, "copan:arr1", {"h1"}); });
     expect_under_every_mask(
-        STS_E_INTERNAL, {entering(name_of_call), trace("Single Host handle"), error(refusal), leaving(name_of_call)},
+        STS_E_INTERNAL,
+        {entering(create_server_name), trace("Multi Host handle"), error(refusal), leaving(create_server_name)},
+        [](Session &session) { return create(session, "copan:arr1", {"h1"}); });
+    expect_under_every_mask(
+        STS_E_INTERNAL,
+        {entering(create_server_name), trace("Single Host handle"), error(refusal), leaving(create_server_name)},
         [](Session &session) { return create(session, "copan:arr1", {}); });
 }
 
 CONFORMANCE_TEST("server-create.copan.without-colon",
                  "A claimed name without ':' has itself as its host part and is refused as Copan.") {
     write_config("lab", copan_config());
-    expect_under_every_mask(STS_E_INTERNAL,
-                            {entering(name_of_call), trace("Multi Host handle"),
-                             error("create_server should not be called by non-ZEPH storages"), leaving(name_of_call)},
-                            [](Session &session) { return create(session, "lab", {"h1"}); });
+    expect_under_every_mask(
+        STS_E_INTERNAL,
+        {entering(create_server_name), trace("Multi Host handle"),
+         error("create_server should not be called by non-ZEPH storages"), leaving(create_server_name)},
+        [](Session &session) { return create(session, "lab", {"h1"}); });
 }
 
 CONFORMANCE_TEST("server-create.hosts-copied",

@@ -99,7 +99,7 @@ CONFORMANCE_TEST("server-props.by-handle.disk-array",
             name = info->server_name;
             expect_text("begin of the server name", name.substr(0, node_name_and_dot().size()), node_name_and_dot());
             expect_true(name.size() > node_name_and_dot().size(), "server name", "the node's name and a domain",
-                        quoted(name));
+                        quoted_bytes(name));
             info.expect_changed("server information", [&](sts_server_info_t &expected) {
                 set_disk_array(expected);
                 put_text(expected.server_name, name);
@@ -183,8 +183,8 @@ CONFORMANCE_TEST("server-props.by-handle.log", "The two trace lines are all that
     write_example_configs();
     for (const auto &[name, status] : {std::pair{"Kelvarpool:nodeA", 0}, std::pair{"copan:arr1", 0},
                                        std::pair{"Kelvarpool:", static_cast<int>(STS_E_INVALID_PARAMETER)}})
-        expect_under_every_mask(status, {entering(by_handle), leaving(by_handle)}, [name = name](Session &session) {
-            const auto handle = open_server(session, name);
+        expect_under_every_mask(status, {entering(by_handle), leaving(by_handle)}, [given = name](Session &session) {
+            const auto handle = open_server(session, given);
             session.clear();
             Watched<sts_server_info_t> info;
             return plugin().get_server_prop(handle, info.get());
@@ -210,12 +210,12 @@ CONFORMANCE_TEST("server-props.by-name.disk-array",
                                      std::pair{"Kelvarpool: x ", " x "}, std::pair{"Kelvarpool:Node.A.", "Node.A."}})
         expect_record(
             0,
-            [name = name](sts_server_info_t *info) {
-                return plugin().get_server_prop_byname(new_session().pointer(), name, info);
+            [given = name](sts_server_info_t *info) {
+                return plugin().get_server_prop_byname(new_session().pointer(), given, info);
             },
-            [host = host](sts_server_info_t &expected) {
+            [wanted = host](sts_server_info_t &expected) {
                 set_disk_array(expected);
-                put_text(expected.server_name, host);
+                put_text(expected.server_name, wanted);
             });
     expect_text("standard output", take_output(), "");
 }

@@ -14,7 +14,7 @@ namespace conformance {
 
 namespace {
 
-constexpr char name_of_call[] = "stspi_open_target_server";
+constexpr char open_target_server_name[] = "stspi_open_target_server";
 
 // Opens a target of a fresh source and leaves the log of exactly this call.
 int32_t open_target(Session &session, const char *source_name, const char *name, bool handle_stays) {
@@ -34,7 +34,7 @@ CONFORMANCE_TEST("server-target.copan.log",
                  "Opening a Copan target sends the two trace lines to the source's session and nothing else.") {
     write_example_configs();
     for (const char *source : {"copan:arr1", "Kelvarpool:nodeA", "Kelvarpool:"})
-        expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)},
+        expect_under_every_mask(0, {entering(open_target_server_name), leaving(open_target_server_name)},
                                 [&](Session &session) { return open_target(session, source, "copan:arr1", true); });
 }
 
@@ -66,7 +66,8 @@ CONFORMANCE_TEST("server-target.null-source", "A null source gives STS_E_INVALID
 CONFORMANCE_TEST("server-target.null-name-or-out",
                  "A null name or out-address gives STS_E_INVALID_PARAMETER between the trace lines, and no handle.") {
     write_example_configs();
-    expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)},
+    expect_under_every_mask(STS_E_INVALID_PARAMETER,
+                            {entering(open_target_server_name), leaving(open_target_server_name)},
                             [](Session &session) {
                                 const auto source = open_server(session, "copan:arr1");
                                 session.clear();
@@ -75,7 +76,8 @@ CONFORMANCE_TEST("server-target.null-name-or-out",
                                 expect_true(target == nullptr, "stored handle", "none", "a handle");
                                 return status;
                             });
-    expect_under_every_mask(STS_E_INVALID_PARAMETER, {entering(name_of_call), leaving(name_of_call)},
+    expect_under_every_mask(STS_E_INVALID_PARAMETER,
+                            {entering(open_target_server_name), leaving(open_target_server_name)},
                             [](Session &session) {
                                 const auto source = open_server(session, "copan:arr1");
                                 session.clear();
@@ -87,7 +89,7 @@ CONFORMANCE_TEST("server-target.not-claimed",
                  "A name without a configuration file gives STS_E_INTERNAL and a handle to close.") {
     write_config("copan", copan_config());
     for (const char *name : {"nobody:x", "Kelvarpool:x", ""})
-        expect_under_every_mask(STS_E_INTERNAL, {entering(name_of_call), leaving(name_of_call)},
+        expect_under_every_mask(STS_E_INTERNAL, {entering(open_target_server_name), leaving(open_target_server_name)},
                                 [&](Session &session) { return open_target(session, "copan:arr1", name, true); });
 }
 
@@ -95,10 +97,11 @@ CONFORMANCE_TEST("server-target.null-host",
                  "An empty host part is refused with STS_E_INTERNAL and its message, for any prefix.") {
     write_example_configs();
     for (const char *name : {"copan:", "Kelvarpool:"})
-        expect_under_every_mask(STS_E_INTERNAL,
-                                {entering(name_of_call), error("NULL server handle not supported for target server"),
-                                 leaving(name_of_call)},
-                                [&](Session &session) { return open_target(session, "copan:arr1", name, false); });
+        expect_under_every_mask(
+            STS_E_INTERNAL,
+            {entering(open_target_server_name), error("NULL server handle not supported for target server"),
+             leaving(open_target_server_name)},
+            [&](Session &session) { return open_target(session, "copan:arr1", name, false); });
 }
 
 CONFORMANCE_TEST("server-target.disk-array",
@@ -107,7 +110,8 @@ CONFORMANCE_TEST("server-target.disk-array",
     for (const char *source : {"copan:arr1", "Kelvarpool:nodeB"})
         expect_under_every_mask(
             STS_E_INTERNAL,
-            {entering(name_of_call), error("target server not yet implemented for Kelvarpool "), leaving(name_of_call)},
+            {entering(open_target_server_name), error("target server not yet implemented for Kelvarpool "),
+             leaving(open_target_server_name)},
             [&](Session &session) { return open_target(session, source, "Kelvarpool:nodeA", false); });
 }
 
@@ -115,29 +119,30 @@ CONFORMANCE_TEST(
     "server-target.copan.unknown-array",
     "A file without the array gives STS_E_INTERNAL, the name and the reason as errors, and a handle to close.") {
     write_example_configs();
-    expect_under_every_mask(
-        STS_E_INTERNAL,
-        {entering(name_of_call), error("copan:other"), error("StorageServer not found"), leaving(name_of_call)},
-        [](Session &session) { return open_target(session, "copan:arr1", "copan:other", true); });
+    expect_under_every_mask(STS_E_INTERNAL,
+                            {entering(open_target_server_name), error("copan:other"), error("StorageServer not found"),
+                             leaving(open_target_server_name)},
+                            [](Session &session) { return open_target(session, "copan:arr1", "copan:other", true); });
 }
 
 CONFORMANCE_TEST("server-target.without-colon", "A claimed name without ':' opens an empty Copan server.") {
     write_example_configs();
     write_config("lab", copan_config());
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
-        const int32_t status = open_target(session, "copan:arr1", "lab", true);
-        expect_text("standard output", take_output(), "Error in server_name\n");
-        return status;
-    });
+    expect_under_every_mask(0, {entering(open_target_server_name), leaving(open_target_server_name)},
+                            [](Session &session) {
+                                const int32_t status = open_target(session, "copan:arr1", "lab", true);
+                                expect_text("standard output", take_output(), "Error in server_name\n");
+                                return status;
+                            });
 }
 
 CONFORMANCE_TEST("server-target.prefix-only-at-start",
                  "\"Kelvarpool:\" later in a name does not make the target a disk array's.") {
     write_example_configs();
     write_config("lab", "STORAGE_SERVER = Kelvarpool;\n");
-    expect_under_every_mask(0, {entering(name_of_call), leaving(name_of_call)}, [](Session &session) {
-        return open_target(session, "copan:arr1", "lab:Kelvarpool", true);
-    });
+    expect_under_every_mask(
+        0, {entering(open_target_server_name), leaving(open_target_server_name)},
+        [](Session &session) { return open_target(session, "copan:arr1", "lab:Kelvarpool", true); });
 }
 
 CONFORMANCE_TEST("server-target.session-not-for-simulators",

@@ -25,7 +25,7 @@ struct Creation {
     std::string call;
 };
 
-std::mutex mutex;
+std::mutex creations_mutex;
 std::string own_directory;  // without links; "" while nobody watches
 int journal_file = -1;
 
@@ -62,7 +62,7 @@ bool is_there(const std::string &path) {
 
 void watch_creations(const std::string &directory, int journal) {
     std::error_code error;
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(creations_mutex);
     own_directory = fs::canonical(directory, error).string();
     journal_file = journal;
 }
@@ -82,7 +82,7 @@ void note_creation(int descriptor, const char *path) {
     const int saved = errno;
     const std::string full = resolved(descriptor, path);
     const std::string call = running_call();
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(creations_mutex);
     auto &list = creations();
     const auto known = std::find_if(list.begin(), list.end(), [&](const Creation &one) { return one.path == full; });
     if (known != list.end()) {
@@ -97,7 +97,7 @@ void note_creation(int descriptor, const char *path) {
 
 std::string creator_of(const std::string &path) {
     const std::string full = resolved(working_directory, path);
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(creations_mutex);
     for (const Creation &one : creations())
         if (one.path == full)
             return one.call;
@@ -107,7 +107,7 @@ std::string creator_of(const std::string &path) {
 void expect_nothing_outside() {
     std::vector<Creation> outside;
     {
-        const std::lock_guard lock(mutex);
+        const std::lock_guard lock(creations_mutex);
         for (const Creation &one : creations())
             if (!is_below(one.path, own_directory) && is_there(one.path))
                 outside.push_back(one);

@@ -25,7 +25,7 @@ void add_entry(Variables &variables, const std::string &entry) {
 
 std::string shown(const Variables &variables, const std::string &name) {
     const auto variable = variables.find(name);
-    return variable == variables.end() ? name + " not set" : name + "=" + quoted(variable->second, longest_value);
+    return variable == variables.end() ? name + " not set" : name + "=" + quoted_bytes(variable->second, longest_value);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ constexpr size_t around_difference = 3;  // entries in front of the first differ
 std::string joined(const std::vector<std::string> &texts) {
     std::string out;
     for (const std::string &text : texts)
-        out += (out.empty() ? "" : ", ") + quoted(text, std::string::npos);
+        out += (out.empty() ? "" : ", ") + quoted_bytes(text, std::string::npos);
     return texts.empty() ? "nothing" : out;
 }
 
@@ -32,7 +32,8 @@ std::string excerpt(const std::vector<std::string> &texts, size_t difference) {
     const size_t end = std::min(texts.size(), difference + around_difference + 1);
     std::string out = fmt::format("{} entries", texts.size());
     for (size_t i = begin; i < end; ++i)
-        out += fmt::format("{}{}", i == begin ? fmt::format("; from number {}: ", i + 1) : ", ", quoted(texts[i], 80));
+        out += fmt::format("{}{}", i == begin ? fmt::format("; from number {}: ", i + 1) : ", ",
+                           quoted_bytes(texts[i], 80));
     return out + (begin >= end || end == texts.size() ? "" : ", ...");
 }
 
@@ -159,7 +160,7 @@ bool expect_mode(const std::string &what, mode_t got, mode_t expected) {
 }
 
 bool expect_text(const std::string &what, const std::string &got, const std::string &expected) {
-    return expect_true(got == expected, what, quoted(expected), quoted(got));
+    return expect_true(got == expected, what, quoted_bytes(expected), quoted_bytes(got));
 }
 
 bool expect_bytes(const std::string &what, const void *got, const void *expected, size_t size,
@@ -171,8 +172,8 @@ bool expect_bytes(const std::string &what, const void *got, const void *expected
     const std::string got_text = fields.empty() ? leading_text(got, size) : "";
     const bool are_texts = !expected_text.empty() && !got_text.empty() && expected_text != got_text;
     add_finding(
-        what, are_texts ? quoted(expected_text) : fmt::format("{} given bytes", size),
-        are_texts ? quoted(got_text) : difference_text(got, expected, size),
+        what, are_texts ? quoted_bytes(expected_text) : fmt::format("{} given bytes", size),
+        are_texts ? quoted_bytes(got_text) : difference_text(got, expected, size),
         fields + hex_diff(static_cast<const unsigned char *>(expected), static_cast<const unsigned char *>(got), size));
     return false;
 }

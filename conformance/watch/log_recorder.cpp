@@ -26,7 +26,7 @@ std::deque<std::unique_ptr<Session>> &sessions() {
 MessageListener message_listener = nullptr;
 
 std::string show(uint64_t context, int32_t level, const std::string &text) {
-    return fmt::format("level {} context {:x} {}", level, context, quoted(text));
+    return fmt::format("level {} context {:x} {}", level, context, quoted_bytes(text));
 }
 
 bool passes(const LogLine &line, uint32_t mask) {
@@ -54,7 +54,7 @@ void receive(uint64_t context, const char *text, int32_t level) {
         return;
     }
     if (!is_this_thread_in_a_call())
-        add_finding("thread of the message " + quoted(text == nullptr ? "(null)" : text, 60),
+        add_finding("thread of the message " + quoted_bytes(text == nullptr ? "(null)" : text, 60),
                     "the one that made the call", "another");
     if (session->on_message)
         session->on_message();

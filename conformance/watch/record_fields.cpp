@@ -17,7 +17,7 @@ namespace {
 std::string shown(const RecordField &field, const void *record) {
     const char *begin = static_cast<const char *>(record) + field.offset;
     if (field.kind == FieldKind::text)
-        return quoted(std::string(begin, strnlen(begin, field.size)), 120);
+        return quoted_bytes(std::string(begin, strnlen(begin, field.size)), 120);
     uint64_t number = 0;
     if (field.size == sizeof(uint32_t)) {
         uint32_t half = 0;

@@ -20,7 +20,7 @@ struct Resource {
     std::function<void()> undo;
 };
 
-std::mutex mutex;
+std::mutex registry_mutex;
 
 std::vector<Resource> &resources() {
     static std::vector<Resource> list;
@@ -30,12 +30,12 @@ std::vector<Resource> &resources() {
 }  // namespace
 
 void register_resource(const void *key, const std::string &what, std::function<void()> undo) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(registry_mutex);
     resources().push_back({key, what, std::move(undo)});
 }
 
 void forget_resource(const void *key) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(registry_mutex);
     auto &list = resources();
     const auto last = std::find_if(list.rbegin(), list.rend(), [&](const Resource &one) { return one.key == key; });
     if (last != list.rend())

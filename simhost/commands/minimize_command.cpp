@@ -67,15 +67,16 @@ Condition condition_of(const MinimizeRequest &options) {
 }
 
 void minimize(const MinimizeRequest &options, Report &report) {
+    demand_another_file(options.replay, "--output", options.output);
     const Condition does_it = condition_of(options);
     const RecordedSession session = recorded_session(options.replay, report);
-    const ReplaySettings settings = replay_settings(options.replay);
+    ReplayPlace place(options.replay);
     const PrivateDirectory directory("simhost-minimize", AtEnd::remove_all);
     const std::string now = directory / "now.stspi";
     uint64_t replays = 0;
     const auto still_does = [&](const std::vector<bool> &wanted) {
         ++replays;
-        return does_it(replayed(session, wanted, settings, now), now);
+        return does_it(place.replayed(session, wanted, now), now);
     };
     if (!still_does(std::vector<bool>(session.steps.size(), true)))
         throw BadAnswer(
@@ -87,6 +88,7 @@ void minimize(const MinimizeRequest &options, Report &report) {
     report.result() = {
         {"calls", session.steps.size()}, {"left", count}, {"replays", replays}, {"output", options.output}};
     report.line("{} of {} calls are left, after {} replays: {}", count, session.steps.size(), replays, options.output);
+    place.tell(report);
 }
 
 }  // namespace

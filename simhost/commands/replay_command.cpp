@@ -55,6 +55,7 @@ std::string how_it_ended(const ReplayOutcome &outcome) {
 }
 
 void replay(const ReplayRequest &options, Report &report) {
+    demand_another_file(options.replay, "--output", options.output);
     std::vector<Mask> masks;
     if (!options.masks.empty())
         masks = read_masks(options.masks);
@@ -65,8 +66,8 @@ void replay(const ReplayRequest &options, Report &report) {
             masks.push_back(mask);
     const PrivateDirectory directory("simhost-replay", AtEnd::remove_all);
     const std::string again = options.output.empty() ? directory / "again.stspi" : options.output;
-    const ReplayOutcome outcome =
-        replayed(session, std::vector<bool>(session.steps.size(), true), replay_settings(options.replay), again);
+    ReplayPlace place(options.replay);
+    const ReplayOutcome outcome = place.replayed(session, std::vector<bool>(session.steps.size(), true), again);
     const JournalDifference difference = compare_journals(options.replay.journal, again, masks);
     for (size_t i = 0; i < given_masks; ++i)
         if (masks[i].matched == 0)
@@ -80,6 +81,7 @@ void replay(const ReplayRequest &options, Report &report) {
                                     {"call", std::max(first->call_a, first->call_b)}};
         tell_first(*first, report);
     }
+    place.tell(report);
     if (outcome.end != ReplayOutcome::End::all_made)
         throw BadAnswer(fmt::format("{}; {} calls were the same before", how_it_ended(outcome), difference.same));
     if (difference.differing != 0)

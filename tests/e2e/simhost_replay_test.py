@@ -7,7 +7,6 @@ import subprocess
 import sys
 import tempfile
 import unittest
-import unittest.mock
 
 SIMHOST, PLUGIN, BROKEN, SOURCE = sys.argv[1], sys.argv[2], sys.argv[3], pathlib.Path(sys.argv[4])
 
@@ -76,6 +75,24 @@ class ReplayTest(unittest.TestCase):
         self.assertEqual(done.returncode, 1)
         self.assertIn("signal 6", done.stdout + done.stderr)
 
+    def test_faults_of_a_replay_are_told(self):
+        journal, rules, again = self.recorded("Kelvarpool:hostA"), self.directory / "rules", self.directory / "again"
+        rules.write_text("on close_server after answer STS_E_SYSTEM\non copy_extent answer STS_E_SYSTEM\n")
+        for options, why in (((), "1 call differs"), (("--expect-all",), "never fired")):
+            with self.subTest(options=options):
+                done = self.replay(journal, "--faults", rules, "--record", again, *options, "--json")
+                self.assertEqual(done.returncode, 1, done.stdout + done.stderr)
+                document = json.loads(done.stdout)
+                self.assertEqual([rule["fired"] for rule in document["result"]["faults"]["rules"]], [1, 0])
+                self.assertEqual(document["result"]["first"]["entry_point"], "stspi_close_server")
+                self.assertIn(why, json.dumps(document))
+                shown = subprocess.run([SIMHOST, "journal", "show", again], capture_output=True, text=True).stdout
+                self.assertIn("stspi_close_server", shown)
+        rules.write_text("on close_server nonsense\n")
+        done = self.replay(journal, "--faults", rules)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("nonsense", done.stderr)
+
     def test_pace_real_does_the_same(self):
         done = self.replay(self.recorded("Kelvarpool:hostA"), "--pace", "real")
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
@@ -104,16 +121,15 @@ class ReplayTest(unittest.TestCase):
         journal, rules = self.directory / "calls.stspi", self.directory / "rules"
         done = self.simhost("volumes", "--plugin", PLUGIN, "--server", "Kelvarpool:hostA", "--record", journal)
         self.assertEqual(done.returncode, 0, done.stderr)
-        rules.write_text(f"plugin {PLUGIN}\nledger {self.directory}/ledger\n"
-                         "on get_lsu_prop_byname lsu *d277* kill SIGSEGV\n")
+        rules.write_text("on get_lsu_prop_byname lsu *d277* kill SIGSEGV\n")
         smallest = self.directory / "smallest.stspi"
-        with unittest.mock.patch.dict(os.environ, STSPI_FILTER=str(rules)):
-            done = self.simhost("minimize", journal, "--plugin", pathlib.Path(PLUGIN).with_name("libstspi_filter.so"),
-                                "--while", "crash", "-o", smallest, "--json")
+        done = self.simhost("minimize", journal, "--plugin", PLUGIN, "--faults", rules, "--while", "crash",
+                            "-o", smallest, "--json")
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         result = json.loads(done.stdout)["result"]
         self.assertGreater(result["calls"], 1000)
         self.assertEqual(result["left"], 2, "what opens the server, and the call that crashes")
+        self.assertEqual(result["faults"]["rules"][0]["fired"], 1, "counted anew in each replay")
 
     def test_minimize_refuses_what_does_not_happen(self):
         journal = self.recorded("Kelvarpool:hostA")
@@ -122,6 +138,17 @@ class ReplayTest(unittest.TestCase):
         for condition in ("nonsense", "status=NONE"):
             done = self.simhost("minimize", journal, "--plugin", PLUGIN, "--while", condition, "-o", self.directory / "x")
             self.assertEqual(done.returncode, 2)
+
+    def test_the_journal_itself_is_not_written_over(self):
+        journal = self.recorded("Kelvarpool:hostA")
+        before = journal.read_bytes()
+        for command in (("replay", journal, "--output"), ("replay", journal, "--record"),
+                        ("minimize", journal, "--while", "crash", "--output")):
+            with self.subTest(command=command):
+                done = self.simhost(*command, journal, "--plugin", PLUGIN)
+                self.assertEqual(done.returncode, 2, done.stdout + done.stderr)
+                self.assertIn("this is the journal whose calls are made", done.stderr)
+                self.assertEqual(journal.read_bytes(), before)
 
     def test_what_is_no_journal_is_refused(self):
         done = self.replay(SOURCE / "README.md")
