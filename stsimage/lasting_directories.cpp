@@ -5,6 +5,13 @@
 
 namespace stsimage {
 
+namespace {
+
+// A process that lives for years meets ever more of them; to flush one again is cheaper than to remember all.
+constexpr size_t most_known = 1U << 16;
+
+}  // namespace
+
 bool LastingDirectories::has(const FileDescriptor &directory) {
     const std::optional<Identity> identity = identity_of(directory);
     const std::lock_guard<std::mutex> lock(mutex);
@@ -14,6 +21,8 @@ bool LastingDirectories::has(const FileDescriptor &directory) {
 void LastingDirectories::add(const FileDescriptor &directory) {
     const std::optional<Identity> identity = identity_of(directory);
     const std::lock_guard<std::mutex> lock(mutex);
+    if (known.size() >= most_known)
+        known.clear();
     if (identity)
         known.insert(*identity);
 }

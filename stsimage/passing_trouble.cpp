@@ -34,7 +34,7 @@ bool last_failure_passes() {
 
 bool is_shared(int file) {
     struct statfs state;
-    return fstatfs(file, &state) == 0 && std::find(std::begin(local_kinds), std::end(local_kinds),
+    return fstatfs(file, &state) != 0 || std::find(std::begin(local_kinds), std::end(local_kinds),
                                                    static_cast<uint32_t>(state.f_type)) == std::end(local_kinds);
 }
 

@@ -11,7 +11,8 @@ namespace stsimage {
 // Whether the calling thread's latest failure came from the system and is of that kind.
 bool last_failure_passes();
 
-// Whether a file lies on a file system that other hosts may write to: any but those that are known to be local.
+// Whether a file lies on a file system that other hosts may write to: any but those that are known to be local. One
+// that does not tell its kind is none of these.
 bool is_shared(int file);
 
 // Forgets what this host has cached of a file, as far as the file system does.

@@ -49,13 +49,22 @@ bool refuses_links(int error) {
 
 enum class Seen { yes, no, unknown };
 
+// What a server answers that has done nothing.
+bool is_refusal(int error) {
+    return error == EACCES || error == EPERM || error == EROFS || error == ENOSPC || error == EDQUOT || error == ENOMEM;
+}
+
+bool is_same_file(const struct stat &one, const struct stat &other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 Seen look_whether_names(int directory, const std::string &name, const FileDescriptor &file) {
     struct stat named, open;
     if (fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0)
         return errno == ENOENT ? Seen::no : Seen::unknown;
     if (fstat(file.get(), &open) != 0)
         return Seen::unknown;
-    return named.st_dev == open.st_dev && named.st_ino == open.st_ino ? Seen::yes : Seen::no;
+    return is_same_file(named, open) ? Seen::yes : Seen::no;
 }
 
 bool names_file(int directory, const std::string &name, const FileDescriptor &file) {
@@ -184,7 +193,7 @@ int32_t UnfinishedFile::publish() {
         return status;
     Replaced replaced;
     if (const int32_t status = patiently([&] { return take_place(replaced); }); status != 0)
-        return status;
+        return unanswered == 0 ? status : tell_it_may_have_its_name();
     if (const int32_t status = flush_directory(*lsu); status != 0)
         return give_place_back(replaced) ? status : tell_it_may_stay();
     exists = false;
@@ -198,6 +207,12 @@ int32_t UnfinishedFile::tell_it_may_stay() {
     return fail(STSIMG_E_OUTCOME_UNKNOWN,
                 "%s has its name, but the directory could not be flushed, and what was there before not be restored",
                 QuotedText(lsu->path_of(file)).c_str());
+}
+
+// Whatever became of later attempts.
+int32_t UnfinishedFile::tell_it_may_have_its_name() {
+    fail_system(unanswered, "%s may have got its name or not", QuotedText(lsu->path_of(file)).c_str());
+    return STSIMG_E_OUTCOME_UNKNOWN;
 }
 
 int32_t UnfinishedFile::flush_data() {
@@ -219,6 +234,9 @@ int32_t UnfinishedFile::take_place(Replaced &out_replaced) {
     const LsuLock lock(*lsu);
     if (lock.status() != 0)
         return lock.status();
+    if (unanswered != 0 && is_in_place())
+        return 0;
+    out_replaced = Replaced{};
     if (const int32_t status = check_name_is_free_for_image(*lsu, file); status != 0)
         return status;
     const Seen still_there = look_whether_names(directory.get(), file, data);
@@ -229,45 +247,48 @@ int32_t UnfinishedFile::take_place(Replaced &out_replaced) {
     Replaced earlier{lock_existing(target, file.c_str()), EarlierImage::none, name_of_earlier(file)};
     if (!earlier.image.is_locked() && (earlier.image.descriptor() || errno != ENOENT))
         return fail_system(errno, "cannot lock %s to replace it", path.c_str());
+    const int32_t status = rename_over(earlier, path);
+    if (status == 0 || status == STSIMG_E_OUTCOME_UNKNOWN)
+        out_replaced = std::move(earlier);
+    else if (earlier.kept == EarlierImage::linked)
+        unlinkat(directory.get(), earlier.second_name.c_str(), 0);
+    return status;
+}
+
+int32_t UnfinishedFile::rename_over(Replaced &earlier, const QuotedText &path) {
+    const int target = lsu->descriptor.get();
     if (earlier.image.is_locked()) {
-        if (renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0) {
+        const int error =
+            renameat2(directory.get(), file.c_str(), target, file.c_str(), RENAME_EXCHANGE) == 0 ? 0 : errno;
+        if (error != EINVAL && error != ENOSYS) {
             earlier.kept = EarlierImage::exchanged;
-            out_replaced = std::move(earlier);
-            return 0;
-        }
-        if (errno != EINVAL && errno != ENOSYS) {
-            const int32_t status = settle_renaming(errno, path);
-            if (status == 0) {
-                earlier.kept = EarlierImage::exchanged;
-                out_replaced = std::move(earlier);
-            }
-            return status;
+            return error == 0 ? 0 : settle_renaming(error, path);
         }
         if (const int32_t status = link_earlier(earlier); status != 0)
             return status;
     }
-    if (renameat(directory.get(), file.c_str(), target, file.c_str()) != 0)
-        if (const int32_t status = settle_renaming(errno, path); status != 0) {
-            if (earlier.kept == EarlierImage::linked && status != STSIMG_E_OUTCOME_UNKNOWN)
-                unlinkat(directory.get(), earlier.second_name.c_str(), 0);
-            return status;
-        }
-    out_replaced = std::move(earlier);
-    return 0;
+    return renameat(directory.get(), file.c_str(), target, file.c_str()) == 0 ? 0 : settle_renaming(errno, path);
 }
 
-// A file server that failed to answer may have done what it was asked for: what is there now tells.
+// A file server that failed to answer may have done what it was asked for, or do it yet: what is there now tells. That the name
+// is not there may be an old cache's word.
 int32_t UnfinishedFile::settle_renaming(int error, const QuotedText &path) {
-    switch (look_whether_names(lsu->descriptor.get(), file, data)) {
-        case Seen::yes:
-            return 0;
-        case Seen::no:
-            return fail_system(error, "cannot give %s its name", path.c_str());
-        case Seen::unknown:
-            break;
-    }
+    const int target = lsu->descriptor.get();
+    const Seen in_place = look_whether_names(target, file, data);
+    if (in_place == Seen::yes)
+        return 0;
+    if (in_place == Seen::no && (is_refusal(error) || !is_shared(target)))
+        return fail_system(error, "cannot give %s its name", path.c_str());
+    unanswered = error;
     fail_system(error, "%s may have got its name or not", path.c_str());
     return STSIMG_E_OUTCOME_UNKNOWN;
+}
+
+// Not by looking at the name, as a cache may have it, but by opening what it leads to.
+bool UnfinishedFile::is_in_place() const {
+    const FileDescriptor named = open_existing_to_lock(lsu->descriptor.get(), file.c_str());
+    struct stat there, own;
+    return named && fstat(named.get(), &there) == 0 && fstat(data.get(), &own) == 0 && is_same_file(there, own);
 }
 
 // Where names cannot be exchanged, a second name keeps the earlier image. One that is there already is a dead writer's.

@@ -58,9 +58,12 @@ private:
 
     int32_t flush_data();
     int32_t take_place(Replaced &out_replaced);
+    int32_t rename_over(Replaced &earlier, const QuotedText &path);
     int32_t settle_renaming(int error, const QuotedText &path);
+    bool is_in_place() const;
     int32_t link_earlier(Replaced &earlier);
     int32_t tell_it_may_stay();
+    int32_t tell_it_may_have_its_name();
     bool give_place_back(const Replaced &replaced);
     void remove_replaced(const Replaced &replaced);
     void remove_name(const std::string &name, const FileDescriptor &unwanted);
@@ -72,6 +75,7 @@ private:
     FileDescriptor data;
     int maker = 0;  // a process that was forked meanwhile must not remove its parent's file
     bool exists = false;
+    int unanswered = 0;  // the errno value of a renaming that may have been done all the same
 };
 
 }  // namespace stsimage

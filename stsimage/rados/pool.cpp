@@ -1,17 +1,16 @@
 #include "stsimage/rados/pool.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <list>
-#include <map>
 #include <thread>
 #include <utility>
 
 #include "stsimage/last_error.h"
+#include "stsimage/own_connections.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/seconds_setting.h"
 #include "stspi/stsimg.h"
@@ -32,33 +31,6 @@ public:
 SilentWatch &silent_watch() {
     static auto *const watch = new SilentWatch;
     return *watch;
-}
-
-struct Connections {
-    std::mutex mutex;
-    std::map<std::string, std::shared_ptr<Pool>> pools;  // by location
-    Connections *of_parent = nullptr;
-};
-
-// A process's own. Never taken down: what is still open at the end of the process needs it, and a cluster that does not answer must
-// not keep the process from ending.
-Connections *own_connections = nullptr;
-
-// In a process that was just forked: the threads that serve the connections are its parent's, and one of them may have had the
-// mutex.
-void begin_anew() {
-    auto *const anew = new Connections;
-    anew->of_parent = own_connections;
-    own_connections = anew;
-}
-
-Connections &connections() {
-    static const int begun = [] {
-        begin_anew();
-        return pthread_atfork(nullptr, nullptr, begin_anew);
-    }();
-    static_cast<void>(begun);
-    return *own_connections;
 }
 
 // A connection has a random number of its own in the cluster, and librados draws it from what the calling thread has left of
@@ -86,22 +58,18 @@ int errno_of(int result) {
 }
 
 int32_t Pool::connect(std::string_view location, std::shared_ptr<Pool> &out_pool) {
-    Connections &all = connections();
-    const std::lock_guard<std::mutex> lock(all.mutex);
-    std::shared_ptr<Pool> &known = all.pools[std::string(location)];
-    if (known == nullptr) {
+    return OwnConnections<Pool>::find(location, out_pool, [location](std::shared_ptr<Pool> &out_opened) {
         const size_t slash = std::min(location.find('/'), location.size());
         const std::string pool(location.substr(0, slash));
         const std::string prefix(slash < location.size() ? location.substr(slash + 1) : "");
         if (pool.empty())
             return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names no pool: rados:POOL[/PREFIX] is expected");
         auto made = std::make_shared<Pool>();
-        if (const int32_t status = made->open(pool, prefix); status != 0)
-            return status;
-        known = std::move(made);
-    }
-    out_pool = known;
-    return 0;
+        const int32_t status = made->open(pool, prefix);
+        if (status == 0)
+            out_opened = std::move(made);
+        return status;
+    });
 }
 
 int32_t Pool::open(const std::string &pool, const std::string &prefix) {

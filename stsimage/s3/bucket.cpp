@@ -30,6 +30,11 @@ bool is_prefix(std::string_view text) {
 
 }  // namespace
 
+Condition Condition::still(const std::string &etag, EtagForm form) {
+    const bool is_quoted = etag.size() >= 2 && etag.front() == '"' && etag.back() == '"';
+    return {"if-match", form == EtagForm::bare && is_quoted ? etag.substr(1, etag.size() - 2) : etag};
+}
+
 int32_t Bucket::open(std::string_view location, std::unique_ptr<Bucket> &out_bucket) {
     const std::string_view name = location.substr(0, 2) == "//" ? location.substr(2) : std::string_view();
     const size_t slash = std::min(name.find('/'), name.size());

@@ -14,10 +14,13 @@
 
 namespace stsimage::s3 {
 
+// How a service wants to be told an ETag. HTTP has it quoted, and so it is always given; some take back only what is between the quotes.
+enum class EtagForm { quoted, bare };
+
 // What must hold for a change, told to the service as a header; both empty for no condition.
 struct Condition {
     static Condition absent() { return {"if-none-match", "*"}; }
-    static Condition still(const std::string &etag) { return {"if-match", etag}; }
+    static Condition still(const std::string &etag, EtagForm form);
 
     std::string header;
     std::string value;

@@ -1,52 +1,18 @@
 #include "stsimage/s3/image_root.h"
 
-#include <pthread.h>
-
 #include <cerrno>
-#include <map>
 #include <utility>
 
 #include "stsimage/last_error.h"
+#include "stsimage/own_connections.h"
 #include "stsimage/random_id.h"
 #include "stsimage/s3/loose_parts.h"
 #include "stsimage/s3/process_end.h"
 
 namespace stsimage::s3 {
 
-namespace {
-
-struct Connections {
-    std::mutex mutex;
-    std::map<std::string, std::shared_ptr<ImageRoot>> roots;  // by location
-    Connections *of_parent = nullptr;
-};
-
-// A process's own. Never taken down: threads and what is still open at the end of the process need it.
-Connections *own_connections = nullptr;
-
-// In a process that was just forked: the connections are its parent's, and one of its threads may have had the mutex.
-void begin_anew() {
-    auto *const anew = new Connections;
-    anew->of_parent = own_connections;
-    own_connections = anew;
-}
-
-Connections &connections() {
-    static const int begun = [] {
-        begin_anew();
-        return pthread_atfork(nullptr, nullptr, begin_anew);
-    }();
-    static_cast<void>(begun);
-    return *own_connections;
-}
-
-}  // namespace
-
 int32_t ImageRoot::connect(std::string_view location, std::shared_ptr<ImageRoot> &out_root) {
-    Connections &all = connections();
-    const std::lock_guard<std::mutex> lock(all.mutex);
-    std::shared_ptr<ImageRoot> &known = all.roots[std::string(location)];
-    if (known == nullptr) {
+    return OwnConnections<ImageRoot>::find(location, out_root, [location](std::shared_ptr<ImageRoot> &out_opened) {
         std::unique_ptr<Bucket> bucket;
         if (const int32_t status = Bucket::open(location, bucket); status != 0)
             return status;
@@ -54,10 +20,9 @@ int32_t ImageRoot::connect(std::string_view location, std::shared_ptr<ImageRoot>
         std::string process;
         if (!make_random_id(process))
             return fail_system(errno, "cannot get a random number for this process");
-        known = std::make_shared<ImageRoot>(std::move(bucket), std::move(process));
-    }
-    out_root = known;
-    return 0;
+        out_opened = std::make_shared<ImageRoot>(std::move(bucket), std::move(process));
+        return 0;
+    });
 }
 
 ImageRoot::ImageRoot(std::unique_ptr<Bucket> bucket, std::string process)
@@ -73,14 +38,14 @@ void ImageRoot::note_lsu(const std::string &lsu) {
     lsus.insert(lsu);
 }
 
-bool ImageRoot::heeds_conditions() {
+std::optional<EtagForm> ImageRoot::etag_form() {
     const std::lock_guard<std::mutex> lock(mutex);
-    return conditions_heeded;
+    return form_heeded;
 }
 
-void ImageRoot::note_conditions_heeded() {
+void ImageRoot::note_etag_form(EtagForm form) {
     const std::lock_guard<std::mutex> lock(mutex);
-    conditions_heeded = true;
+    form_heeded = form;
 }
 
 void ImageRoot::sweep() {

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -34,9 +35,9 @@ public:
     bool knows_lsu(const std::string &lsu);
     void note_lsu(const std::string &lsu);
 
-    // Whether the service was seen to heed conditions.
-    bool heeds_conditions();
-    void note_conditions_heeded();
+    // How the service takes ETags in conditions, once it was seen to heed them.
+    std::optional<EtagForm> etag_form();
+    void note_etag_form(EtagForm form);
 
     // Clears what belongs to no name any more, unless that was done a moment ago.
     void sweep();
@@ -47,7 +48,7 @@ private:
 
     std::mutex mutex;
     std::set<std::string> lsus;
-    bool conditions_heeded = false;
+    std::optional<EtagForm> form_heeded;
     bool has_swept = false;
     std::chrono::steady_clock::time_point swept_at;
 };

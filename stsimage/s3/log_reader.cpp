@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint64_t window_size = uint64_t{256} * 1024;
 constexpr size_t most_windows = 8;
-constexpr uint64_t parts_ahead = 3;
+constexpr uint64_t parts_ahead = 4;
 
 // Shorter reads are random ones, or of tables, and say nothing about a stream.
 constexpr uint64_t least_of_stream = uint64_t{64} * 1024;

@@ -1,6 +1,9 @@
 #include "stsimage/s3/loose_parts.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <sstream>
+#include <string_view>
 
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/parallel_requests.h"
@@ -10,28 +13,40 @@ namespace stsimage::s3 {
 namespace {
 
 constexpr char loose[] = "loose/";
+constexpr std::string_view draft_ending = ".draft";
 
 // A note of what still has its name so long after it was made is one that its writer could not take back.
 constexpr std::time_t seconds_until_note_is_wrong = 3600;
 
+std::string key_of_note(const std::string &id, LooseKind kind) {
+    return std::string(loose).append(id).append(kind == LooseKind::draft ? draft_ending : "");
+}
+
+LooseParts parts_of_note(const ListedObject &note, std::time_t now) {
+    LooseParts parts;
+    parts.id = note.key.substr(sizeof loose - 1);
+    const size_t length = parts.id.size() - std::min(parts.id.size(), draft_ending.size());
+    if (parts.id.compare(length, parts.id.npos, draft_ending) == 0) {
+        parts.id.resize(length);
+        parts.kind = LooseKind::draft;
+    }
+    parts.age = now - note.modified;
+    return parts;
+}
+
 bool read_note(const std::string &text, LooseParts &parts) {
     std::istringstream lines(text);
-    std::string kind, more;
-    if (!std::getline(lines, parts.lsu) || !std::getline(lines, parts.name) || !std::getline(lines, kind) ||
-        std::getline(lines, more) || (kind != "draft" && kind != "image"))
-        return false;
-    parts.kind = kind == "draft" ? LooseKind::draft : LooseKind::image;
-    return true;
+    std::string more;
+    return std::getline(lines, parts.lsu) && std::getline(lines, parts.name) && !std::getline(lines, more);
 }
 
 }  // namespace
 
 Answer note_loose(const NameTable &table, std::string_view name, const std::string &id, LooseKind kind) {
-    return table.bucket().put(
-        loose + id, table.lsu() + '\n' + std::string(name) + (kind == LooseKind::draft ? "\ndraft\n" : "\nimage\n"));
+    return table.bucket().put(key_of_note(id, kind), table.lsu() + '\n' + std::string(name) + '\n');
 }
 
-void forget_loose(Bucket &bucket, const std::string &id) { bucket.remove(loose + id); }
+void forget_loose(Bucket &bucket, const std::string &id, LooseKind kind) { bucket.remove(key_of_note(id, kind)); }
 
 Answer remove_parts(Bucket &bucket, const std::string &id) {
     ParallelRequests removals;
@@ -43,7 +58,8 @@ Answer remove_parts(Bucket &bucket, const std::string &id) {
     const Answer &removed = removals.finish();
     if (!listed.ok() || !removed.ok())
         return listed.ok() ? removed : listed;
-    return bucket.remove(loose + id);
+    Answer forgotten = bucket.remove(key_of_note(id, LooseKind::draft));
+    return forgotten.ok() ? bucket.remove(key_of_note(id, LooseKind::image)) : forgotten;
 }
 
 std::time_t seconds_until_loose(ImageRoot &root) {
@@ -51,32 +67,25 @@ std::time_t seconds_until_loose(ImageRoot &root) {
     return settings.lease_seconds + std::time_t{2} * settings.timeout_seconds;
 }
 
-Answer for_each_note(const std::shared_ptr<ImageRoot> &root,
-                     const std::function<void(const std::string &, std::time_t)> &listener) {
+Answer for_each_note(const std::shared_ptr<ImageRoot> &root, const std::function<void(LooseParts)> &listener) {
     return root->bucket().list_all(loose, "", [&listener](const ListPage &page, std::time_t now) {
         for (const ListedObject &object : page.objects)
-            listener(object.key.substr(sizeof loose - 1), now - object.modified);
+            listener(parts_of_note(object, now));
         return Answer();
     });
 }
 
-bool look_at_note(const std::shared_ptr<ImageRoot> &root, const std::string &id, std::time_t age,
-                  LooseParts &out_parts) {
-    out_parts = LooseParts();
-    out_parts.id = id;
-    out_parts.age = age;
-    const Answer note = root->bucket().get(loose + id);
-    if (!note.ok() || !read_note(note.body, out_parts) ||
-        !NameTable(root, out_parts.lsu).find(out_parts.name, out_parts.seen).ok())
+bool look_at_note(const std::shared_ptr<ImageRoot> &root, LooseParts &parts) {
+    const Answer note = root->bucket().get(key_of_note(parts.id, parts.kind));
+    if (!note.ok() || !read_note(note.body, parts) || !NameTable(root, parts.lsu).find(parts.name, parts.seen).ok())
         return false;
-    const NameRecord &record = out_parts.seen.record;
-    out_parts.has_name = record.image && record.image->id == id;
-    out_parts.has_claim = record.claim && record.claim->id == id;
-    if (out_parts.kind == LooseKind::image || out_parts.has_name || out_parts.has_claim)
+    const NameRecord &record = parts.seen.record;
+    parts.has_name = record.image && record.image->id == parts.id;
+    parts.has_claim = record.claim && record.claim->id == parts.id;
+    if (parts.kind == LooseKind::image || parts.has_name || parts.has_claim)
         return true;
-    // A draft that has come to its end, or an image that was published and lost its name since the note was read.
-    const Answer again = root->bucket().get(loose + id);
-    return again.ok() && again.body == note.body;
+    // A draft that has come to its end, or an image that was published and has lost its name, which is noted before.
+    return root->bucket().get(key_of_note(parts.id, LooseKind::image)).error == ENOENT;
 }
 
 bool is_in_use(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts) {
@@ -107,12 +116,11 @@ Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts) {
 }
 
 void clear_loose_parts(const std::shared_ptr<ImageRoot> &root) {
-    for_each_note(root, [&root](const std::string &id, std::time_t age) {
-        LooseParts parts;
-        if (age <= seconds_until_loose(*root) || !look_at_note(root, id, age, parts))
+    for_each_note(root, [&root](LooseParts parts) {
+        if (parts.age <= seconds_until_loose(*root) || !look_at_note(root, parts))
             return;
-        if (parts.has_name && age > seconds_until_note_is_wrong)
-            forget_loose(root->bucket(), id);
+        if (parts.has_name && parts.age > seconds_until_note_is_wrong)
+            forget_loose(root->bucket(), parts.id, parts.kind);
         else if (!is_in_use(root, parts))
             clear(root, parts);
     });

@@ -2,7 +2,8 @@
 //
 // Each is noted under its id with the name that it belongs to, a draft once it has claimed its name, any other before it loses it.
 // So what is noted and not referred to by its name's record never will be again. Such parts are cleared by any process of any
-// host, when nobody who may still read them is left.
+// host, when nobody who may still read them is left. A note as a draft is one of its own: its writer takes that back when others may
+// already be deleting what was published.
 #pragma once
 
 #include <functional>
@@ -20,7 +21,7 @@ struct LooseParts {
     std::string id;
     std::string lsu;  // empty when there is no note
     std::string name;
-    LooseKind kind = LooseKind::image;  // which it was when it was noted
+    LooseKind kind = LooseKind::image;  // as which it is noted
     std::time_t age = 0;                // of the note
     SeenRecord seen;                    // of the name
     bool has_name = false;              // after all
@@ -28,21 +29,19 @@ struct LooseParts {
 };
 
 Answer note_loose(const NameTable &table, std::string_view name, const std::string &id, LooseKind kind);
-void forget_loose(Bucket &bucket, const std::string &id);
+void forget_loose(Bucket &bucket, const std::string &id, LooseKind kind);
 
-// Removes all parts of an image, and its note.
+// Removes all parts of an image, and its notes.
 Answer remove_parts(Bucket &bucket, const std::string &id);
 
 // What has been loose for so long is cleared if nobody has told that it is read.
 std::time_t seconds_until_loose(ImageRoot &root);
 
-// Calls the listener with the id and the age of every note.
-Answer for_each_note(const std::shared_ptr<ImageRoot> &root,
-                     const std::function<void(const std::string &, std::time_t)> &listener);
+// Calls the listener with every note: id, kind and age are told.
+Answer for_each_note(const std::shared_ptr<ImageRoot> &root, const std::function<void(LooseParts)> &listener);
 
-// Reads a note, and the record of its name. False when that cannot be done.
-bool look_at_note(const std::shared_ptr<ImageRoot> &root, const std::string &id, std::time_t age,
-                  LooseParts &out_parts);
+// Reads a note, and the record of its name. False when that cannot be done, or another note tells more of the same parts.
+bool look_at_note(const std::shared_ptr<ImageRoot> &root, LooseParts &parts);
 
 // Whether a writer or reader may still need it, or it cannot be seen that nobody does.
 bool is_in_use(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts);

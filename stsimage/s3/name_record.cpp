@@ -31,6 +31,15 @@ NameRecord NameRecord::following() const {
     return next;
 }
 
+void NameRecord::add_mark(const std::string &mark) {
+    marks.insert(marks.begin(), mark);
+    marks.resize(std::min(marks.size(), most_marks));
+}
+
+bool NameRecord::has_mark(const std::string &mark) const {
+    return std::find(marks.begin(), marks.end(), mark) != marks.end();
+}
+
 std::string text_of(const NameRecord &record) {
     std::ostringstream text;
     text << first_line << "\nchange " << record.change << '\n';
@@ -42,6 +51,8 @@ std::string text_of(const NameRecord &record) {
              << '\n';
     if (record.leaving)
         text << "leaving\n";
+    for (const std::string &mark : record.marks)
+        text << "mark " << mark << '\n';
     std::string whole = text.str();
     if (record.image) {
         const std::string padding = "padding ";
@@ -81,6 +92,12 @@ bool read_record(const std::string &text, NameRecord &out_record) {
             if (!is_id(claim.id) || !is_id(claim.process))
                 return false;
             out_record.claim = claim;
+        } else if (kind == "mark") {
+            std::string mark;
+            words >> mark;
+            if (!is_id(mark) || out_record.marks.size() == most_marks)
+                return false;
+            out_record.marks.push_back(std::move(mark));
         } else if (kind == "leaving") {
             out_record.leaving = true;
         } else if (kind == "padding") {

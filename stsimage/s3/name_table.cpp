@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "stsimage/random_id.h"
+
 namespace stsimage::s3 {
 
 namespace {
@@ -12,6 +14,8 @@ namespace {
 constexpr std::time_t seconds_until_taken_away = 3600;
 constexpr auto longest_taking_away = std::chrono::seconds(60);
 constexpr size_t longest_readable_lsu = 100;
+constexpr int most_tries_of_conditions = 5;
+constexpr char etag_of_nothing[] = "\"00000000000000000000000000000000\"";
 
 // An LSU as a component of keys. Long ones, of which keys could not hold the whole, end in a hash of it.
 std::string component_of(const std::string &lsu) {
@@ -70,17 +74,57 @@ Answer NameTable::make() {
     return {};
 }
 
-// Writes what is there already, under conditions that do not hold.
-Answer NameTable::ask_whether_conditions_hold(bool &out_hold) {
-    out_hold = true;
-    for (const Condition &wrong : {Condition::absent(), Condition::still("\"00000000000000000000000000000000\"")}) {
-        Answer answer = bucket().put(key_of_lsu(lsu_text), lsu_text, wrong);
-        if (answer.ok())
-            out_hold = false;
-        else if (answer.error != ECANCELED)
+// Writes what is there already.
+Answer NameTable::try_condition(const Condition &condition, bool &out_holds) {
+    Answer answer = bucket().put(key_of_lsu(lsu_text), lsu_text, condition);
+    out_holds = answer.ok();
+    if (answer.error == ECANCELED)
+        answer.error = 0;
+    return answer;
+}
+
+// What holds must be done, and what does not hold must not, in one of the forms.
+Answer NameTable::try_conditions(bool &out_heeded, EtagForm &out_form) {
+    out_heeded = false;
+    bool is_absent = false;
+    if (Answer answer = try_condition(Condition::absent(), is_absent); !answer.ok() || is_absent)
+        return answer;
+    Answer there = bucket().get(key_of_lsu(lsu_text));
+    if (!there.ok())
+        return there;
+    for (const EtagForm form : {EtagForm::quoted, EtagForm::bare}) {
+        bool is_right = false, is_wrong = false;
+        if (Answer answer = try_condition(Condition::still(there.header("etag"), form), is_right); !answer.ok())
             return answer;
+        if (!is_right)
+            continue;
+        Answer answer = try_condition(Condition::still(etag_of_nothing, form), is_wrong);
+        out_heeded = answer.ok() && !is_wrong;
+        out_form = form;
+        return answer;
     }
     return {};
+}
+
+// A service that ignores conditions would let hosts overwrite each other's images without anybody's notice.
+Answer NameTable::demand_conditions(EtagForm &out_form) {
+    if (const auto known = root().etag_form()) {
+        out_form = *known;
+        return {};
+    }
+    bool is_heeded = false;
+    Answer answer;
+    // Where an ETag is not made of the data alone, another host that tries the same at this moment changes it.
+    for (int attempt = 0; attempt < most_tries_of_conditions && answer.ok() && !is_heeded; ++attempt)
+        answer = try_conditions(is_heeded, out_form);
+    if (is_heeded) {
+        root().note_etag_form(out_form);
+    } else if (answer.ok()) {
+        answer.error = ENOTSUP;
+        answer.words = "the service at " + bucket().settings().endpoint +
+                       " ignores If-None-Match or If-Match: hosts would overwrite each other's images";
+    }
+    return answer;
 }
 
 Answer NameTable::find(std::string_view name, SeenRecord &out_seen) {
@@ -100,25 +144,33 @@ Answer NameTable::find(std::string_view name, SeenRecord &out_seen) {
 }
 
 Change NameTable::change(std::string_view name, SeenRecord &seen, const NameRecord &next, Answer &out_answer) {
-    const std::string text = text_of(next);
-    const Condition condition = seen.etag.empty() ? Condition::absent() : Condition::still(seen.etag);
-    out_answer = bucket().put(key_of(name), text, condition);
+    EtagForm form{};
+    out_answer = demand_conditions(form);
+    std::string mark;
+    if (out_answer.ok() && !make_random_id(mark))
+        out_answer.error = errno;
+    if (!out_answer.ok())
+        return Change::failed;
+    NameRecord marked = next;
+    marked.add_mark(mark);
+    const Condition condition = seen.etag.empty() ? Condition::absent() : Condition::still(seen.etag, form);
+    out_answer = bucket().put(key_of(name), text_of(marked), condition);
     if (out_answer.ok()) {
-        seen = {next, out_answer.header("etag"), 0};
+        seen = {marked, out_answer.header("etag"), 0};
         return Change::done;
     }
     const bool is_refused = out_answer.error == ECANCELED || (out_answer.error == ENOENT && !seen.etag.empty());
     if (!out_answer.unclear)
         return is_refused ? Change::refused : Change::failed;
-    // An attempt that was not answered may have been what made the condition fail. If the next change was another one, this one
-    // has not been done and never will be.
+    // An attempt that was not answered, or answered by a failure, may have been what made the condition fail. If the change of
+    // that number was another one, this one has not been done and never will be.
     SeenRecord now;
     if (find(name, now).ok()) {
-        if (text_of(now.record) == text && !now.etag.empty()) {
+        if (now.record.has_mark(mark)) {
             seen = now;
             return Change::done;
         }
-        if (now.record.change == next.change)
+        if (now.record.remembers(next.change))
             return Change::refused;
     }
     return Change::unknown;

@@ -38,13 +38,10 @@ public:
     // Makes it, for good, and those above it in its text, as directories would be.
     Answer make();
 
-    // Whether the service does what has a condition only if that holds, for an LSU that is there.
-    Answer ask_whether_conditions_hold(bool &out_hold);
-
     // What there is under a name; nothing is no failure.
     Answer find(std::string_view name, SeenRecord &out_seen);
 
-    // Writes a record that follows the one seen. When that is done it is the one seen.
+    // Writes a record that follows the one seen. When that is done it is the one seen, or a later one that has it. The LSU is there.
     Change change(std::string_view name, SeenRecord &seen, const NameRecord &next, Answer &out_answer);
 
     struct Page {
@@ -60,6 +57,9 @@ public:
 
 private:
     std::string key_of(std::string_view name) const;
+    Answer demand_conditions(EtagForm &out_form);
+    Answer try_conditions(bool &out_heeded, EtagForm &out_form);
+    Answer try_condition(const Condition &condition, bool &out_holds);
 
     std::shared_ptr<ImageRoot> image_root;
     std::string lsu_text;

@@ -150,8 +150,9 @@ void Presence::keep_telling() {
     while (!process_ends()) {
         lock.unlock();
         std::this_thread::sleep_for(interval);
+        const UnderWay round;
         lock.lock();
-        if (has_nothing_to_tell() && Clock::now() - announced_at > lease)
+        if (process_ends() || (has_nothing_to_tell() && Clock::now() - announced_at > lease))
             break;
         const bool is_writing = !drafts.empty();
         lock.unlock();

@@ -12,7 +12,7 @@ namespace stsimage::s3 {
 
 namespace {
 
-std::atomic<int> requests_under_way{0};
+std::atomic<int> things_under_way{0};
 std::atomic<bool> ends{false};
 
 // A request looks at least once a second whether it is given up.
@@ -21,12 +21,12 @@ constexpr int most_looks = 1000;
 
 void end_requests() {
     ends = true;
-    for (int look = 0; look < most_looks && requests_under_way > 0; ++look)
+    for (int look = 0; look < most_looks && things_under_way > 0; ++look)
         std::this_thread::sleep_for(between_looks);
 }
 
 // Those under way are the parent's.
-void forget_those_of_parent() { requests_under_way = 0; }
+void forget_those_of_parent() { things_under_way = 0; }
 
 }  // namespace
 
@@ -48,7 +48,7 @@ void leave_to_parent(std::shared_ptr<void> work) {
 
 bool process_ends() { return ends; }
 
-UnderWay::UnderWay() { ++requests_under_way; }
-UnderWay::~UnderWay() { --requests_under_way; }
+UnderWay::UnderWay() { ++things_under_way; }
+UnderWay::~UnderWay() { --things_under_way; }
 
 }  // namespace stsimage::s3

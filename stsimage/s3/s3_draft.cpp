@@ -274,7 +274,7 @@ int32_t S3Draft::publish() {
         switch (table.change(name, seen, next, answer)) {
             case Change::done:
                 claimed = Claimed::no;
-                forget_loose(table.bucket(), claim.id);
+                forget_loose(table.bucket(), claim.id, LooseKind::draft);
                 return 0;
             case Change::refused:
                 break;  // the image of that name has been deleted meanwhile, say
@@ -315,7 +315,7 @@ int32_t S3Draft::settle(const Answer &unanswered) {
     }
     if (ended == Change::refused && is_image_ours()) {
         claimed = Claimed::no;
-        forget_loose(table.bucket(), claim.id);
+        forget_loose(table.bucket(), claim.id, LooseKind::draft);
         return 0;
     }
     claimed = Claimed::unknown;

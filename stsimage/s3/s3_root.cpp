@@ -70,10 +70,9 @@ int32_t S3Root::find_leftovers(const std::string &lsu, Disposal disposal, const 
         return fail(STS_E_NOT_FOUND, "there is no LSU %s", QuotedText(table.path()).c_str());
     bool wanted = true;
     if (answer.ok())
-        answer = for_each_note(root, [&](const std::string &id, std::time_t age) {
-            LooseParts parts;
+        answer = for_each_note(root, [&](LooseParts parts) {
             Leftover leftover;
-            if (wanted && look_at_note(root, id, age, parts) && parts.lsu == lsu && !parts.has_name &&
+            if (wanted && look_at_note(root, parts) && parts.lsu == lsu && !parts.has_name &&
                 look_at(parts, disposal, leftover))
                 wanted = listener(leftover);
         });
@@ -120,7 +119,7 @@ Answer S3Root::find_ids_without_note(std::set<std::string> &out_ids) {
         if (answer.ok())
             answer = forget_named(lsu, out_ids);
     if (answer.ok())
-        answer = for_each_note(root, [&](const std::string &id, std::time_t) { out_ids.erase(id); });
+        answer = for_each_note(root, [&](const LooseParts &parts) { out_ids.erase(parts.id); });
     return answer;
 }
 

@@ -40,27 +40,7 @@ int32_t S3Store::open_lsu(std::string_view location, std::string_view lsu, WhenM
     return 0;
 }
 
-// A service that ignores conditions would let hosts overwrite each other's images without anybody's notice.
-int32_t S3Store::demand_conditions() {
-    if (table.root().heeds_conditions())
-        return 0;
-    bool heeded = false;
-    const Answer answer = table.ask_whether_conditions_hold(heeded);
-    const QuotedText shown(table.bucket().name());
-    if (!answer.ok())
-        return tell(answer, std::string("cannot see whether the service heeds conditions, for ") + shown.c_str());
-    if (!heeded)
-        return fail(
-            STS_E_SYSTEM,
-            "the service at %s ignores If-None-Match or If-Match: hosts would overwrite each other's images in %s",
-            table.bucket().settings().endpoint.c_str(), shown.c_str());
-    table.root().note_conditions_heeded();
-    return 0;
-}
-
 int32_t S3Store::begin(std::string_view name, std::unique_ptr<Draft> &out_draft) {
-    if (const int32_t status = demand_conditions(); status != 0)
-        return status;
     auto draft = std::make_unique<S3Draft>(table, std::string(name));
     if (const int32_t status = draft->begin(); status != 0)
         return status;
@@ -77,8 +57,6 @@ int32_t S3Store::open(std::string_view name, std::unique_ptr<StoredImage> &out_i
 }
 
 int32_t S3Store::remove(std::string_view name) {
-    if (const int32_t status = demand_conditions(); status != 0)
-        return status;
     const std::string cannot_delete = std::string("cannot delete ") + QuotedText(table.path_of(name)).c_str();
     std::string unanswered;  // the image whose removal was not answered
     for (int attempt = 0; attempt < most_attempts_to_remove; ++attempt) {

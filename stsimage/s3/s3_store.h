@@ -23,8 +23,6 @@ public:
     int32_t list(std::unique_ptr<NameList> &out_names) override;
 
 private:
-    int32_t demand_conditions();
-
     NameTable table;
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -81,7 +82,11 @@ size_t take_body(char *buffer, size_t size, size_t count, void *data) {
         return 0;
     }
     try {
-        exchange.answer.body.append(buffer, share);
+        std::string &body = exchange.answer.body;
+        if (body.empty())  // a part that grows would be copied several times
+            body.reserve(std::min<size_t>(
+                exchange.longest_body, std::strtoull(exchange.answer.header("content-length").c_str(), nullptr, 10)));
+        body.append(buffer, share);
     } catch (const std::bad_alloc &) {
         return 0;  // no exception may cross libcurl
     }
@@ -129,6 +134,9 @@ int error_of(CURLcode result, CURL *handle) {
             return ECANCELED;
         case CURLE_OUT_OF_MEMORY:
             return ENOMEM;
+        case CURLE_PEER_FAILED_VERIFICATION:
+        case CURLE_SSL_CACERT_BADFILE:
+            return EKEYREJECTED;
         default:
             break;
     }

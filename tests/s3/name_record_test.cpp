@@ -20,6 +20,8 @@ NameRecord full_record() {
     record.change = 7;
     record.image = {id, 1000, 600, 500, std::string(64, 'c')};
     record.claim = {process, id, 30};
+    for (size_t count = 0; count < stsimage::s3::most_marks; ++count)
+        record.add_mark(std::string(32, static_cast<char>('0' + count)));
     return record;
 }
 
@@ -37,6 +39,23 @@ TEST(NameRecord, IsReadAsItWasWritten) {
     ASSERT_TRUE(read_record(text_of(record), read));
     EXPECT_TRUE(read.leaving);
     EXPECT_FALSE(read.image);
+}
+
+TEST(NameRecord, LastMarksAreKeptAndTellWhichChangesAreRemembered) {
+    NameRecord record = full_record();
+    EXPECT_TRUE(record.has_mark(std::string(32, '0')));
+    EXPECT_TRUE(record.remembers(7));
+    EXPECT_TRUE(record.remembers(2));
+    EXPECT_FALSE(record.remembers(1));
+    EXPECT_FALSE(record.remembers(8));
+    record = record.following();
+    record.add_mark(id);
+    NameRecord read;
+    ASSERT_TRUE(read_record(text_of(record), read));
+    EXPECT_TRUE(read.has_mark(id));
+    EXPECT_FALSE(read.has_mark(std::string(32, '0')));
+    EXPECT_TRUE(read.has_mark(std::string(32, '1')));
+    EXPECT_EQ(read.marks.front(), id);
 }
 
 // Lists tell by it which names have images.

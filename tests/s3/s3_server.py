@@ -3,22 +3,26 @@
 
 Usage: s3_server.py [--port PORT] [--tls CERTIFICATE KEY]     prints its port and serves until it is killed
 
+With --in-front-of ENDPOINT the objects are those of another service, which knows the same keys, and only trouble is made here.
+
 Every signature is checked. Trouble is asked for by a JSON list sent with PUT to /-/trouble, of objects such as
 
     {"method": "PUT", "key": "names/", "what": "lose-answer", "skip": 2, "times": 1}
 
 which is met by requests of that method whose path has the text of "key" in it. What there is: "500", "slow-down" and other answers
-of HTTP that are not done; "lose-answer" does the work and cuts the connection; "reset" cuts it before; "cut-body" cuts it
-amid the body of the answer; "hang" does not answer; "late" hangs up and does the work two seconds later; "ignore-condition" does the
-work whatever was demanded; "body" answers with the text of "body".
+of HTTP that are not done; "lose-answer" does the work and cuts the connection; "reset" cuts it before; "cut-body" cuts it amid the
+body of the answer; "hang" does not answer; "delay" answers so many "seconds" later; "late" hangs up and does the work two seconds
+later; "ignore-condition" does the work whatever was demanded; "lose-race" waits for so many "changes" of the object by somebody
+else, and then fails as Ceph's gateways do for whoever was later; "body" answers with the text of "body".
 
 GET /-/requests gives how many requests of which method there were; s3_service.py knows what else is behind /-/.
 """
 import argparse
+import collections
 import datetime
 import email.utils
 import hashlib
-import hmac
+import http.client
 import http.server
 import json
 import re
@@ -30,6 +34,8 @@ import threading
 import time
 import urllib.parse
 from xml.sax.saxutils import escape
+
+from request_signature import signature
 
 ACCESS_KEY, SECRET_KEY, REGION = "TESTACCESSKEY", "test/secret+key", "test-region-1"
 BUCKET = "images"
@@ -50,6 +56,7 @@ class Objects:
         self.data = {}  # key -> (bytes, etag, time)
         self.trouble = []
         self.requests = {}
+        self.changes = collections.Counter()  # by path
 
     def met_trouble(self, method, path):
         with self.lock:
@@ -68,7 +75,7 @@ class Objects:
     def put(self, key, body, if_none_match=None, if_match=None):
         with self.lock:
             there = self.data.get(key)
-            if (if_none_match == "*" and there) or (if_match and not (there and there[1] == if_match)):
+            if (if_none_match == "*" and there) or (if_match and not (there and if_match == demanded_form(there[1]))):
                 raise Refusal(412, "PreconditionFailed")
             etag = '"' + hashlib.md5(body).hexdigest() + '"'
             self.data[key] = (body, etag, time.time())
@@ -105,8 +112,9 @@ class Objects:
             return found, folded, False
 
 
-def encoded(text):
-    return urllib.parse.quote(text, safe="-_.~")
+def demanded_form(etag):
+    """Of an ETag in If-Match."""
+    return etag.strip('"') if takes_bare_etags else etag
 
 
 def check_signature(method, raw_path, query, headers, body):
@@ -115,7 +123,7 @@ def check_signature(method, raw_path, query, headers, body):
                                  headers.get("authorization", ""))
     if not authorization:
         raise Refusal(403, "AccessDenied", "no signature")
-    credential, names, signature = authorization.groups()
+    credential, names, told = authorization.groups()
     access_key, day, region, service, end = credential.split("/")
     if access_key != ACCESS_KEY:
         raise Refusal(403, "InvalidAccessKeyId")
@@ -132,14 +140,7 @@ def check_signature(method, raw_path, query, headers, body):
     content_hash = hashlib.sha256(body).hexdigest()
     if headers.get("x-amz-content-sha256") != content_hash:
         raise Refusal(400, "XAmzContentSHA256Mismatch")
-    canonical = "\n".join([
-        method, raw_path, "&".join(f"{encoded(name)}={encoded(value)}" for name, value in sorted(query)),
-        *(f"{name}:{headers[name].strip()}" for name in signed), "", names, content_hash])
-    to_sign = "\n".join(["AWS4-HMAC-SHA256", stamp, f"{day}/{region}/s3/aws4_request", hashlib.sha256(canonical.encode()).hexdigest()])
-    key = ("AWS4" + SECRET_KEY).encode()
-    for part in (day, region, "s3", "aws4_request", to_sign):
-        key = hmac.new(key, part.encode(), hashlib.sha256).digest()
-    if key.hex() != signature:
+    if signature(method, raw_path, query, headers, signed, region, SECRET_KEY) != told:
         raise Refusal(403, "SignatureDoesNotMatch", "the signature does not match")
 
 
@@ -186,6 +187,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 return self.hang_up()
             if what == "reset":
                 return self.hang_up()
+            if what == "delay":
+                time.sleep(self.met["seconds"])
             headers = {name.lower(): value for name, value in self.headers.items()}
             check_signature(self.command, raw_path, query, headers, body)
             if what == "late":
@@ -197,6 +200,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 raise Refusal(503, "SlowDown", "reduce your request rate")
             if what and what.isdigit():
                 raise Refusal(int(what), self.met.get("code", "InternalError"), "trouble on demand")
+            if what == "lose-race":
+                wanted = objects.changes[path] + self.met["changes"]
+                while objects.changes[path] < wanted:
+                    time.sleep(0.01)
+                raise Refusal(500, "UnknownError")
             if what == "ignore-condition":
                 headers = {name: value for name, value in headers.items() if not name.startswith("if-")}
             self.do(path, dict(query), headers, body)
@@ -226,12 +234,27 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.answer(200, told)
 
     def do_late(self, path, headers, body):
+        if gateway:
+            self.ask_gateway(headers, body)
+            return
         try:
             objects.put(path.partition("/")[2].partition("/")[2], body, headers.get("if-none-match"), headers.get("if-match"))
         except Refusal:
             pass
 
+    def ask_gateway(self, headers, body):
+        connection = http.client.HTTPConnection(gateway, timeout=60)
+        connection.request(self.command, self.path, body=body, headers=headers)
+        answer = connection.getresponse()
+        data = answer.read()
+        connection.close()
+        return answer, data
+
     def do(self, path, query, headers, body):
+        if gateway:
+            answer, data = self.ask_gateway(headers, body)
+            told = {name: answer.headers[name] for name in ("ETag", "Last-Modified", "Content-Range") if name in answer.headers}
+            return self.conclude(answer.status, data, **told)
         _, bucket, key = (path + "/").split("/", 2)
         key = key[:-1]
         if bucket != BUCKET:
@@ -249,6 +272,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     def conclude(self, status, body=b"", **headers):
         what = self.met.get("what")
+        if self.command == "PUT" and status == 200:
+            objects.changes[urllib.parse.unquote(self.path)] += 1
         if what == "lose-answer":
             return self.hang_up()
         return self.answer(status, body, cut=what == "cut-body" and len(body) > 0, **headers)
@@ -300,16 +325,22 @@ class Server(http.server.ThreadingHTTPServer):
 
 objects = Objects()
 page_size = 1000
+takes_bare_etags = False
+gateway = None  # "HOST:PORT"
 
 
 def main():
-    global page_size
+    global page_size, takes_bare_etags, gateway
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--tls", nargs=2, metavar=("CERTIFICATE", "KEY"))
     parser.add_argument("--page-size", type=int, default=1000, help="keys in one answer to a list, at most")
+    parser.add_argument("--bare-etags", action="store_true", help="want ETags in If-Match without their quotes, as Ceph's gateways do")
+    parser.add_argument("--in-front-of", metavar="ENDPOINT", default="")
     options = parser.parse_args()
+    gateway = options.in_front_of.partition("://")[2]
     page_size = options.page_size
+    takes_bare_etags = options.bare_etags
     server = Server(("127.0.0.1", options.port), Handler)
     if options.tls:
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)

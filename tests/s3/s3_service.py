@@ -1,24 +1,40 @@
-"""A service for one test: the server of s3_server.py in a process of its own, and what is asked of it beside the requests."""
+"""A service for one test: the server of s3_server.py in a process of its own, and what is asked of it beside the requests.
+
+With STSPI_S3_GATEWAY that stands in front of a service that is there, at this address. Tests then find no objects below "test/".
+"""
 
 import http.client
 import json
+import os
 import pathlib
 import subprocess
 import sys
+import time
+
+from s3_client import S3Client
 
 SERVER = pathlib.Path(__file__).with_name("s3_server.py")
+GATEWAY = os.environ.get("STSPI_S3_GATEWAY")
+BUCKET = "images"
 
 
 class S3Service:
     def __init__(self, *options, scheme="http"):
+        if GATEWAY:
+            options = (*options, "--in-front-of", GATEWAY)
         self.process = subprocess.Popen([sys.executable, str(SERVER), *options], stdout=subprocess.PIPE, text=True)
         self.port = int(self.process.stdout.readline())
         self.endpoint = f"{scheme}://127.0.0.1:{self.port}"
+        if GATEWAY:
+            self.gateway = S3Client(self.environment(AWS_ENDPOINT_URL=GATEWAY))
+            self.change(dict.fromkeys(self.keys("test/")))
 
     def stop(self):
         self.process.kill()
         self.process.wait()
         self.process.stdout.close()
+        if GATEWAY:
+            self.gateway.connection.close()
 
     def environment(self, **changes):
         """What a client needs."""
@@ -40,15 +56,27 @@ class S3Service:
         return self.ask("unmet")
 
     def keys(self, beginning=""):
+        if GATEWAY:
+            return list(self.gateway.keys(BUCKET, beginning))
         return [key for key in self.ask("keys") if key.startswith(beginning)]
 
     def change(self, data):
         """Gives objects other data, of one byte a character; those with None are taken away."""
+        if GATEWAY:
+            for key, text in data.items():
+                path = f"/{BUCKET}/{key}"
+                self.gateway.done(*(("DELETE", path) if text is None else ("PUT", path, text.encode("latin-1"))))
+            return
         self.ask("data", data)
 
     def read(self, key):
+        if GATEWAY:
+            return self.gateway.done("GET", f"/{BUCKET}/{key}")
         return self.ask("read", key).encode("latin-1")
 
     def age(self, seconds):
         """Makes all that is there older."""
+        if GATEWAY:
+            time.sleep(seconds)
+            return
         self.ask("age", seconds)

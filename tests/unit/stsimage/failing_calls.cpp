@@ -113,17 +113,9 @@ struct Interruption {
 };
 
 Interruption lock_interruption, flush_interruption, wait_interruption;
-std::function<void()> when_answer_is_lost;
+std::function<int()> when_answer_is_lost;
 
-int answer(int result) {
-    if (inside == 0 || result != 0 || !when_answer_is_lost)
-        return result;
-    has_failed = true;
-    when_answer_is_lost();
-    has_failed = true;
-    errno = EIO;
-    return -1;
-}
+int answer(int result) { return inside > 0 && result == 0 && when_answer_is_lost ? when_answer_is_lost() : result; }
 
 template <class Function>
 Function next(const char *name) {
@@ -211,7 +203,14 @@ void before_flush(int n, std::function<void()> action) { flush_interruption = {n
 
 void before_wait(int n, std::function<void()> action) { wait_interruption = {n, std::move(action)}; }
 
-void lose_answers_of_renames(std::function<void()> action) { when_answer_is_lost = std::move(action); }
+void lose_answers_of_renames(int error, std::function<void()> action) {
+    when_answer_is_lost = [error, action = std::move(action)] {
+        action();
+        has_failed = true;
+        errno = error;
+        return -1;
+    };
+}
 
 int64_t live_allocations() { return allocations; }
 

@@ -903,7 +903,7 @@ TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
             Promised promised;
             if (!can_exchange)
                 refuse_exchanges();
-            lose_answers_of_renames();
+            lose_answers_of_renames(EIO);
             EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
             EXPECT_TRUE(let_calls_pass());
             EXPECT_TRUE(content("image") == new_data);
@@ -914,12 +914,77 @@ TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
 TEST_F(PassingTrouble, OutcomeIsUnknownWhenNobodyTellsWhetherTheNameWasGiven) {
     ASSERT_EQ(store("image", old_data), 0);
     Promised promised;
-    lose_answers_of_renames([] { fail_call(Call::stat, 1, EIO, Failing::from_then_on); });
+    lose_answers_of_renames(EIO, [] { fail_call(Call::stat, 1, EIO, Failing::from_then_on); });
     EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
     EXPECT_TRUE(content("image") == new_data) << "the next look tells";
     EXPECT_FALSE(fs::exists(unfinished()));
+}
+
+// A cache may say of a name that was just given that it is not there.
+void let_cache_hide_one_name() { fail_call(Call::stat, 1, ENOENT, Failing::once); }
+
+TEST_F(PassingTrouble, NameThatWasGivenCountsWhenItIsSeenLater) {
+    for (const bool can_exchange : {true, false})
+        for (const bool replacing : {true, false})
+            for (const int error : {ETIMEDOUT, ENOENT}) {
+                remove("image");
+                if (replacing) {
+                    ASSERT_EQ(store("image", old_data), 0);
+                }
+                Promised promised;
+                pretend_to_share();
+                if (!can_exchange)
+                    refuse_exchanges();
+                lose_answers_of_renames(error, let_cache_hide_one_name);
+                EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
+                EXPECT_TRUE(let_calls_pass());
+                EXPECT_TRUE(content("image") == new_data);
+                EXPECT_FALSE(fs::exists(unfinished()));
+            }
+}
+
+TEST_F(PassingTrouble, OutcomeStaysUnknownWhenTheNextAttemptFailsOtherwise) {
+    for (const bool replacing : {true, false}) {
+        remove("image");
+        if (replacing) {
+            ASSERT_EQ(store("image", old_data), 0);
+        }
+        Promised promised;
+        pretend_to_share();
+        refuse_exchanges();
+        lose_answers_of_renames(ETIMEDOUT, let_cache_hide_one_name);
+        before_wait(1, [] { fail_call(Call::open, 1, EIO, Failing::from_then_on); });
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
+        EXPECT_TRUE(content("image") == new_data) << "the next look tells";
+        EXPECT_FALSE(fs::exists(unfinished()));
+    }
+}
+
+TEST_F(PassingTrouble, OutcomeIsUnknownWhenOnlyACacheSaysThatTheNameWasNotGiven) {
+    Promised promised;
+    pretend_to_share();
+    lose_answers_of_renames(EIO, let_cache_hide_one_name);
+    EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
+    EXPECT_TRUE(content("image") == new_data) << "the next look tells";
+}
+
+TEST_F(PassingTrouble, NameThatTheServerRefusedWasNotGiven) {
+    for (const int error : {ENOSPC, EDQUOT, EACCES, EROFS}) {
+        Promised promised;
+        pretend_to_share();
+        fail_call(Call::rename, 1, error, Failing::once);
+        EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_NE(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
+        EXPECT_FALSE(fs::exists(file_of("image")));
+        EXPECT_FALSE(fs::exists(unfinished()));
+    }
 }
 
 // What a cache shows of a file that another host has just written: less than there is.

@@ -1,0 +1,45 @@
+#include "stsimage/s3/presence.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "stsimage/s3/bucket.h"
+#include "stsimage/s3/process_end.h"
+
+namespace {
+
+// Ends the process while its thread clears away what others left, which takes a while.
+[[noreturn]] void end_amid_a_sweep() {
+    setenv("AWS_ENDPOINT_URL", "http://127.0.0.1:1", 1);  // nobody is there
+    setenv("AWS_ACCESS_KEY_ID", "key", 1);
+    setenv("AWS_SECRET_ACCESS_KEY", "secret", 1);
+    setenv("STSIMAGE_S3_TIMEOUT", "1", 1);
+    setenv("STSIMAGE_S3_LEASE", "3", 1);
+    std::unique_ptr<stsimage::s3::Bucket> bucket;
+    if (stsimage::s3::Bucket::open("//images", bucket) != 0)
+        std::_Exit(2);
+    stsimage::s3::heed_process_end();
+    static std::atomic<bool> is_sweeping{false};
+    auto *const presence = new stsimage::s3::Presence(*bucket.release(), std::string(32, 'a'), [] {
+        is_sweeping = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::fputs("swept", stderr);
+    });
+    presence->note_reader(std::string(32, 'b'));
+    while (!is_sweeping)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::exit(0);
+}
+
+}  // namespace
+
+TEST(PresenceDeathTest, EndOfTheProcessWaitsForASweep) {
+    EXPECT_EXIT(end_amid_a_sweep(), testing::ExitedWithCode(0), "swept");
+}
