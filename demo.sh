@@ -3,7 +3,7 @@
 # servers, a disk array and a Copan array.
 # Usage: ./demo.sh [DIRECTORY]               (default: /usr/share)
 #        ./demo.sh --cluster [DIRECTORY]     two hosts with one array, whose images lie in a small Ceph cluster that is started
-#                                            for it on this machine, as root (default: /usr/share/doc)
+#                                            for it on this machine, and in S3 by its gateways, as root (default: /usr/share/doc)
 # Installs what is missing (with sudo when not root) and builds below build/; nothing else stays.
 set -eu
 cd "$(dirname "$0")"
@@ -18,12 +18,12 @@ directory=${1:-/usr/share${cluster:+/doc}}
 [ -d "$directory" ] || { echo "demo.sh: $directory is no directory" >&2; exit 2; }
 
 echo "=== 1. Packages: what debian-packages.txt lists for building"
-# shellcheck disable=SC2086  # none or two words
-packaging/install-packages.sh build ${cluster:+rados cluster}
+# shellcheck disable=SC2086  # none or three words
+packaging/install-packages.sh build ${cluster:+rados s3 cluster}
 
 echo "=== 2. Build: plug-in, substitute image library and simhost (build/release)"
-# shellcheck disable=SC2086  # none or one word
-cmake --preset release ${cluster:+-DSTSPI_BUILD_RADOS=ON} >/dev/null
+# shellcheck disable=SC2086  # none or two words
+cmake --preset release ${cluster:+-DSTSPI_BUILD_RADOS=ON -DSTSPI_BUILD_S3=ON} >/dev/null
 cmake --build --preset release
 
 work=$(mktemp -d "$PWD/build/demo.XXXXXX")
@@ -35,7 +35,7 @@ trap 'exit 143' TERM
 unset STSIMAGE_ROOT
 if [ -n "$cluster" ]; then
     echo "=== 3. A cluster of three nodes and two hosts, in networks of their own (takes a minute)"
-    TMPDIR=$work tests/cluster/ceph_cluster.py run -- tests/cluster/two_hosts.sh build/release "$directory" "$work"
+    TMPDIR=$work tests/cluster/ceph_cluster.py run --gateways -- tests/cluster/two_hosts.sh build/release "$directory" "$work"
     exit
 fi
 simhost=build/release/bin/simhost

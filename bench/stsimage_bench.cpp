@@ -117,11 +117,11 @@ void clear_written(const Setting &setting) {
 void register_writing(const Setting &setting, const std::string &name, size_t block_size) {
     using Write = void (*)(const Setting &, const char *, const std::vector<char> &);
     for (const auto &[suffix, write] : {std::pair<const char *, Write>{"", write_image}, {"/bare", write_plain}})
-        benchmark::RegisterBenchmark((name + suffix).c_str(), [&setting, block_size, write = write](State &state) {
+        benchmark::RegisterBenchmark((name + suffix).c_str(), [&setting, block_size, write_all = write](State &state) {
             const std::vector<char> block = random_bytes(block_size);
             clear_written(setting);
             for (auto _ : state)
-                write(setting, written, block);
+                write_all(setting, written, block);
             count_bytes(state, setting.size);
             clear_written(setting);
         })->Iterations(1);

@@ -12,10 +12,14 @@ sources() {
     find . \( -path ./build -o -path ./.git \) -prune -o -type f -print | grep -E "$1"
 }
 
-# What clang-format and clang-tidy find changes with their versions: one version is asked, wherever this runs.
-clang_version=14
+# What these find changes with their versions: one version is asked, wherever this runs.
 is_asked_version() {
-    "$1" --version | grep -q "version $clang_version\." || { verdict="not asked, since this is not version $clang_version of $1"; return 1; }
+    case $1 in
+        clang-*) version=14 ;;
+        cppcheck) version=2.10 ;;
+    esac
+    "$1" --version | grep -Eq "(version|Cppcheck) $version(\.|$)" ||
+        { verdict="not asked, since this is not version $version of $1"; return 1; }
 }
 
 check_format() {
@@ -28,6 +32,7 @@ check_shell() {
 }
 
 check_cppcheck() {
+    is_asked_version cppcheck || return 0
     # shellcheck disable=SC2086  # a list of folders
     cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --library=googletest --enable=warning,performance,portability \
         --inline-suppr --suppress=missingIncludeSystem --error-exitcode=1 -I . -I include -i conformance/corpus $product \

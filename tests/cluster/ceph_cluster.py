@@ -3,11 +3,13 @@
 
 Nothing outside the namespaces and one directory is touched. Needs root.
 
-    ceph_cluster.py run [--nodes N] -- COMMAND...     starts one, runs the command in the first client's namespace, stops it
+    ceph_cluster.py run [--nodes N] [--gateways] -- COMMAND...     starts one, runs the command in the first client's namespace, stops it
 
-CEPH_CONF leads the command to the cluster; its pool is "images". STSPI_CLUSTER_CLIENTS has the names of two clients' namespaces.
+CEPH_CONF leads the command to the cluster; its pool is "images". With --gateways, AWS_ENDPOINT_URL and the like lead it to its gateways;
+the bucket is "images" too. STSPI_CLUSTER_CLIENTS has the names of two clients' namespaces.
 """
 import argparse
+import contextlib
 import json
 import os
 import shutil
@@ -18,6 +20,10 @@ import tempfile
 import time
 import uuid
 
+from network import Network
+from processes import call
+from s3_gateways import S3Gateways
+
 POOL = "images"
 STORE_BYTES = 12 << 30  # of each OSD; a file with holes
 SETTINGS = """
@@ -27,7 +33,7 @@ auth client required = none
 ms mon client mode = crc
 osd pool default size = {replicas}
 osd pool default min size = {least}
-osd pool default pg num = 16
+osd pool default pg num = 4
 osd pool default pg autoscale mode = off
 osd crush update on start = false
 osd crush chooseleaf type = 1
@@ -39,6 +45,9 @@ mon osd min down reporters = 1
 mon osd down out interval = 600
 osd heartbeat grace = 6
 osd heartbeat interval = 2
+osd recovery sleep hdd = 0
+osd recovery sleep ssd = 0
+osd recovery max active = 16
 osd objectstore = bluestore
 bluestore block size = {store_bytes}
 bluestore block create = true
@@ -48,52 +57,16 @@ osd memory target = 939524096
 """
 
 
-def call(*command, **options):
-    done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, **options)
-    if done.returncode != 0:
-        raise RuntimeError(f"{' '.join(command)} ended with {done.returncode}: {done.stdout.strip()}")
-    return done.stdout
-
-
-class CephCluster:
+class CephCluster(Network):
     """In use as a context: the cluster runs within it."""
 
     def __init__(self, nodes=3):
-        self.tag = f"stspi{os.getpid()}"
+        super().__init__()
         self.nodes = list(range(1, nodes + 1))
         self.daemons = {}  # name -> process
-        self.namespaces = []
-
-    # ---- network
-
-    def namespace(self, end):
-        return f"{self.tag}-{end}"
-
-    def within(self, end, *command):
-        return ("ip", "netns", "exec", self.namespace(end), *command)
-
-    def add_namespace(self, end):
-        call("ip", "netns", "add", self.namespace(end))
-        self.namespaces.append(end)
-        call("ip", "-n", self.namespace(end), "link", "set", "lo", "up")
-
-    def connect(self, end, address):
-        """Gives an end its namespace, and a link to the switch."""
-        self.add_namespace(end)
-        switch = self.namespace("switch")
-        call("ip", "-n", switch, "link", "add", end, "type", "veth", "peer", "name", "eth0", "netns", self.namespace(end))
-        call("ip", "-n", switch, "link", "set", end, "master", "bridge0", "up")
-        call("ip", "-n", self.namespace(end), "address", "add", f"{address}/24", "dev", "eth0")
-        call("ip", "-n", self.namespace(end), "link", "set", "eth0", "up")
-
-    def set_link(self, end, state):
-        """Cuts an end off ("down") or joins it again ("up")."""
-        call("ip", "-n", self.namespace("switch"), "link", "set", end, state)
 
     def make_network(self):
-        self.add_namespace("switch")
-        call("ip", "-n", self.namespace("switch"), "link", "add", "bridge0", "type", "bridge")
-        call("ip", "-n", self.namespace("switch"), "link", "set", "bridge0", "up")
+        self.add_switch()
         for node in self.nodes:
             self.connect(f"node{node}", f"10.77.0.{node}")
         for client in (1, 2):
@@ -123,8 +96,15 @@ class CephCluster:
     def start_manager(self):
         self.start_daemon("mgr.1", 1, "ceph-mgr", "-i", "1")
 
+    def run_in_client(self, program, *arguments):
+        return call(*self.within("client1", program, "-c", self.configuration, *arguments))
+
     def ceph(self, *arguments):
-        return call(*self.within("client1", "ceph", "-c", self.configuration, "--connect-timeout", "30", *arguments))
+        return self.run_in_client("ceph", "--connect-timeout", "30", *arguments)
+
+    def make_pool(self, name, placement_groups, application):
+        self.ceph("osd", "pool", "create", name, str(placement_groups))
+        self.ceph("osd", "pool", "application", "enable", name, application)
 
     def status(self):
         return json.loads(self.ceph("status", "--format", "json"))
@@ -200,15 +180,13 @@ class CephCluster:
         self.start_manager()
         self.make_osds()
         self.wait_for("the OSDs", lambda: self.status()["osdmap"]["num_up_osds"] == len(self.nodes))
-        self.ceph("osd", "pool", "create", POOL, "16")
-        self.ceph("osd", "pool", "application", "enable", POOL, "stsimage")
+        self.make_pool(POOL, 16, "stsimage")
         self.wait_until_clean()
 
     def stop(self):
         for name in list(self.daemons):
             self.kill_daemon(name)
-        for end in self.namespaces:
-            subprocess.run(["ip", "netns", "delete", self.namespace(end)], check=False)
+        self.remove()
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def environment(self):
@@ -231,12 +209,17 @@ def main():
     arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     arguments.add_argument("action", choices=["run"])
     arguments.add_argument("--nodes", type=int, default=3)
+    arguments.add_argument("--gateways", action="store_true")
     arguments.add_argument("command", nargs="+")
     chosen = arguments.parse_args()
     started = time.monotonic()
-    with CephCluster(chosen.nodes) as cluster:
+    with contextlib.ExitStack() as running:
+        cluster = running.enter_context(CephCluster(chosen.nodes))
+        environment = cluster.environment()
+        if chosen.gateways:
+            environment |= running.enter_context(S3Gateways(cluster)).environment()
         print(f"the cluster runs after {time.monotonic() - started:.0f} s: {cluster.configuration}", flush=True)
-        return subprocess.run(cluster.within("client1", *chosen.command), env=cluster.environment(), check=False).returncode
+        return subprocess.run(cluster.within("client1", *chosen.command), env=environment, check=False).returncode
 
 
 if __name__ == "__main__":

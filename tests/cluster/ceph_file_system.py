@@ -24,10 +24,8 @@ class CephFileSystem:
 
     def mount(self, client):
         directory = tempfile.mkdtemp(prefix="mount-", dir=self.cluster.directory)
-        # Not by "ip netns exec", which hides the mount.
-        process = subprocess.Popen(
-            ["nsenter", f"--net=/run/netns/{self.cluster.namespace(client)}", "ceph-fuse", "-c", self.cluster.configuration, "-f",
-             directory], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        process = subprocess.Popen(self.cluster.beside(client, "ceph-fuse", "-c", self.cluster.configuration, "-f", directory),
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.mounts[directory] = process
         deadline = time.monotonic() + 60
         while not os.path.ismount(directory):

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Makes the Debian packages, lets lintian judge them, installs them in a fresh Debian root and runs a backup cycle there.
-# Usage: packages_test.sh SOURCE_DIRECTORY [PRESET]     package, or package-engines for those of engines too; ends with 77, a
-#                                                       skip, where it cannot run
+# Usage: packages_test.sh SOURCE_DIRECTORY [PRESET]     package; package-engines or cluster for those of engines too; ends with
+#                                                       77, a skip, where it cannot run
 set -eu
 
 source=$1
