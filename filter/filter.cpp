@@ -169,10 +169,20 @@ void Filter::take(std::unique_ptr<RuleSet> rules) {
         m_process->version = rules->version();
         m_process->rejected = 0;
     }
+    tell_drawn_seed(*rules);
     std::unique_ptr<RuleSet> old(m_rules.exchange(rules.release()));
     if (old != nullptr)
         m_retired.push_back(std::move(old));
     aim();
+}
+
+// By the first process that chance plays with.
+void Filter::tell_drawn_seed(const RuleSet &rules) const {
+    if (rules.section().has_seed || !rules.draws() || m_ledger->layout().seed_is_told.exchange(1) != 0)
+        return;
+    const std::string seed = std::to_string(rules.seed());
+    std::fprintf(stderr, "stspi_filter: %s: seed %s is drawn (\"seed %s\" in the file gives the same run)\n",
+                 m_settings_path.c_str(), seed.c_str(), seed.c_str());
 }
 
 void Filter::aim() {

@@ -44,6 +44,7 @@ private:
     void open_journal(const ReadSettings &settings);
     void open_ledger(const ReadSettings &settings);
     void take(std::unique_ptr<RuleSet> rules);
+    void tell_drawn_seed(const RuleSet &rules) const;
     void aim();
     Outcome refuse(const CallFrame &frame) const;
 

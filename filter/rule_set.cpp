@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "base/thread_value.h"
 #include "filter/chance.h"
 #include "filter/ledger/text_hash.h"
@@ -76,6 +78,10 @@ RuleSet::RuleSet(Section section, uint64_t version, Ledger *ledger)
         }
         m_rules.push_back(std::move(active));
     }
+}
+
+bool RuleSet::draws() const {
+    return std::any_of(m_rules.begin(), m_rules.end(), [](const auto &rule) { return rule->draws; });
 }
 
 bool RuleSet::asks_result(const Rule &rule, unsigned function) {

@@ -43,6 +43,8 @@ public:
     const Section &section() const { return m_section; }
     uint64_t version() const { return m_version; }
     uint64_t seed() const { return m_seed; }
+    // Chance plays in one of them.
+    bool draws() const;
 
     // In the order of the file.
     const std::vector<ActiveRule *> &rules_for(unsigned function) const { return m_by_function[function]; }

@@ -63,7 +63,8 @@ struct LedgerLayout {
     SharedNumber seed;     // drawn when the ledger was begun, for settings that name none
     SharedNumber version;  // of the settings that were taken last
     SharedNumber has_own_seed;
-    SharedNumber own_seed;             // the settings'
+    SharedNumber own_seed;  // the settings'
+    SharedNumber seed_is_told;
     alignas(64) pthread_mutex_t lock;  // of all processes, for entering; given up when one dies with it
     alignas(64) SharedNumber unused[48];
     SharedNumber calls[64];  // by function

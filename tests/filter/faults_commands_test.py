@@ -6,6 +6,7 @@ usage: faults_commands_test.py SIMHOST FILTER PLUGIN
 import ctypes
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -95,6 +96,20 @@ class Faults(unittest.TestCase):
         ):
             with self.subTest(words=words):
                 self.assertIn(told, simhost("explain", self.rules(f"on write_image {words} answer 5\n")).stdout)
+
+    def test_a_drawn_seed_is_told_once_by_all_processes(self):
+        for rules, told in (("on get_lsu_prop_byname 0% delay 1ms\n", 1), ("on read_image flip bit 1 at random\n", 1),
+                            ("seed 7\non get_lsu_prop_byname 0% delay 1ms\n", 0), ("on read_image delay 1ms\n", 0)):
+            with self.subTest(rules=rules):
+                path = self.rules(f"plugin {PLUGIN}\n{rules}")
+                path.with_name("rules.ledger").unlink(missing_ok=True)
+                environment = dict(os.environ, STSPI_FILTER=str(path))
+                errors = "".join(subprocess.run([SIMHOST, "probe", FILTER], env=environment, capture_output=True, text=True, timeout=120,
+                                                check=False).stderr for _ in range(2))
+                seeds = re.findall(r"(?m)^stspi_filter: .*: seed (\d+) is drawn", errors)
+                self.assertEqual(len(seeds), told, errors)
+                seed = seeds[0] if told else "7" if "seed" in rules else r"\d+"
+                self.assertRegex(simhost("status", path).stdout, rf"faults +seed {seed},")
 
     def test_init_writes_a_file_that_is_right(self):
         path = self.path / "new"
