@@ -7,6 +7,7 @@ Usage: house.py [SOURCE_DIRECTORY]     exit status 1 and a list of what is again
 Exceptions stand here, each with its reason, and a test fails when one is no longer needed.
 """
 import argparse
+import json
 import pathlib
 import re
 import subprocess
@@ -330,6 +331,26 @@ def seeds_belong_to_tests(house):
             yield f"tests/seeds.txt:{number}: no test asks for the seeds of {line.split()[0]}"
 
 
+STARTS_THREADS = re.compile(r"std::thread\b|std::async\b|\bpthread_create\b")
+SUITE = re.compile(r"^(?:TYPED_)?TEST(?:_[FP])?\((\w+),", re.MULTILINE)
+
+
+def tests_with_threads_meet_the_thread_sanitizer(house):
+    """The preset tsan names the tests that are of use to it."""
+    presets = json.loads(house.text("CMakePresets.json"))["testPresets"] if "CMakePresets.json" in house.files else []
+    filters = [preset["filter"] for preset in presets if preset["name"] == "tsan"]
+    for name in house.code() if filters else []:
+        if not name.startswith("tests/") or not STARTS_THREADS.search(house.text(name)):
+            continue
+        listed = str(pathlib.PurePath(name).parent / "CMakeLists.txt")
+        prefix = re.search(r"TEST_PREFIX (\S+)", house.text(listed) if listed in house.files else "")
+        prefix = prefix.group(1) if prefix else f"unit.{pathlib.PurePath(name).parts[-2]}."
+        for suite in sorted(set(SUITE.findall(house.text(name)))):
+            test = f"{prefix}{suite}.Test"
+            if not re.search(filters[0]["include"]["name"], test) or re.search(filters[0]["exclude"]["name"], test):
+                yield f"{name}: starts threads, but the preset tsan leaves {prefix}{suite} out"
+
+
 def no_markers_are_left(house):
     for name in house.files:
         if pathlib.PurePath(name).suffix not in CODE | {".py", ".sh", ".md", ".txt", ".cmake", ".1", ".3", ".5"}:
@@ -359,7 +380,7 @@ RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, functions_are_short, links_are_alive,
     findings_are_documented, statuses_are_documented, messages_are_documented, statuses_are_required,
-    seeds_belong_to_tests, no_markers_are_left,
+    seeds_belong_to_tests, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -380,6 +401,9 @@ BROKEN = {
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
     seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
+    tests_with_threads_meet_the_thread_sanitizer: (
+        {"CMakePresets.json": '{"testPresets": [{"name": "tsan", "filter": {"include": {"name": "^unit.sim"}, "exclude": {"name": "x"}}}]}',
+         "tests/unit/lsu/list_test.cpp": "TEST(List, IsShared) { std::thread(work).join(); }\n"}, "leaves unit.lsu.List out"),
     statuses_are_required: ({"conformance/report/requirements.txt": "a/b | 3 | stspi_claim says STS_E_NOT_FOUND. | a.b\n",
                              "docs/entry-points.md": "| `stspi_claim` | 1.4 | STS_E_NOT_CLAIMED | null name |\n"},
                             "no requirement says when stspi_claim returns STS_E_NOT_CLAIMED"),
