@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <utility>
 
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/s3/image_log.h"
+#include "stsimage/s3/parallel_requests.h"
 #include "stspi/stsimg.h"
 
 namespace stsimage::s3 {
@@ -83,23 +85,29 @@ int32_t S3Root::find_leftovers(const std::string &lsu, Disposal disposal, const 
 // Leaves those that no record of the LSU refers to.
 Answer S3Root::forget_named(const std::string &lsu, std::set<std::string> &ids) {
     NameTable table(root, lsu);
+    std::mutex ids_mutex;
+    const auto forget_of = [&](const std::string &name) {
+        SeenRecord seen;
+        Answer answer = table.find(name, seen);
+        const std::lock_guard<std::mutex> lock(ids_mutex);
+        if (seen.record.image)
+            ids.erase(seen.record.image->id);
+        if (seen.record.claim)
+            ids.erase(seen.record.claim->id);
+        return answer;
+    };
+    ParallelRequests looks;
     NameTable::Page page;
     do {
         const std::string continuation = page.continuation;
         if (Answer answer = table.list(continuation, page); !answer.ok())
             return answer;
         page.names.insert(page.names.end(), page.others.begin(), page.others.end());
-        for (const std::string &name : page.names) {
-            SeenRecord seen;
-            if (Answer answer = table.find(name, seen); !answer.ok())
-                return answer;
-            if (seen.record.image)
-                ids.erase(seen.record.image->id);
-            if (seen.record.claim)
-                ids.erase(seen.record.claim->id);
-        }
-    } while (!page.continuation.empty());
-    return {};
+        for (const std::string &name : page.names)
+            if (!looks.start([forget_of, name] { return forget_of(name); }).ok())
+                break;
+    } while (!page.continuation.empty() && looks.failure().ok());
+    return looks.finish();
 }
 
 // A draft's name is claimed before it has parts, and an image that loses its name is noted before: so parts are listed first,

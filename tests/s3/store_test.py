@@ -113,7 +113,6 @@ class Store(S3Test):
             self.assertEqual(winner.returncode, 0)
             self.assertEqual(self.get(f"name{number}"), b"winner")
 
-
     def test_whoever_is_later_deletes_nothing_though_the_service_says_only_that_it_failed(self):
         self.expect(0, self.put("name", b"data"))
         self.service.trouble({"method": "PUT", "key": NAMES, "what": "lose-race", "changes": 1})
@@ -199,6 +198,18 @@ class Leftovers(S3Test):
         self.assertEqual(self.fsck()["leftovers"], [])
         self.assertNotIn(orphan, self.service.keys())
         self.assertEqual(self.get("name"), b"whole")
+
+    def test_nothing_is_removed_where_a_record_cannot_be_read(self):
+        names = [f"name {number}" for number in range(8)]
+        for name in names:
+            self.expect(0, self.put(name, b"data"))
+        self.service.age(40)
+        for skipped in range(len(names)):
+            self.service.trouble({"method": "GET", "key": NAMES + "name", "what": "403", "skip": skipped})
+            done = self.simhost("image fsck", "--image-root", ROOT, "--remove")
+            self.assertEqual((self.service.unmet(), done.returncode), ([], 1), done.stdout)
+        for name in names:
+            self.assertEqual(self.get(name), b"data")
 
 
 class EachRequest(S3Test):
