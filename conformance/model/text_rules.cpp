@@ -1,5 +1,6 @@
 #include "conformance/model/text_rules.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 

@@ -1,6 +1,7 @@
 #include "conformance/run/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 

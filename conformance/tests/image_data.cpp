@@ -1,4 +1,5 @@
 // The pass-through image calls, stspi_copy_extent and stspi_include_in_image.
+#include <algorithm>
 #include <new>
 
 #include "conformance/calls/configuration.h"

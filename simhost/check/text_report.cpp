@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "base/characters.h"
 #include "base/escaped_text.h"
 #include "simhost/check/findings.h"

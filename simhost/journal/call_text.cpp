@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "base/escaped_text.h"
 #include "journal/about.h"
 #include "journal/calls/call_json.h"
