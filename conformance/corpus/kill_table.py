@@ -7,6 +7,7 @@ the whole suite, or nothing that is found about broken ones means anything.
 
 import argparse
 import concurrent.futures
+import fcntl
 import json
 import os
 import subprocess
@@ -22,6 +23,10 @@ def breakages(path):
                 yield [field.strip() for field in line.split("|")]
 
 
+# What it makes stands where others who break the same would find it.
+PLAYS_IN_TMP = "config.storage-ignored"
+
+
 def run(options, breakage, tests, jobs):
     environment = dict(os.environ, STSPI_BROKEN=breakage, STSPI_BROKEN_REAL=os.path.abspath(options.plugin))
     with tempfile.NamedTemporaryFile(suffix=".json") as report:
@@ -30,7 +35,10 @@ def run(options, breakage, tests, jobs):
             command += ["--filter", tests]
         else:
             command[command.index("--timeout") + 1] = "60"
-        result = subprocess.run(command, env=environment, capture_output=True, text=True)
+        with open(options.broken, "rb") as lock:
+            if breakage == PLAYS_IN_TMP:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+            result = subprocess.run(command, env=environment, capture_output=True, text=True)
         if result.returncode == 2:
             raise SystemExit("%s: %s" % (breakage, result.stderr))
         with open(report.name, encoding="utf-8") as file:

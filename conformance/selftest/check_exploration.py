@@ -64,7 +64,7 @@ class Exploration(unittest.TestCase):
     def test_crash_and_hang_are_named(self):
         for breakage, kind in (("claim.crashes", "crash"), ("claim.hangs", "hang"), ("claim.exits", "crash")):
             with self.subTest(breakage=breakage):
-                _, report = explore(PATHS.broken, "--first", str(SMALL), "--histories", "300", "--timeout", "1", "--jobs",
+                _, report = explore(PATHS.broken, "--first", str(SMALL), "--histories", "300", "--timeout", "3", "--jobs",
                                     "2", breakage=breakage)
                 self.assertEqual(report["finding"]["kind"], kind)
                 self.assertEqual(report["finding"]["what"], "stspi_claim")

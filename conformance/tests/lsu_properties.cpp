@@ -4,6 +4,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -51,8 +52,9 @@ struct FileSystem {
 };
 
 // Other processes may use the file system, and take a block only to give it back: so the call is tried until its used bytes
-// are those from before and from after it, a hundred times at most.
-constexpr int most_tries = 100;
+// are those from before and from after it, for some ten seconds at most.
+constexpr int most_tries = 200;
+constexpr std::chrono::milliseconds longest_wait(50);
 
 // The record of a path LSU after a call that set base bytes before.
 void expect_path_record(const std::string &path, const std::function<int32_t(sts_lsu_info_v9_t *)> &call,
@@ -66,7 +68,7 @@ void expect_path_record(const std::string &path, const std::function<int32_t(sts
             const bool is_still = FileSystem(path).used() == before.used() && info->used_bytes == before.used();
             is_done = is_still || tries == most_tries;
             if (!is_done) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                std::this_thread::sleep_for(std::min(std::chrono::milliseconds(tries), longest_wait));
                 continue;
             }
             info.expect_changed("LSU information", [&](sts_lsu_info_v9_t &expected) {

@@ -156,15 +156,16 @@ class Bash(SimhostTest):
 
 
 class Zsh(SimhostTest):
-    def complete(self, line):
-        """Types the line and Tab into a zsh on a terminal of its own and gives what is then shown."""
+    def complete(self, line, end):
+        """Types the line and Tab into a zsh on a terminal of its own and gives what is then shown, which ends so."""
         script = f'''
 zmodload zsh/zpty
 zpty z env PATH={os.path.dirname(SIMHOST)}:$PATH SIMHOST_CONFIG_DIR={self.config} zsh -f -i
 zpty -w z "PS1='READY>' ; autoload -U compinit; compinit -u -d {self.root}/dump; source {COMPLETION}/simhost.zsh"
 zpty -w z "bindkey '^I' list-choices; cd {self.root}; LISTMAX=1000; stty columns 500"
 zpty -n -w z "{line}"$'\\t'
-sleep 2
+zpty -r -m z answer '*{end}*'
+print -r -- "$answer"
 zpty -w z $'\\x15'"print DO''NE"
 zpty -r -m z answer '*DONE*'
 print -r -- "$answer"
@@ -175,11 +176,11 @@ print -r -- "$answer"
 
     @unittest.skipUnless(shutil.which("zsh"), "no zsh")
     def test_words_that_the_program_offers(self):
-        shown = self.complete("simhost pools --server cop")
+        shown = self.complete("simhost pools --server cop", "copan:arr2")
         self.assertIn("copan:arr1", shown)
         self.assertIn("copan:arr2", shown)
         self.assertNotIn("Kelvarpool:mediaA", shown)
-        self.assertIn("Look into a plug-in", self.complete("simhost "))
+        self.assertIn("Look into a plug-in", self.complete("simhost ", "Look into a plug-in"))
 
 
 class Fish(SimhostTest):

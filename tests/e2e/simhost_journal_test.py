@@ -236,7 +236,7 @@ class Export(JournalTest):
             [BROWSER, "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
              "--disable-background-networking", "--disable-component-update", "--disable-sync",
              f"--user-data-dir={self.directory}/profile", "--dump-dom", f"file://{page}"],
-            capture_output=True, check=True, timeout=120)
+            capture_output=True, check=True, timeout=300)
         shown = done.stdout.decode()
         faults = re.search(r'(?s)<tbody id="faults">(.*?)</tbody>', shown).group(1)
         self.assertIn("<td>stspi_write_image</td>", faults)

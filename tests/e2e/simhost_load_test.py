@@ -109,14 +109,17 @@ class Load(SimhostTest):
     def test_a_call_that_hangs_is_named_with_its_arguments(self):
         rules = self.root / "rules"
         rules.write_text("on write_image call 9 hold for ever\n")
-        result = self.load("--duration", "20s", "--hang", "1s", "--faults", rules, status=1)
+        result = self.load("--duration", "60s", "--hang", "10s", "--faults", rules, status=1)
         self.assertEqual(result["ended_by"], "hang")
         self.assertRegex(result["broken_promises"]["first"][0]["text"], r"stspi_write_image of load-1-\d+, \d+ bytes at \d+")
 
     def test_ctrl_c_ends_in_order_and_tells(self):
         load = subprocess.Popen(self.command("load", "--json", *small("--duration", "60s")), env=self.environment(),
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        time.sleep(2)
+        self.addCleanup(load.kill)
+        while not list(self.images.rglob("*.stsimg")):
+            self.assertIsNone(load.poll())
+            time.sleep(0.05)
         load.send_signal(signal.SIGINT)
         out, _ = load.communicate(timeout=60)
         self.assertEqual(load.returncode, -signal.SIGINT)
@@ -141,7 +144,7 @@ class Load(SimhostTest):
     def test_compare_is_good_with_itself_and_complains_of_worse(self):
         answers = []
         for name, more in (("fast", ()), ("slow", ("--faults", self.root / "rules"))):
-            (self.root / "rules").write_text("on create_image,write_image delay 20ms\n")
+            (self.root / "rules").write_text("on create_image,write_image delay 300ms\n")
             done = self.good("load", "--json", "--no-progress", *small("--duration", "2s", "--mix", "backup=1", *more))
             answers.append(self.root / f"{name}.json")
             answers[-1].write_bytes(done.stdout)

@@ -10,7 +10,7 @@ import sys
 from s3_service import S3Service
 
 service = S3Service()
-environment = {**os.environ, **service.environment(STSIMAGE_S3_LEASE="3", STSIMAGE_TEST_STORE="s3://images",
+environment = {**os.environ, **service.environment(STSIMAGE_S3_LEASE="6", STSIMAGE_S3_TIMEOUT="6", STSIMAGE_TEST_STORE="s3://images",
                                                    STSIMAGE_KILL_ROUNDS=os.environ.get("STSIMAGE_KILL_ROUNDS", "4"))}
 try:
     sys.exit(subprocess.run(sys.argv[1:], env=environment, check=False).returncode)

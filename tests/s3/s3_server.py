@@ -228,7 +228,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
             if path == "/-/age":  # all that is there becomes older by so many seconds
                 for key, (data, etag, modified) in list(objects.data.items()):
                     objects.data[key] = (data, etag, modified - json.loads(body))
-            told = {"/-/read": lambda: objects.data[json.loads(body)][0].decode("latin-1"), "/-/requests": lambda: objects.requests, "/-/keys": lambda: sorted(objects.data),
+            told = {"/-/read": lambda: objects.data[json.loads(body)][0].decode("latin-1"),
+                    "/-/requests": lambda: objects.requests,
+                    "/-/keys": lambda: sorted(objects.data),
+                    "/-/ages": lambda: {key: time.time() - modified for key, (_, _, modified) in objects.data.items()},
                     "/-/unmet": lambda: [trouble for trouble in objects.trouble if "is_met" not in trouble]}.get(path, dict)()
             told = json.dumps(told).encode()
         self.answer(200, told)

@@ -74,6 +74,10 @@ class S3Service:
             return self.gateway.done("GET", f"/{BUCKET}/{key}")
         return self.ask("read", key).encode("latin-1")
 
+    def age_of(self, key):
+        """How many seconds ago it was written; not of a gateway's."""
+        return self.ask("ages")[key]
+
     def age(self, seconds):
         """Makes all that is there older."""
         if GATEWAY:

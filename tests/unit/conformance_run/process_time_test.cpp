@@ -16,8 +16,8 @@ using Clock = std::chrono::steady_clock;
 
 // Until so much is spent: for ever when time stands still.
 void expect_to_spend(const std::function<void()> &work, Clock::duration time) {
-    const Child child(work);
     const auto start = Clock::now();
+    const Child child(work);
     ProcessTime spent(child.process());
     while (spent.spent() < time)
         std::this_thread::sleep_for(20ms);

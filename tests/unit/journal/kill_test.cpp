@@ -48,8 +48,11 @@ private:
     Progress *progress_;
 };
 
+// Fewer than fill the journal, however late the end comes.
+constexpr int32_t most_calls = 40000;
+
 [[noreturn]] void write_for_ever(Writer &writer, const SharedProgress &progress, int thread) {
-    for (int32_t i = 1;; ++i) {
+    for (int32_t i = 1; i <= most_calls; ++i) {
         const uint64_t arguments[] = {0, static_cast<uint32_t>(thread * 10000000 + i)};
         progress->begun[thread] = i;
         const CallNumber call = writer.enter(first_table_entry(STS_SLOT_IOCTL), arguments);
@@ -57,6 +60,8 @@ private:
         writer.leave(call, first_table_entry(STS_SLOT_IOCTL), arguments, i);
         progress->left[thread] = i;
     }
+    for (;;)
+        pause();
 }
 
 // Writes from several threads, and kills the process after a while.
