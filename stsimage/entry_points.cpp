@@ -16,6 +16,7 @@
 #include "stsimage/image_writer.h"
 #include "stsimage/last_error.h"
 #include "stsimage/passing_trouble.h"
+#include "stsimage/quoted_text.h"
 #include "stsimage/root_check.h"
 #include "stsimage/store_opening.h"
 #include "stspi/stsimg.h"
@@ -152,10 +153,17 @@ int32_t stsimg_delete_image(const char *lsu, const void *, const char *server_na
         std::string_view name;
         if (const int32_t status = name_of(*definition, name); status != 0)
             return status;
+        bool is_unanswered = false;
         return patiently([&] {
             std::unique_ptr<Store> store;
             const int32_t opened = open_store(lsu, WhenMissing::fail, store);
-            return opened != 0 ? opened : store->remove(name);
+            const int32_t removed = opened != 0 ? opened : store->remove(name);
+            // What an unanswered attempt has deleted is not there for the next one.
+            if (is_unanswered && removed == STS_E_NOT_FOUND)
+                return fail(STSIMG_E_OUTCOME_UNKNOWN, "%s may have been deleted by this call, or by another",
+                            QuotedText(name).c_str());
+            is_unanswered = removed != 0 && (is_unanswered || removed == STSIMG_E_OUTCOME_UNKNOWN);
+            return is_unanswered ? STSIMG_E_OUTCOME_UNKNOWN : removed;
         });
     });
 }

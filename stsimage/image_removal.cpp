@@ -8,6 +8,7 @@
 
 #include "stsimage/image_name.h"
 #include "stsimage/last_error.h"
+#include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
 
@@ -26,11 +27,15 @@ int32_t remove_image(const LsuDirectory &lsu, std::string_view name) {
                                : fail_system(errno, "cannot look at %s", path.c_str());
     if (!S_ISREG(state.st_mode))
         return fail(STSIMG_E_NOT_AN_IMAGE, "%s is no regular file", path.c_str());
-    if (unlinkat(directory, file.c_str(), 0) != 0)
-        return errno == ENOENT  // what was seen above was an old cache's
-                   ? fail(STS_E_NOT_FOUND, "there is no image %s", path.c_str())
-                   : fail_system(errno, "cannot delete %s", path.c_str());
-    return 0;
+    if (unlinkat(directory, file.c_str(), 0) == 0)
+        return 0;
+    const int error = errno;
+    if (error == ENOENT)  // what was seen above was an old cache's
+        return fail(STS_E_NOT_FOUND, "there is no image %s", path.c_str());
+    if (is_refusal(error) || !is_shared(directory))
+        return fail_system(error, "cannot delete %s", path.c_str());
+    fail_system(error, "%s may have been deleted or not", path.c_str());
+    return STSIMG_E_OUTCOME_UNKNOWN;
 }
 
 }  // namespace stsimage

@@ -8,7 +8,8 @@
 
 namespace stsimage {
 
-// Removes the file of an image, whatever it holds. Flushing the directory, which makes that last, is left to the caller.
+// Removes the file of an image, whatever it holds; STSIMG_E_OUTCOME_UNKNOWN when a file server did not say whether it has. Flushing
+// the directory, which makes that last, is left to the caller.
 int32_t remove_image(const LsuDirectory &lsu, std::string_view name);
 
 }  // namespace stsimage

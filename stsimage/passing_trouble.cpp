@@ -38,6 +38,10 @@ bool is_shared(int file) {
                                                    static_cast<uint32_t>(state.f_type)) == std::end(local_kinds);
 }
 
+bool is_refusal(int error) {
+    return error == EACCES || error == EPERM || error == EROFS || error == ENOSPC || error == EDQUOT || error == ENOMEM;
+}
+
 void drop_cached_data(int file) { posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED); }
 
 void wait_before_next_attempt(int attempt) {

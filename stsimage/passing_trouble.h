@@ -15,6 +15,9 @@ bool last_failure_passes();
 // that does not tell its kind is none of these.
 bool is_shared(int file);
 
+// Whether this is what a file server answers that has done nothing. After others it may have done what it was asked for, or do it yet.
+bool is_refusal(int error);
+
 // Forgets what this host has cached of a file, as far as the file system does.
 void drop_cached_data(int file);
 

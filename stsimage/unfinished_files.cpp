@@ -49,11 +49,6 @@ bool refuses_links(int error) {
 
 enum class Seen { yes, no, unknown };
 
-// What a server answers that has done nothing.
-bool is_refusal(int error) {
-    return error == EACCES || error == EPERM || error == EROFS || error == ENOSPC || error == EDQUOT || error == ENOMEM;
-}
-
 bool is_same_file(const struct stat &one, const struct stat &other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }

@@ -135,14 +135,17 @@ Answer Bucket::list(const std::string &beginning, const std::string &delimiter, 
     Answer answer = send(std::move(request), longest_list);
     if (!answer.ok())
         return answer;
-    const auto is_below = [&](const std::string &key) { return key.compare(0, prefix.size(), prefix) == 0; };
+    // A service that gives more than was asked for must not have that deleted.
+    const auto is_asked_for = [&, asked = prefix + beginning](const std::string &key) {
+        return key.compare(0, asked.size(), asked) == 0;
+    };
     bool is_right = read_list(answer.body, out_page) && (continuation.empty() || out_page.continuation != continuation);
     for (ListedObject &object : out_page.objects) {
-        is_right = is_right && is_below(object.key);
+        is_right = is_right && is_asked_for(object.key);
         object.key.erase(0, prefix.size());
     }
     for (std::string &folded : out_page.prefixes) {
-        is_right = is_right && is_below(folded);
+        is_right = is_right && is_asked_for(folded);
         folded.erase(0, prefix.size());
     }
     if (!is_right) {

@@ -48,7 +48,7 @@ void ImageRoot::note_etag_form(EtagForm form) {
     form_heeded = form;
 }
 
-void ImageRoot::sweep() {
+void ImageRoot::sweep(std::chrono::steady_clock::time_point deadline) {
     {
         const std::lock_guard<std::mutex> lock(mutex);
         const auto now = std::chrono::steady_clock::now();
@@ -57,7 +57,7 @@ void ImageRoot::sweep() {
         has_swept = true;
         swept_at = now;
     }
-    clear_loose_parts(shared_from_this());
+    clear_loose_parts(shared_from_this(), deadline);
     own_presence.clear_dead();
 }
 

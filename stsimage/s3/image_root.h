@@ -39,8 +39,8 @@ public:
     std::optional<EtagForm> etag_form();
     void note_etag_form(EtagForm form);
 
-    // Clears what belongs to no name any more, unless that was done a moment ago.
-    void sweep();
+    // Clears what belongs to no name any more, unless that was done a moment ago. Begins nothing after that time.
+    void sweep(std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max());
 
 private:
     const std::unique_ptr<Bucket> own_bucket;

@@ -48,12 +48,19 @@ Answer note_loose(const NameTable &table, std::string_view name, const std::stri
 
 void forget_loose(Bucket &bucket, const std::string &id, LooseKind kind) { bucket.remove(key_of_note(id, kind)); }
 
-Answer remove_parts(Bucket &bucket, const std::string &id) {
+// The notes are taken away last, so that what is left of it can be found.
+Answer remove_parts(Bucket &bucket, const std::string &id, Deadline deadline) {
     ParallelRequests removals;
     const Answer listed = bucket.list_all(parts_of(id), "", [&](const ListPage &page, std::time_t) {
-        for (const ListedObject &object : page.objects)
+        Answer answer;
+        for (const ListedObject &object : page.objects) {
+            if (std::chrono::steady_clock::now() >= deadline) {
+                answer.error = ETIME;
+                break;
+            }
             removals.start([&bucket, key = object.key] { return bucket.remove(key); });
-        return Answer();
+        }
+        return answer;
     });
     const Answer &removed = removals.finish();
     if (!listed.ok() || !removed.ok())
@@ -102,7 +109,7 @@ bool is_in_use(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts) 
     return !answer.ok() || is_used;
 }
 
-Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts) {
+Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts, Deadline deadline) {
     if (parts.has_claim) {
         SeenRecord seen = parts.seen;
         NameRecord next = seen.record.following();
@@ -112,17 +119,18 @@ Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts) {
         if (change != Change::done)
             return change;
     }
-    return remove_parts(root->bucket(), parts.id).ok() ? Change::done : Change::failed;
+    return remove_parts(root->bucket(), parts.id, deadline).ok() ? Change::done : Change::failed;
 }
 
-void clear_loose_parts(const std::shared_ptr<ImageRoot> &root) {
-    for_each_note(root, [&root](LooseParts parts) {
-        if (parts.age <= seconds_until_loose(*root) || !look_at_note(root, parts))
+void clear_loose_parts(const std::shared_ptr<ImageRoot> &root, Deadline deadline) {
+    for_each_note(root, [&root, deadline](LooseParts parts) {
+        if (std::chrono::steady_clock::now() >= deadline || parts.age <= seconds_until_loose(*root) ||
+            !look_at_note(root, parts))
             return;
         if (parts.has_name && parts.age > seconds_until_note_is_wrong)
             forget_loose(root->bucket(), parts.id, parts.kind);
         else if (!is_in_use(root, parts))
-            clear(root, parts);
+            clear(root, parts, deadline);
     });
 }
 

@@ -6,6 +6,7 @@
 // already be deleting what was published.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,6 +17,10 @@
 namespace stsimage::s3 {
 
 enum class LooseKind { draft, image };
+
+// Until when something is begun.
+using Deadline = std::chrono::steady_clock::time_point;
+constexpr Deadline no_deadline = Deadline::max();
 
 struct LooseParts {
     std::string id;
@@ -31,8 +36,8 @@ struct LooseParts {
 Answer note_loose(const NameTable &table, std::string_view name, const std::string &id, LooseKind kind);
 void forget_loose(Bucket &bucket, const std::string &id, LooseKind kind);
 
-// Removes all parts of an image, and its notes.
-Answer remove_parts(Bucket &bucket, const std::string &id);
+// Removes all parts of an image, and its notes. What is left at the deadline, the notes among it, can be removed another time.
+Answer remove_parts(Bucket &bucket, const std::string &id, Deadline deadline = no_deadline);
 
 // What has been loose for so long is cleared if nobody has told that it is read.
 std::time_t seconds_until_loose(ImageRoot &root);
@@ -47,9 +52,9 @@ bool look_at_note(const std::shared_ptr<ImageRoot> &root, LooseParts &parts);
 bool is_in_use(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts);
 
 // Removes what is not in use. Refused when the name is somebody else's by now.
-Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts);
+Change clear(const std::shared_ptr<ImageRoot> &root, const LooseParts &parts, Deadline deadline = no_deadline);
 
-// Clears, in all LSUs, what may be.
-void clear_loose_parts(const std::shared_ptr<ImageRoot> &root);
+// Clears, in all LSUs, what may be, until the deadline.
+void clear_loose_parts(const std::shared_ptr<ImageRoot> &root, Deadline deadline);
 
 }  // namespace stsimage::s3

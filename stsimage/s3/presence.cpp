@@ -2,13 +2,14 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <new>
+#include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "stsimage/s3/background.h"
+#include "stsimage/s3/parallel_requests.h"
 #include "stsimage/s3/process_end.h"
 
 namespace stsimage::s3 {
@@ -160,16 +161,37 @@ void Presence::keep_telling() {
             if (is_writing)
                 announce();
             tell_readings();
-            if (Clock::now() - swept >= lease) {
-                sweep();
-                swept = Clock::now();
-            }
-        } catch (const std::bad_alloc &) {
+        } catch (const std::exception &) {
             // Another round will come.
+        }
+        if (Clock::now() - swept >= lease) {
+            start_sweeping();
+            swept = Clock::now();
         }
         lock.lock();
     }
     is_thread_running = false;
+}
+
+// In a thread of its own, since clearing may take minutes where much was deleted, in which this process must be seen to live.
+void Presence::start_sweeping() {
+    if (is_sweeping.exchange(true))
+        return;
+    const WithoutSignals without_signals;
+    try {
+        std::thread([this] {
+            const UnderWay round;
+            try {
+                if (!process_ends())
+                    sweep();
+            } catch (const std::exception &) {
+                // What was not cleared now is cleared another time.
+            }
+            is_sweeping = false;
+        }).detach();
+    } catch (const std::system_error &) {
+        is_sweeping = false;
+    }
 }
 
 void Presence::tell_readings() {
@@ -182,8 +204,9 @@ void Presence::tell_readings() {
                 lasting.push_back(id);
             }
     }
+    ParallelRequests notes;
     for (const std::string &id : lasting)
-        bucket.put(reader_key(id), "");
+        notes.start([this, key = reader_key(id)] { return bucket.put(key, ""); });
 }
 
 }  // namespace stsimage::s3

@@ -3,6 +3,7 @@
 // How old they are is told by the service, which compares its own clock with itself.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -54,6 +55,7 @@ private:
     std::string reader_key(const std::string &id) const;
     void start_thread();
     void keep_telling();
+    void start_sweeping();
     bool has_nothing_to_tell() const { return drafts.empty() && readings.empty(); }
     void tell_readings();
 
@@ -67,6 +69,7 @@ private:
     std::set<std::string> drafts;
     std::map<std::string, Reading> readings;
     bool is_thread_running = false;
+    std::atomic<bool> is_sweeping{false};
     bool is_announced = false;
     Clock::time_point announced_at;
 };

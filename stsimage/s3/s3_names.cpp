@@ -1,6 +1,7 @@
 #include "stsimage/s3/s3_names.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -12,6 +13,7 @@ namespace {
 
 // A list must not take long because much was deleted.
 constexpr size_t most_taken_away = 20;
+constexpr std::chrono::seconds longest_sweep(2);
 
 }  // namespace
 
@@ -36,7 +38,7 @@ int32_t S3Names::read_page() {
         return tell(answer, std::string("cannot list the images in ") + QuotedText(table.path()).c_str());
     }
     if (!has_begun)
-        table.root().sweep();
+        table.root().sweep(std::chrono::steady_clock::now() + longest_sweep);
     has_begun = true;
     for (size_t number = 0; number < std::min(page.left.size(), most_taken_away); ++number)
         table.take_away(page.left[number]);

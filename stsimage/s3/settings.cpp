@@ -33,6 +33,8 @@ int32_t read_settings(Settings &out_settings) {
     out_settings.region = environment("AWS_REGION", environment("AWS_DEFAULT_REGION", "us-east-1"));
     const std::string url = environment(
         "AWS_ENDPOINT_URL_S3", environment("AWS_ENDPOINT_URL", "https://s3." + out_settings.region + ".amazonaws.com"));
+    if (url.find('@') != url.npos)  // a message must not have what may be a password
+        return fail(STSIMG_E_INVALID_LSU, "AWS_ENDPOINT_URL names a user: http[s]://HOST[:PORT] is expected");
     if (!read_endpoint(url, out_settings))
         return fail(STSIMG_E_INVALID_LSU, "AWS_ENDPOINT_URL is %s: http[s]://HOST[:PORT] is expected",
                     QuotedText(url).c_str());

@@ -114,6 +114,7 @@ struct Interruption {
 
 Interruption lock_interruption, flush_interruption, wait_interruption;
 std::function<int()> when_answer_is_lost;
+int error_of_unlink = 0;
 
 int answer(int result) { return inside > 0 && result == 0 && when_answer_is_lost ? when_answer_is_lost() : result; }
 
@@ -170,6 +171,7 @@ bool let_calls_pass() {
     sharing = false;
     waits_made = 0;
     when_answer_is_lost = nullptr;
+    error_of_unlink = 0;
     failing_call = Call::none;
     limited = false;
     return has_failed;
@@ -211,6 +213,8 @@ void lose_answers_of_renames(int error, std::function<void()> action) {
         return -1;
     };
 }
+
+void lose_answer_of_unlink(int error) { error_of_unlink = error; }
 
 int64_t live_allocations() { return allocations; }
 
@@ -322,7 +326,12 @@ int unlinkat(int directory, const char *path, int flags) noexcept {
     if (fails(Call::unlink))
         return -1;
     note(flags == 0 ? "unlink" : "rmdir");
-    return NEXT(unlinkat)(directory, path, flags);
+    const int result = NEXT(unlinkat)(directory, path, flags);
+    if (inside == 0 || flags != 0 || result != 0 || error_of_unlink == 0)
+        return result;
+    has_failed = true;
+    errno = std::exchange(error_of_unlink, 0);
+    return -1;
 }
 
 int sync_file_range(int file, off64_t offset, off64_t length, unsigned int flags) {

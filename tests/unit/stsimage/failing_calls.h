@@ -87,5 +87,8 @@ void before_wait(int n, std::function<void()> action);
 void lose_answers_of_renames(
     int error, std::function<void()> action = [] {});
 
+// Lets the next removal of a file say that error although it was made.
+void lose_answer_of_unlink(int error);
+
 // What the library holds now.
 int64_t live_allocations();

@@ -1069,6 +1069,49 @@ TEST_F(PassingTrouble, ImageThatIsGoneWhenItIsToBeDeletedIsNotThere) {
     EXPECT_TRUE(let_calls_pass());
 }
 
+// A file server that fails to answer may have deleted the image: whoever asks again cannot tell who it was.
+TEST_F(PassingTrouble, DeletionThatWasNotAnsweredHasAnUnknownOutcome) {
+    const sts_image_definition_t definition = image_named("image");
+    for (const int error : {ETIMEDOUT, ESTALE, EIO}) {
+        ASSERT_EQ(store("image", old_data), 0);
+        Promised promised;
+        pretend_to_share();
+        lose_answer_of_unlink(error);
+        EXPECT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }),
+                  STSIMG_E_OUTCOME_UNKNOWN);
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_NE(std::string(stsimg_last_error()).find("may have been deleted"), std::string::npos);
+        EXPECT_FALSE(fs::exists(file_of("image")));
+    }
+}
+
+TEST_F(PassingTrouble, DeletionIsMadeWhenTheNextAttemptIsAnswered) {
+    const sts_image_definition_t definition = image_named("image");
+    ASSERT_EQ(store("image", old_data), 0);
+    Promised promised;
+    pretend_to_share();
+    fail_call(Call::unlink, 1, ETIMEDOUT, Failing::once);
+    EXPECT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }), 0);
+    EXPECT_TRUE(let_calls_pass());
+    EXPECT_FALSE(fs::exists(file_of("image")));
+}
+
+TEST_F(PassingTrouble, DeletionThatWasRefusedOrIsLocalHasFailed) {
+    const sts_image_definition_t definition = image_named("image");
+    ASSERT_EQ(store("image", old_data), 0);
+    for (const bool shared : {true, false}) {
+        Promised promised;
+        if (shared)
+            pretend_to_share();
+        fail_call(Call::unlink, 1, shared ? EACCES : EIO, Failing::once);
+        const int32_t status =
+            in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); });
+        EXPECT_TRUE(let_calls_pass());
+        EXPECT_TRUE(status != 0 && status != STSIMG_E_OUTCOME_UNKNOWN) << status;
+        EXPECT_TRUE(content("image") == old_data);
+    }
+}
+
 using List = ImageTest;
 
 TEST_F(List, FailureToReadTheDirectoryIsNotItsEnd) {
