@@ -125,9 +125,13 @@ int Pool::watch(const std::string &object, uint64_t &out_watch) {
 }
 
 int Pool::announce() {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const auto begun = std::chrono::steady_clock::now();
+    const std::lock_guard<std::mutex> lock(announcing);
     if (announced && context.watch_check(announcement) >= 0)
         return 0;
+    // Of callers that have waited for each other one has tried, or each would wait for the time-out after the other.
+    if (!announced && last_announcing < 0 && announced_at >= begun)
+        return last_announcing;
     if (announced)
         context.unwatch2(announcement);
     announced = false;
@@ -138,6 +142,8 @@ int Pool::announce() {
             result = watch(writers_object, announcement);
     }
     announced = result == 0;
+    last_announcing = result;
+    announced_at = std::chrono::steady_clock::now();
     return result;
 }
 

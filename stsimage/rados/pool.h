@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -73,9 +74,13 @@ private:
     ProcessNumber number = 0;
     pid_t maker = 0;
     uint32_t lease_seconds = 0;
-    std::mutex mutex;
+    std::mutex announcing;  // may be had for as long as operations of the cluster take
     bool announced = false;
     uint64_t announcement = 0;
+    int last_announcing = 0;
+    std::chrono::steady_clock::time_point announced_at;
+
+    std::mutex mutex;
     std::set<std::string> drafts;
     std::set<std::string> lsus;
 };

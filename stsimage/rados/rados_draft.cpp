@@ -109,6 +109,8 @@ bool RadosDraft::write(const void *data, size_t length, uint64_t place) {
 }
 
 int RadosDraft::send_pending() {
+    // After a time without the cluster the others take this process for dead until it tells them again.
+    table.pool().announce();
     librados::bufferlist data;
     data.swap(pending);
     return writes->start([&](librados::AioCompletion *done) {
@@ -217,6 +219,9 @@ int32_t RadosDraft::copy(StoredImage &source) {
     const int finished = copies.finish();
     if (result >= 0)
         result = finished;
+    // What nobody watches may have been cleared away meanwhile, and would be copied as zeros.
+    if (result >= 0)
+        result = static_cast<RadosImage &>(source).check_watch();
     if (result < 0)
         return fail_system(errno_of(result), "cannot copy %s for writing", QuotedText(shown_path).c_str());
     size = image.size;

@@ -138,7 +138,7 @@ bool RadosImage::read_range(char *target, uint64_t length, uint64_t place, bool 
     return true;
 }
 
-// A part that is not there has nothing written to it, unless this host was away for so long that the image was cleared away.
+// A part that is not there has nothing written to it, unless it was cleared away.
 int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool sequential,
                           librados::bufferlist &out_data) {
     int result;
@@ -151,10 +151,10 @@ int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool 
     } else {
         result = table.pool().io().read(part_object(entry.id, part), out_data, length, offset);
     }
-    if (result != -ENOENT)
-        return result;
-    return table.pool().io().watch_check(watch_handle) < 0 ? -EIDRM : 0;
+    return result != -ENOENT ? result : check_watch();
 }
+
+int RadosImage::check_watch() { return table.pool().io().watch_check(watch_handle) < 0 ? -EIDRM : 0; }
 
 // Gives the part, and sees to it that those behind it are under way.
 std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {

@@ -31,6 +31,9 @@ public:
 
     const ImageEntry &image() const { return entry; }
 
+    // 0, or -EIDRM when this host was away for so long that the image may have been cleared away.
+    int check_watch();
+
 private:
     struct PartRead {
         PartRead(librados::IoCtx &io, const std::string &object);

@@ -202,6 +202,34 @@ def damaged_part(world):
 
 
 @part_in(Pool)
+def returned_writer(world):
+    """A writer that was away for longer than its lease, and goes on, is one that lives."""
+    writer = world.start(*world.simhost, "image", "put", *world.place, "name", root="returned", stdin=subprocess.PIPE)
+
+    def write_more():
+        writer.stdin.write("begun" * 4_000_000)
+        writer.stdin.flush()
+
+    def leftovers():
+        told = finish(world.start(*world.simhost, "image", "fsck", "--json", "--remove", *world.plugin, root="returned", client=2))
+        return [(leftover["name"], leftover["state"]) for leftover in json.loads(told)["result"]["leftovers"]]
+
+    write_more()
+    while leftovers() != [("name", "in use")]:
+        assert writer.poll() is None
+    world.cluster.set_link("client1", "down")
+    time.sleep(30)
+    world.cluster.set_link("client1", "up")
+    write_more()  # more than is under way at once
+    time.sleep(2)
+    assert leftovers() == [("name", "in use")], leftovers()
+    writer.stdin.close()
+    assert writer.wait(120) == 0, writer.stdout.read()
+    told = finish(world.start(*world.simhost, "image", "stat", "--json", *world.place, "name", root="returned", client=2))
+    assert json.loads(told)["result"]["image"]["size_bytes"] == 40_000_000
+
+
+@part_in(Pool)
 def unanswered_closes(world):
     """A close whose answer is lost says so, what it says is true, and the name is free again."""
     program = f"{world.build}/bin/unanswered_close"
