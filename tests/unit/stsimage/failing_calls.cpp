@@ -113,10 +113,10 @@ struct Interruption {
 };
 
 Interruption lock_interruption, flush_interruption, wait_interruption;
-std::function<int()> when_answer_is_lost;
-int error_of_unlink = 0;
+std::function<int()> lose_answer;
+Call unanswered = Call::none;
 
-int answer(int result) { return inside > 0 && result == 0 && when_answer_is_lost ? when_answer_is_lost() : result; }
+int answer(Call call, int result) { return inside > 0 && result == 0 && call == unanswered ? lose_answer() : result; }
 
 template <class Function>
 Function next(const char *name) {
@@ -170,8 +170,7 @@ bool let_calls_pass() {
     exchanging = true;
     sharing = false;
     waits_made = 0;
-    when_answer_is_lost = nullptr;
-    error_of_unlink = 0;
+    unanswered = Call::none;
     failing_call = Call::none;
     limited = false;
     return has_failed;
@@ -205,16 +204,15 @@ void before_flush(int n, std::function<void()> action) { flush_interruption = {n
 
 void before_wait(int n, std::function<void()> action) { wait_interruption = {n, std::move(action)}; }
 
-void lose_answers_of_renames(int error, std::function<void()> action) {
-    when_answer_is_lost = [error, action = std::move(action)] {
+void lose_answers(Call call, int error, std::function<void()> action) {
+    unanswered = call;
+    lose_answer = [error, action = std::move(action)] {
         action();
         has_failed = true;
         errno = error;
         return -1;
     };
 }
-
-void lose_answer_of_unlink(int error) { error_of_unlink = error; }
 
 int64_t live_allocations() { return allocations; }
 
@@ -301,7 +299,7 @@ int renameat(int from, const char *old_path, int to, const char *new_path) noexc
     if (fails(Call::rename))
         return -1;
     note("rename");
-    return answer(NEXT(renameat)(from, old_path, to, new_path));
+    return answer(Call::rename, NEXT(renameat)(from, old_path, to, new_path));
 }
 
 int renameat2(int from, const char *old_path, int to, const char *new_path, unsigned int flags) noexcept {
@@ -312,7 +310,7 @@ int renameat2(int from, const char *old_path, int to, const char *new_path, unsi
         return -1;
     }
     note("exchange");
-    return answer(NEXT(renameat2)(from, old_path, to, new_path, flags));
+    return answer(Call::rename, NEXT(renameat2)(from, old_path, to, new_path, flags));
 }
 
 int linkat(int from, const char *old_path, int to, const char *new_path, int flags) noexcept {
@@ -326,12 +324,7 @@ int unlinkat(int directory, const char *path, int flags) noexcept {
     if (fails(Call::unlink))
         return -1;
     note(flags == 0 ? "unlink" : "rmdir");
-    const int result = NEXT(unlinkat)(directory, path, flags);
-    if (inside == 0 || flags != 0 || result != 0 || error_of_unlink == 0)
-        return result;
-    has_failed = true;
-    errno = std::exchange(error_of_unlink, 0);
-    return -1;
+    return answer(Call::unlink, NEXT(unlinkat)(directory, path, flags));
 }
 
 int sync_file_range(int file, off64_t offset, off64_t length, unsigned int flags) {

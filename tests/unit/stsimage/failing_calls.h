@@ -83,12 +83,9 @@ void before_flush(int n, std::function<void()> action);
 // Does something when the library waits for the n-th time from now on.
 void before_wait(int n, std::function<void()> action);
 
-// Lets every change of names say that error although it was made, and does something then.
-void lose_answers_of_renames(
-    int error, std::function<void()> action = [] {});
-
-// Lets the next removal of a file say that error although it was made.
-void lose_answer_of_unlink(int error);
+// Lets every renaming or unlinking say that error although it was made, and does something then.
+void lose_answers(
+    Call call, int error, std::function<void()> action = [] {});
 
 // What the library holds now.
 int64_t live_allocations();

@@ -903,7 +903,7 @@ TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
             Promised promised;
             if (!can_exchange)
                 refuse_exchanges();
-            lose_answers_of_renames(EIO);
+            lose_answers(Call::rename, EIO);
             EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
             EXPECT_TRUE(let_calls_pass());
             EXPECT_TRUE(content("image") == new_data);
@@ -914,7 +914,7 @@ TEST_F(PassingTrouble, NameThatWasGivenWithoutAnAnswerCounts) {
 TEST_F(PassingTrouble, OutcomeIsUnknownWhenNobodyTellsWhetherTheNameWasGiven) {
     ASSERT_EQ(store("image", old_data), 0);
     Promised promised;
-    lose_answers_of_renames(EIO, [] { fail_call(Call::stat, 1, EIO, Failing::from_then_on); });
+    lose_answers(Call::rename, EIO, [] { fail_call(Call::stat, 1, EIO, Failing::from_then_on); });
     EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
@@ -937,7 +937,7 @@ TEST_F(PassingTrouble, NameThatWasGivenCountsWhenItIsSeenLater) {
                 pretend_to_share();
                 if (!can_exchange)
                     refuse_exchanges();
-                lose_answers_of_renames(error, let_cache_hide_one_name);
+                lose_answers(Call::rename, error, let_cache_hide_one_name);
                 EXPECT_TRUE(store_image(promised, "pool", "image", new_data)) << promised.reason;
                 EXPECT_TRUE(let_calls_pass());
                 EXPECT_TRUE(content("image") == new_data);
@@ -954,7 +954,7 @@ TEST_F(PassingTrouble, OutcomeStaysUnknownWhenTheNextAttemptFailsOtherwise) {
         Promised promised;
         pretend_to_share();
         refuse_exchanges();
-        lose_answers_of_renames(ETIMEDOUT, let_cache_hide_one_name);
+        lose_answers(Call::rename, ETIMEDOUT, let_cache_hide_one_name);
         before_wait(1, [] { fail_call(Call::open, 1, EIO, Failing::from_then_on); });
         EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
         EXPECT_TRUE(let_calls_pass());
@@ -967,7 +967,7 @@ TEST_F(PassingTrouble, OutcomeStaysUnknownWhenTheNextAttemptFailsOtherwise) {
 TEST_F(PassingTrouble, OutcomeIsUnknownWhenOnlyACacheSaysThatTheNameWasNotGiven) {
     Promised promised;
     pretend_to_share();
-    lose_answers_of_renames(EIO, let_cache_hide_one_name);
+    lose_answers(Call::rename, EIO, let_cache_hide_one_name);
     EXPECT_FALSE(store_image(promised, "pool", "image", new_data));
     EXPECT_TRUE(let_calls_pass());
     EXPECT_EQ(promised.first_failure, STSIMG_E_OUTCOME_UNKNOWN) << promised.reason;
@@ -1076,7 +1076,7 @@ TEST_F(PassingTrouble, DeletionThatWasNotAnsweredHasAnUnknownOutcome) {
         ASSERT_EQ(store("image", old_data), 0);
         Promised promised;
         pretend_to_share();
-        lose_answer_of_unlink(error);
+        lose_answers(Call::unlink, error);
         EXPECT_EQ(in_library(promised, [&] { return stsimg_delete_image("pool", nullptr, "", &definition, 0); }),
                   STSIMG_E_OUTCOME_UNKNOWN);
         EXPECT_TRUE(let_calls_pass());
