@@ -53,12 +53,22 @@ void add_plugin_options(CLI::App &command, HostOptions &options) {
                     "Where the substitute image library keeps images of LSUs whose text is not a path: a directory, or "
                     "rados:POOL[/PREFIX] or s3://BUCKET[/PREFIX] (default: $STSIMAGE_ROOT, or the library's own)")
         ->type_name("DIR");
+    add_config_dir_option(command, options.config_dir,
+                          "Directory with the .sim files (default: $SIMHOST_CONFIG_DIR, or /etc/quillmere)");
+}
+
+void add_config_dir_option(CLI::App &command, std::string &config_dir, const char *description) {
     command
-        .add_option("-c,--config-dir", options.config_dir,
-                    "Directory with the .sim files (default: $SIMHOST_CONFIG_DIR, or /etc/quillmere)")
+        .add_option_function<std::string>(
+            "-c,--config-dir",
+            [&config_dir](std::string directory) {
+                if (const std::string mistake = CLI::ExistingDirectory(directory); !mistake.empty())
+                    throw CLI::ValidationError("--config-dir", mistake);
+                config_dir = directory;
+            },
+            description)
         ->type_name("DIR")
-        ->envname("SIMHOST_CONFIG_DIR")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+        ->envname("SIMHOST_CONFIG_DIR");
 }
 
 void add_host_options(CLI::App &command, HostOptions &options) {

@@ -34,7 +34,10 @@ void add_output_options(CLI::App &command, OutputOptions &options);
 void add_filter_options(CLI::App &command, FilterOptions &options);
 // Adds the choice of the plug-in and of its surroundings.
 void add_plugin_options(CLI::App &command, HostOptions &options);
-// The same, and the filter's options.
+// Adds --config-dir, an existing directory, which may come from the environment. CLI11 passes over what a validator refuses there, in
+// some versions; so the value is looked at when it is taken.
+void add_config_dir_option(CLI::App &command, std::string &config_dir, const char *description);
+// The options of add_plugin_options, and the filter's.
 void add_host_options(CLI::App &command, HostOptions &options);
 
 // Adds --no-progress.

@@ -86,12 +86,8 @@ void add_init_command(CLI::App &app, CommandLine &line) {
                      "Existing directory below which the storage is made (default: /var/tmp)")
         ->type_name("DIR")
         ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
-    command
-        ->add_option("-c,--config-dir", options->config_dir,
-                     "Where to write the file (default: $SIMHOST_CONFIG_DIR, or /etc/quillmere)")
-        ->type_name("DIR")
-        ->envname("SIMHOST_CONFIG_DIR")
-        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+    add_config_dir_option(*command, options->config_dir,
+                          "Where to write the file (default: $SIMHOST_CONFIG_DIR, or /etc/quillmere)");
     command->add_flag("--replace", options->replace, "Write over a file that is there");
     add_json_option(*command, line.output);
     command->callback([options, &line] {
