@@ -220,7 +220,8 @@ def returned_writer(world):
     world.cluster.set_link("client1", "down")
     time.sleep(30)
     world.cluster.set_link("client1", "up")
-    write_more()  # more than is under way at once
+    time.sleep(20)  # until its connections are made anew, and it has heard that it was given up
+    write_more()
     time.sleep(2)
     assert leftovers() == [("name", "in use")], leftovers()
     writer.stdin.close()
