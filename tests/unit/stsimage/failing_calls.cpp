@@ -24,17 +24,6 @@
 #include <new>
 #include <utility>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define SANITIZED 1
-#endif
-#endif
-#ifndef SANITIZED
-#define SANITIZED 0
-#endif
-
 namespace {
 
 thread_local int inside = 0;
@@ -52,26 +41,11 @@ bool exchanging = true;
 bool sharing = false;
 int waits_made = 0;
 bool recording = false;
-std::atomic<int64_t> allocations{0};
 std::array<int, static_cast<size_t>(Call::none)> counts{};
 
 std::vector<std::string> &recorded() {
     static std::vector<std::string> calls;
     return calls;
-}
-
-bool fails(Call call) {
-    if (inside == 0)
-        return false;
-    ++counts[static_cast<size_t>(call)];
-    if (call != failing_call)
-        return false;
-    ++seen;
-    if (failing_kind == Failing::once ? seen != failing_number : seen < failing_number)
-        return false;
-    has_failed = true;
-    errno = failing_error;
-    return true;
 }
 
 void note(const char *what) {
@@ -131,6 +105,20 @@ Function next(const char *name) {
     }())
 
 }  // namespace
+
+bool fails(Call call) {
+    if (inside == 0)
+        return false;
+    ++counts[static_cast<size_t>(call)];
+    if (call != failing_call)
+        return false;
+    ++seen;
+    if (failing_kind == Failing::once ? seen != failing_number : seen < failing_number)
+        return false;
+    has_failed = true;
+    errno = failing_error;
+    return true;
+}
 
 const char *name_of(Call call) {
     static constexpr const char *names[] = {"open", "mkdir",     "write", "read",   "fsync",      "rename",
@@ -213,8 +201,6 @@ void lose_answers(Call call, int error, std::function<void()> action) {
         return -1;
     };
 }
-
-int64_t live_allocations() { return allocations; }
 
 extern "C" {
 
@@ -391,30 +377,4 @@ ssize_t getrandom(void *buffer, size_t length, unsigned int flags) {
     return fails(Call::random) ? -1 : NEXT(getrandom)(buffer, length, flags);
 }
 
-// The sanitizers have a malloc of their own; there, operator new below is what fails.
-#if !SANITIZED
-void *__libc_malloc(size_t size);
-void *malloc(size_t size) noexcept { return fails(Call::memory) ? nullptr : __libc_malloc(size); }
-#endif
-
 }  // extern "C"
-
-void *operator new(size_t size) {
-#if SANITIZED
-    if (fails(Call::memory))
-        throw std::bad_alloc();
-#endif
-    void *memory = std::malloc(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    ++allocations;
-    return memory;
-}
-
-void operator delete(void *memory) noexcept {
-    if (memory != nullptr)
-        --allocations;
-    std::free(memory);
-}
-
-void operator delete(void *memory, size_t) noexcept { operator delete(memory); }

@@ -1,4 +1,4 @@
-// System calls and allocations of the image library that fail when a test says so.
+// System calls of the image library that fail when a test says so.
 //
 // The program defines the C library's functions itself, which the dynamic linker prefers for every library: so the image
 // library under test is the very file that ships. Only calls made inside a Library scope are looked at.
@@ -87,5 +87,5 @@ void before_wait(int n, std::function<void()> action);
 void lose_answers(
     Call call, int error, std::function<void()> action = [] {});
 
-// What the library holds now.
-int64_t live_allocations();
+// Whether this call, which is about to be made, is to fail: then it has set errno.
+bool fails(Call call);

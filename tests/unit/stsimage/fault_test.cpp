@@ -15,6 +15,7 @@
 #include <memory>
 #include <ostream>
 
+#include "tests/unit/stsimage/failing_allocations.h"
 #include "tests/unit/stsimage/failing_calls.h"
 #include "tests/unit/stsimage/image_test.h"
 #include "tests/unit/stsimage/open_descriptors.h"

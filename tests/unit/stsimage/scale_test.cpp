@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 
+#include "tests/unit/stsimage/failing_allocations.h"
 #include "tests/unit/stsimage/failing_calls.h"
 #include "tests/unit/stsimage/image_test.h"
 
