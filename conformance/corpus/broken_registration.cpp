@@ -23,17 +23,27 @@ using broken::is;
 
 namespace {
 
+// A thread may begin when the library is closed again: it must not find its code gone, for then it is not the thread that is found.
+void stay_loaded() {
+    static const char own_place = 0;
+    Dl_info own;
+    if (dladdr(&own_place, &own) != 0)
+        dlopen(own.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
 // Breakages that show as soon as the library is there.
 [[gnu::constructor]] void loaded() {
     if (is("loading.prints")) {
         std::puts("plug-in loaded");
         std::fflush(stdout);
     }
-    if (is("loading.starts-thread"))
+    if (is("loading.starts-thread")) {
+        stay_loaded();
         std::thread([] {
             for (;;)
                 pause();
         }).detach();
+    }
     if (is("loading.only-once")) {
         if (std::getenv("STSPI_BROKEN_LOADED") != nullptr)
             std::abort();

@@ -258,7 +258,7 @@ TEST(Reload, NewRulesComeIntoForceAndWrongOnesDoNot) {
             break;
         usleep(10000);
     }
-    EXPECT_EQ(answers(filtered, writes, 1), Statuses{6});
+    EXPECT_EQ(answers(filtered, writes, 1), Statuses{66});
     EXPECT_NE(
         testing::internal::GetCapturedStderr().find(":2:16: error: \"answr\" is neither a selector nor an effect"),
         std::string::npos);
