@@ -93,7 +93,7 @@ void LeakCheck::expect_nothing_left() const {
     expect_none("child processes", child_processes(), [](const std::string &) { return starter_of_children(); });
     // A joined thread may need a moment to vanish from the kernel's list.
     const size_t allowed = threads_ + threads_of_sanitizer;
-    for (int tries = 0; thread_count() > allowed && tries < 2000; ++tries)
+    for (int tries = 0; thread_count() > allowed && tries < 400; ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     if (const size_t now = thread_count(); now > allowed)
         add_finding_of(starter_of_threads(), "threads", std::to_string(allowed), std::to_string(now));
