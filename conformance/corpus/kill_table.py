@@ -7,6 +7,7 @@ the whole suite, or nothing that is found about broken ones means anything.
 
 import argparse
 import concurrent.futures
+import contextlib
 import fcntl
 import json
 import os
@@ -27,6 +28,14 @@ def breakages(path):
 PLAYS_IN_TMP = "config.storage-ignored"
 
 
+@contextlib.contextmanager
+def alone(library):
+    """Among all programs that break this library so."""
+    with open(library, "rb") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        yield
+
+
 def run(options, breakage, tests, jobs):
     environment = dict(os.environ, STSPI_BROKEN=breakage, STSPI_BROKEN_REAL=os.path.abspath(options.plugin))
     with tempfile.NamedTemporaryFile(suffix=".json") as report:
@@ -35,9 +44,7 @@ def run(options, breakage, tests, jobs):
             command += ["--filter", tests]
         else:
             command[command.index("--timeout") + 1] = "60"
-        with open(options.broken, "rb") as lock:
-            if breakage == PLAYS_IN_TMP:
-                fcntl.flock(lock, fcntl.LOCK_EX)
+        with alone(options.broken) if breakage == PLAYS_IN_TMP else contextlib.nullcontext():
             result = subprocess.run(command, env=environment, capture_output=True, text=True)
         if result.returncode == 2:
             raise SystemExit("%s: %s" % (breakage, result.stderr))

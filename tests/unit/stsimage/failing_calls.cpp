@@ -15,13 +15,10 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <utility>
 
 namespace {
