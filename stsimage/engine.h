@@ -14,13 +14,17 @@
 namespace stsimage {
 
 // Changes with anything that the two libraries share.
-constexpr uint32_t engine_interface = 2;
+constexpr uint32_t engine_interface = 3;
 
 // Where an engine leaves why something failed: the text of the calling thread's latest failure is the image library's.
 struct EngineHost {
     // The texts are whole lines; error is an errno value.
     int32_t (*tell)(int32_t status, const char *text);
     int32_t (*tell_system)(int error, const char *text);
+    // Where it is read from: the calling thread's text until its next failure, and last_system_error().
+    const char *(*latest)(int &out_error);
+    // The same text and errno value as before, as the calling thread's.
+    void (*tell_again)(const char *text, int error);
 };
 
 struct Engine {

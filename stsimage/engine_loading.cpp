@@ -15,8 +15,12 @@ namespace {
 
 int32_t tell(int32_t status, const char *text) { return fail(status, "%s", text); }
 int32_t tell_system(int error, const char *text) { return fail_system(error, "%s", text); }
+const char *latest(int &out_error) {
+    out_error = last_system_error();
+    return last_error();
+}
 
-constexpr EngineHost host{tell, tell_system};
+constexpr EngineHost host{tell, tell_system, latest, tell_failure_again};
 
 std::mutex engines_mutex;
 std::map<std::string, const Engine *> engines;

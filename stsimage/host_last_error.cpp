@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 #include "stsimage/last_error.h"
 
@@ -33,5 +34,12 @@ int32_t fail_system(int error, const char *format, ...) {
     va_end(arguments);
     return current_host.load()->tell_system(error, text);
 }
+
+EarlierFailure::EarlierFailure() {
+    const char *const latest = current_host.load()->latest(error);
+    std::memcpy(text, latest, std::strlen(latest) + 1);
+}
+
+void EarlierFailure::tell_again() const { current_host.load()->tell_again(text, error); }
 
 }  // namespace stsimage

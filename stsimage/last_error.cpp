@@ -62,15 +62,17 @@ int32_t final_failure(int32_t status) {
     return status;
 }
 
+void tell_failure_again(const char *text, int error) {
+    std::memcpy(last_text, text, std::strlen(text) + 1);
+    last_errno = error;
+}
+
 const char *last_error() { return last_text; }
 
 int last_system_error() { return last_errno; }
 
 EarlierFailure::EarlierFailure() : error(last_errno) { std::memcpy(text, last_text, std::strlen(last_text) + 1); }
 
-void EarlierFailure::tell_again() const {
-    std::memcpy(last_text, text, std::strlen(text) + 1);
-    last_errno = error;
-}
+void EarlierFailure::tell_again() const { tell_failure_again(text, error); }
 
 }  // namespace stsimage

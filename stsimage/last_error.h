@@ -19,6 +19,9 @@ namespace stsimage {
 // Says of the latest failure that doing the same again would not help, whatever the system told. Returns the status.
 int32_t final_failure(int32_t status);
 
+// What fail_system left is told once more, with the meaning that stands in the text.
+void tell_failure_again(const char *text, int error);
+
 const char *last_error();
 
 // Room for a line with two quoted texts of any length; what does not fit is cut.

@@ -3,12 +3,15 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+
+#include "stsimage/last_error.h"
 
 namespace stsimage {
 
@@ -17,20 +20,44 @@ namespace stsimage {
 template <class Connection>
 class OwnConnections {
 public:
-    // Gives the one for a location. It is opened by open(out_connection), which gives a status.
+    // Gives the one for a location. It is opened by open(out_connection), which gives a status; callers for one location wait for
+    // each other. Of those that have waited one has tried, and what it failed with is told to all of them: each in turn would wait
+    // for an engine that does not answer, for as long as all of them together.
     template <class Open>
     static int32_t find(std::string_view location, std::shared_ptr<Connection> &out_connection, Open open) {
-        OwnConnections &all = of_this_process();
-        const std::lock_guard<std::mutex> lock(all.mutex);
-        std::shared_ptr<Connection> &known = all.by_location[std::string(location)];
-        if (known == nullptr)
-            if (const int32_t status = open(known); status != 0)
-                return status;
-        out_connection = known;
+        const auto asked = std::chrono::steady_clock::now();
+        Place &place = of_this_process().at(location);
+        const std::lock_guard<std::mutex> lock(place.opening);
+        if (place.connection == nullptr) {
+            if (place.failure != nullptr && place.failed >= asked) {
+                place.failure->tell_again();
+                return place.status;
+            }
+            place.status = open(place.connection);
+            if (place.status != 0) {
+                place.failure = std::make_unique<EarlierFailure>();
+                place.failed = std::chrono::steady_clock::now();
+                return place.status;
+            }
+        }
+        out_connection = place.connection;
         return 0;
     }
 
 private:
+    struct Place {
+        std::mutex opening;
+        std::shared_ptr<Connection> connection;
+        int32_t status = 0;
+        std::unique_ptr<EarlierFailure> failure;
+        std::chrono::steady_clock::time_point failed;
+    };
+
+    Place &at(std::string_view location) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return by_location[std::string(location)];
+    }
+
     static OwnConnections &of_this_process() {
         static const int begun = [] {
             begin_anew();
@@ -51,7 +78,7 @@ private:
     static inline OwnConnections *own = nullptr;
 
     std::mutex mutex;
-    std::map<std::string, std::shared_ptr<Connection>> by_location;
+    std::map<std::string, Place> by_location;  // no place is ever taken away
     OwnConnections *of_parent = nullptr;
 };
 

@@ -217,6 +217,8 @@ Answer Transfer::attempt(const Settings &settings, const Request &request, size_
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, std::min(patience_ms, longest_connecting_ms));
     curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, patience_ms);
+    // A name server that does not answer is not waited for any longer.
+    curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L);
     // A connection on which nothing moves is given up early enough for another attempt.
     curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, 1L);
     curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME,

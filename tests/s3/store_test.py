@@ -349,6 +349,15 @@ class LastingTrouble(EachRequest):
         self.assertEqual(done.returncode, 1)
 
 
+class SilentNameServer(SimhostTest):
+    def test_name_server_that_never_answers_ends_in_its_time(self):
+        done = self.simhost("image put", *PLACE, "name", data=b"data", STSIMAGE_S3_TIMEOUT="2", no_proxy="*",
+                            AWS_ENDPOINT_URL="http://nobody.example:1", AWS_ACCESS_KEY_ID="me", AWS_SECRET_ACCESS_KEY="secret",
+                            LD_PRELOAD=os.environ["SILENT_NAME_SERVER"])
+        self.expect(1, done)
+        self.assertIn(b"timed out", done.stderr)
+
+
 class Hostile(S3Test):
     options = ("--page-size", "3")
 
