@@ -9,6 +9,8 @@ import tempfile
 import unittest
 
 SIMHOST, PLUGIN, BROKEN, SOURCE = sys.argv[1], sys.argv[2], sys.argv[3], pathlib.Path(sys.argv[4])
+# Another build, to see whether a test fails there.
+PLUGIN = os.environ.get("STSPI_UNDER_TEST", PLUGIN)
 
 
 class ReplayTest(unittest.TestCase):

@@ -14,6 +14,8 @@ import tempfile
 
 def main():
     way, suite, filter_library, plugin = sys.argv[1:]
+    # Another build, to see whether a test fails there.
+    plugin = os.environ.get("STSPI_UNDER_TEST", plugin)
     with tempfile.TemporaryDirectory() as directory:
         settings = os.path.join(directory, "filter.conf")
         lines = []

@@ -15,6 +15,8 @@ import time
 import unittest
 
 SIMHOST, FILTER, PLUGIN, SOURCE = (sys.argv.pop(1) for _ in range(4))
+# Another build, to see whether a test fails there.
+PLUGIN = os.environ.get("STSPI_UNDER_TEST", PLUGIN)
 sys.path.insert(0, str(pathlib.Path(SOURCE) / "tests" / "e2e"))
 
 from json_schema import document_of  # noqa: E402  (its place is known now)

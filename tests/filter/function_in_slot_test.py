@@ -11,6 +11,8 @@ import tempfile
 import unittest
 
 SIMHOST, FILTER, PLUGIN = (sys.argv.pop(1) for _ in range(3))
+# Another build, to see whether a test fails there.
+PLUGIN = os.environ.get("STSPI_UNDER_TEST", PLUGIN)
 
 
 class FunctionInSlot(unittest.TestCase):
