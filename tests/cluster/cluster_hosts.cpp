@@ -10,6 +10,7 @@
 //     cluster_hosts verify LEDGER NAMESPACE
 //         What was acknowledged must be there, what was refused must not, what is unknown may be, and all that is must be right.
 //
+// No call may take longer than a minute: it makes a few operations, one after the other, each with a time-out of ten seconds.
 // STSIMAGE_ROOT says where, or what follows a NAMESPACE: "host1:/mnt/images". Exit status 0 when nothing was wrong; the last line has the figures.
 #include <fcntl.h>
 #include <pthread.h>
@@ -41,6 +42,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr char lsu[] = "shared/pool";
 constexpr size_t call_size = 700'001;
+constexpr int64_t longest_call = 60'000;  // milliseconds
 
 // The network of a host, and its way to the images if that is not everybody's.
 void enter(std::string host) {
@@ -99,6 +101,7 @@ public:
         return status;
     }
 
+    // Ends the process when a call took too long.
     void tell(const std::string &what) const {
         std::string line = what + ": slowest call " + std::to_string(slowest) + " ms; statuses";
         for (const auto &[status, count] : statuses)
@@ -106,7 +109,11 @@ public:
         std::printf("%s\n", line.c_str());
         for (const auto &[status, text] : texts)
             std::printf("  %d: %s\n", status, text.c_str());
+        if (slowest > longest_call)
+            std::printf("a call took longer than %" PRId64 " ms\n", longest_call);
         std::fflush(stdout);
+        if (slowest > longest_call)
+            std::exit(1);
     }
 
 private:
