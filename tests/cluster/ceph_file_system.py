@@ -12,15 +12,23 @@ class CephFileSystem:
         self.cluster = cluster
         self.mounts = {}  # directory -> process
 
+    server = "mds.a"
+
+    def run_server(self):
+        self.cluster.start_daemon(self.server, 1, "ceph-mds", "-i", "a")
+
+    def is_active(self):
+        return "up:active" in self.cluster.ceph("mds", "stat")
+
     def start_server(self):
-        if "mds.a" in self.cluster.daemons:
+        if self.server in self.cluster.daemons:
             return
         os.mkdir(f"{self.cluster.directory}/mds.a")
         for pool in ("files-names", "files-data"):
             self.cluster.ceph("osd", "pool", "create", pool, "8")
         self.cluster.ceph("fs", "new", "files", "files-names", "files-data")
-        self.cluster.start_daemon("mds.a", 1, "ceph-mds", "-i", "a")
-        self.cluster.wait_for("the file system's server", lambda: "up:active" in self.cluster.ceph("mds", "stat"))
+        self.run_server()
+        self.cluster.wait_for("the file system's server", self.is_active)
 
     def mount(self, client):
         directory = tempfile.mkdtemp(prefix="mount-", dir=self.cluster.directory)

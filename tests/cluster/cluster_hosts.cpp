@@ -6,9 +6,11 @@
 //     cluster_hosts mixed SECONDS SEED NAMESPACE NAMESPACE
 //         Both put, get, delete and list few names at random. What is read must be what somebody has written, as a whole.
 //     cluster_hosts keep SECONDS SEED LEDGER NAMESPACE
-//         Writes images one after the other, and notes in LEDGER what each close has said.
+//         Writes images one after the other, some in place of others, and notes in LEDGER what each close has said. Ends earlier
+//         when there is a file LEDGER.end.
 //     cluster_hosts verify LEDGER NAMESPACE
-//         What was acknowledged must be there, what was refused must not, what is unknown may be, and all that is must be right.
+//         What was acknowledged last must be there, what was refused must not, what is unknown may be, and all that is must be
+//         whole.
 //
 // No call may take longer than a minute: it makes a few operations, one after the other, each with a time-out of ten seconds.
 // STSIMAGE_ROOT says where, or what follows a NAMESPACE: "host1:/mnt/images". Exit status 0 when nothing was wrong; the last line has the figures.
@@ -30,6 +32,7 @@
 #include <fstream>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -276,56 +279,84 @@ void mixed(unsigned host, uint64_t seconds, uint64_t seed) {
                  std::to_string(whole) + " images, all right");
 }
 
-int keep(uint64_t seconds, uint64_t seed, const char *ledger_path) {
+const char *outcome_of(int32_t status) {
+    if (status == 0)
+        return "there";
+    return status == STSIMG_E_OUTCOME_UNKNOWN ? "unknown" : "not there";
+}
+
+// Every third image is written in place of an earlier one.
+int keep(uint64_t seconds, uint64_t seed, const std::string &ledger_path) {
     Figures figures;
     std::ofstream ledger(ledger_path, std::ios::app);
     const Clock::time_point end = Clock::now() + std::chrono::seconds(seconds);
-    uint64_t acknowledged = 0;
-    for (uint64_t number = 0; Clock::now() < end; ++number) {
-        const uint64_t content = seed * 1'000'000 + number;
-        const std::string name = "kept " + std::to_string(content);
+    std::mt19937_64 random(seed);
+    uint64_t acknowledged = 0, replaced = 0;
+    for (uint64_t number = 0; Clock::now() < end && access((ledger_path + ".end").c_str(), F_OK) != 0; ++number) {
+        const bool is_replaced = number % 3 == 2;
+        const uint64_t first = seed * 1'000'000, content = first + number;
+        const uint64_t earlier = is_replaced ? random() % number : number;
+        const std::string name = "kept " + std::to_string(first + earlier - (!is_replaced || earlier % 3 < 2 ? 0 : 1));
         ledger << name << '\t' << content << '\t' << "begun" << std::endl;
         sts_image_handle_t image = nullptr;
         int32_t status = create(figures, name, image);
         if (status == 0)
             status = fill(figures, image, content_of(content));
         acknowledged += status == 0 ? 1 : 0;
-        ledger << name << '\t' << content << '\t'
-               << (status == 0                          ? "there"
-                   : status == STSIMG_E_OUTCOME_UNKNOWN ? "unknown"
-                                                        : "not there")
-               << std::endl;
+        replaced += status == 0 && is_replaced ? 1 : 0;
+        ledger << name << '\t' << content << '\t' << outcome_of(status) << std::endl;
     }
-    figures.tell("acknowledged " + std::to_string(acknowledged));
+    figures.tell("acknowledged " + std::to_string(acknowledged) + ", " + std::to_string(replaced) +
+                 " of them written to names that were used before");
     return 0;
 }
 
-int verify(const char *ledger_path) {
+// What may be under a name, by what was said of each image that was written to it.
+struct Possible {
+    std::set<uint64_t> contents;
+    bool nothing = true;
+
+    void heed(uint64_t content, const std::string &said) {
+        if (said == "there")
+            *this = {{content}, false};
+        else if (said == "not there")
+            contents.erase(content);
+        else
+            contents.insert(content);
+    }
+};
+
+int verify(const std::string &ledger_path) {
     Figures figures;
-    std::map<std::string, std::pair<uint64_t, std::string>> last;
+    std::map<std::string, Possible> all;
+    std::map<std::string, uint64_t> counts;
     std::ifstream ledger(ledger_path);
     std::string name, content, said;
-    while (std::getline(ledger, name, '\t') && std::getline(ledger, content, '\t') && std::getline(ledger, said))
-        last[name] = {std::strtoull(content.c_str(), nullptr, 10), said};
-    std::map<std::string, uint64_t> counts;
+    while (std::getline(ledger, name, '\t') && std::getline(ledger, content, '\t') && std::getline(ledger, said)) {
+        all[name].heed(std::strtoull(content.c_str(), nullptr, 10), said);
+        ++counts["said to be " + said];
+    }
     int wrong = 0;
-    for (const auto &[image, entry] : last) {
+    for (const auto &[image, possible] : all) {
         std::string data;
         const int32_t status = get(figures, image, data);
+        uint64_t seed = 0;
+        std::memcpy(&seed, data.data(), std::min(data.size(), sizeof seed));
         const bool there = status == 0;
-        const bool right = there ? data == content_of(entry.first) && entry.second != "not there"
-                                 : status == STS_E_NOT_FOUND && entry.second != "there";
-        ++counts[entry.second + (there ? ", is there" : ", is not")];
+        const bool right = there ? is_whole(data) && possible.contents.count(seed) != 0
+                                 : status == STS_E_NOT_FOUND && possible.nothing;
+        const bool certain = possible.contents.size() + (possible.nothing ? 1 : 0) == 1;
+        ++counts[std::string(certain ? "certain" : "uncertain") + (there ? ", is there" : ", is not")];
         if (right)
             continue;
         ++wrong;
-        std::printf("%s was said to be %s: %d %s\n", image.c_str(), entry.second.c_str(), status,
-                    there ? "" : stsimg_last_error());
+        std::printf("%s is wrong: %d %s, content %" PRIu64 "\n", image.c_str(), status,
+                    there ? "" : stsimg_last_error(), seed);
     }
     for (const auto &[what, count] : counts)
         std::printf("%s: %" PRIu64 "\n", what.c_str(), count);
-    figures.tell("verified " + std::to_string(last.size()));
-    return wrong == 0 && !last.empty() ? 0 : 1;
+    figures.tell("verified " + std::to_string(all.size()));
+    return wrong == 0 && !all.empty() ? 0 : 1;
 }
 
 // Runs a part in two processes, each in its network.

@@ -192,10 +192,10 @@ def damaged_part(world):
     ledger = f"{world.cluster.directory}/damaged.{world.store.name}"
     finish(world.hosts("keep", "2", "9", ledger, world.networks[0], root="damaged"))
     finish(world.hosts("verify", ledger, world.networks[1], root="damaged"))
-    first = world.store.parts("damaged")[0]
-    content = bytearray(world.store.read("damaged", first))
-    content[world.store.place_of_data] ^= 1
-    world.store.write("damaged", first, bytes(content))
+    for key in world.store.parts("damaged"):  # some are of images that were replaced
+        content = bytearray(world.store.read("damaged", key))
+        content[min(world.store.place_of_data, len(content) - 1)] ^= 1
+        world.store.write("damaged", key, bytes(content))
     checked = world.hosts("verify", ledger, world.networks[1], root="damaged")
     output, _ = checked.communicate(timeout=300)
     assert checked.returncode != 0 and output.count("does not match its checksum") >= 1, output
@@ -247,45 +247,96 @@ def unanswered_closes(world):
         assert finish(world.start(program, "look", **place)).strip() == "is there"
 
 
-def keep_through(world, name, seconds, trouble, stores=STORES):
-    """One host writes to each store while something happens; then the other looks."""
-    places = [(world.in_store(store), f"{world.cluster.directory}/{name}.{store.name}") for store in stores]
-    writers = [place.hosts("keep", str(seconds), "3", ledger, world.networks[0], root=name) for place, ledger in places]
-    time.sleep(3)
-    trouble()
-    for writer in writers:
-        finish(writer)
-    world.cluster.wait_until_clean()
-    for place, ledger in places:
-        print(f"{place.store.name}:", flush=True)
-        finish(place.hosts("verify", ledger, world.networks[1], root=name))
+class Keeper:
+    """A host that writes images until it is told to end; then another looks."""
+
+    def __init__(self, place, name, hosts, seed, root):
+        self.place, self.other, self.root = place, hosts[1], root
+        self.ledger = f"{place.cluster.directory}/{name}"
+        self.writer = place.hosts("keep", "300", str(seed), self.ledger, hosts[0], root=root)
+
+    def end(self):
+        pathlib.Path(self.ledger + ".end").touch()
+
+    def verify(self):
+        print(f"{self.ledger}:", flush=True)
+        finish(self.place.hosts("verify", self.ledger, self.other, root=self.root))
 
 
-def cut(end):
-    return (lambda world: world.cluster.set_link(end, "down"), 30, lambda world: world.cluster.set_link(end, "up"))
+def keep_through(keepers, trouble, settle=lambda: None):
+    try:
+        time.sleep(3)
+        trouble()
+        time.sleep(3)
+    finally:
+        for keeper in keepers:
+            keeper.end()
+    for keeper in keepers:
+        finish(keeper.writer)
+    settle()
+    for keeper in keepers:
+        keeper.verify()
 
 
-# What is done while one host writes: for how long that writes, the trouble, how long it lasts, its end.
-TROUBLES = {
-    "killed_osd": (25, lambda world: world.cluster.kill_daemon("osd.1"), 8, lambda world: world.cluster.start_osd(2)),
-    "killed_monitor": (15, lambda world: world.cluster.kill_daemon("mon.2"), 5, lambda world: world.cluster.start_monitor(2)),
-    "killed_gateway": (25, lambda world: world.gateways.kill(1), 8, lambda world: world.gateways.run(1)),
-    # Calls end by their time-out; what was acknowledged is there, and what may be there was said to be unknown.
-    "cut_node": (45, *cut("node1")),  # that of the writer's gateway
-    "cut_client": (50, *cut("client1")),
-}
+def keep_in_stores(world, name, trouble, clients=(1,)):
+    """Hosts write to each store while something happens, and for a while after it."""
+    keepers = [Keeper(world.in_store(store), f"{name}.{client}.{store.name}", (world.networks[client - 1], world.networks[2 - client]),
+                      2 + client, root=name) for store in STORES for client in clients]
+    keep_through(keepers, trouble, world.cluster.wait_until_clean)
 
 
-def part_of_trouble(name, seconds, begin, lasting, end):
-    def trouble_of(world):
-        begin(world)
-        time.sleep(lasting)
-        end(world)
-    PARTS[name] = lambda world: keep_through(world, name, seconds, lambda: trouble_of(world))
+def kill_in_turn(world, names, start, seconds, is_back):
+    """Each is killed, is away for some seconds, and is back before it is the next one's turn."""
+    for node, name in enumerate(names, 1):
+        world.cluster.kill_daemon(name)
+        time.sleep(seconds)
+        start(node)
+        world.cluster.wait_for(f"{name} to be back", lambda: is_back(node))
 
 
-for trouble_name, trouble_row in TROUBLES.items():
-    part_of_trouble(trouble_name, *trouble_row)
+@part
+def killed_osds(world):
+    cluster = world.cluster
+    keep_in_stores(world, "killed_osds", lambda: kill_in_turn(
+        world, [f"osd.{node - 1}" for node in cluster.nodes], cluster.start_osd, 8,
+        lambda _: cluster.status()["osdmap"]["num_up_osds"] == len(cluster.nodes) and cluster.all_is_active()))
+
+
+@part
+def killed_monitors(world):
+    cluster = world.cluster
+    keep_in_stores(world, "killed_monitors", lambda: kill_in_turn(
+        world, [f"mon.{node}" for node in cluster.nodes], cluster.start_monitor, 5,
+        lambda _: len(cluster.status()["quorum"]) == len(cluster.nodes)))
+
+
+@part
+def killed_manager(world):
+    cluster = world.cluster
+    keep_in_stores(world, "killed_manager", lambda: kill_in_turn(
+        world, ["mgr.1"], lambda _: cluster.start_manager(), 5, lambda _: cluster.status()["mgrmap"]["available"]))
+
+
+@part
+def killed_gateways(world):
+    gateways = world.gateways
+    keep_in_stores(world, "killed_gateways", lambda: kill_in_turn(
+        world, [gateways.name(node) for node in gateways.nodes], gateways.run, 8, gateways.is_answered), clients=(1, 2))
+
+
+# Ends of links that are cut, for 30 seconds. Calls end by their time-out; what was acknowledged is there, and what may be there was said to
+# be unknown.
+CUT_ENDS = ("node1", "client1")  # the first is that of the writer's gateway
+
+
+def cut_link(world, end):
+    world.cluster.set_link(end, "down")
+    time.sleep(30)
+    world.cluster.set_link(end, "up")
+
+
+for cut_end in CUT_ENDS:
+    PARTS[f"cut_{cut_end[:-1]}"] = lambda world, end=cut_end: keep_in_stores(world, f"cut_{end}", lambda: cut_link(world, end))
 
 
 @part
@@ -296,7 +347,7 @@ def bad_link(world):
         writers = [place.hosts("keep", "30", "3", ledger, world.networks[0], root="bad_link") for place, ledger in places]
         for writer in writers:
             told = finish(writer)
-            assert "acknowledged 0:" not in told, "nothing got there at all"
+            assert "acknowledged 0," not in told, "nothing got there at all"
     assert link.lost > 0
     for place, ledger in places:
         finish(place.hosts("verify", ledger, world.networks[1], root="bad_link"))
@@ -322,7 +373,7 @@ def full_pool(world):
         time.sleep(15)
         image("rm", "early")
         set_full(False)
-    keep_through(world, "full_pool", 40, trouble)
+    keep_in_stores(world, "full_pool", trouble)
 
 
 @part_in(*STORES)
@@ -370,11 +421,14 @@ def left_behind(world):
 @part_in(Pool)
 def shared_directory(world):
     """CephFS by two mounts: what it keeps, and what the library makes of it."""
-    with CephFileSystem(world.cluster) as mounts:
+    files = CephFileSystem(world.cluster)
+    with files as mounts:
         finish(subprocess.Popen([f"{world.build}/bin/stsimage-probe", *mounts], text=True, stdout=subprocess.PIPE))
         hosts = [f"{network}:{mount}" for network, mount in zip(world.networks, mounts)]
         finish(world.hosts("race", str(RACES // 50), *hosts, root="unused"))
         finish(world.hosts("mixed", "20", "11", *hosts, root="unused"))
+        keeper = Keeper(world, "shared_directory", hosts, 5, root="unused")
+        keep_through([keeper], lambda: kill_in_turn(world, [files.server], lambda _: files.run_server(), 5, lambda _: files.is_active()))
 
 
 @part_in(*STORES)
