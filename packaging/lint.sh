@@ -33,8 +33,11 @@ check_shell() {
 
 check_cppcheck() {
     is_asked_version cppcheck || return 0
+    # What it found in a source it remembers, by the preprocessed text.
+    remembered=${XDG_CACHE_HOME:-$HOME/.cache}/stspi-cppcheck
+    mkdir -p "$remembered"
     # shellcheck disable=SC2086  # a list of folders
-    cppcheck --quiet -j "$(nproc)" --std=c++17 --language=c++ --library=googletest --enable=warning,performance,portability \
+    cppcheck --quiet --cppcheck-build-dir="$remembered" -j "$(nproc)" --std=c++17 --language=c++ --library=googletest --enable=warning,performance,portability \
         --inline-suppr --suppress=missingIncludeSystem --error-exitcode=1 -I . -I include -i conformance/corpus $product \
         bench tests
 }
