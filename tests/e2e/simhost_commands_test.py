@@ -465,7 +465,7 @@ class Probe(SimhostTest):
         for path, words in ((text, "is no ELF file"), (empty, "is no ELF file"), (cut, "ends too early"),
                             ("/nowhere", "cannot read /nowhere: No such file or directory"),
                             (self.root, "cannot read .*: Is a directory"),
-                            (SIMHOST, "is not a plug-in|cannot load")):
+                            (SIMHOST, "is not a plug-in|cannot load|is of another type")):
             with self.subTest(path=path):
                 done = self.expect(2, self.probe(path))
                 self.assertRegex(done.stderr.decode(), words)
