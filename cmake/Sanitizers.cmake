@@ -6,3 +6,7 @@ if(STSPI_SANITIZE)
   # them filled in already; any other would fill them in each time that it is started, and tests start thousands.
   add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
 endif()
+# In the rest of the suite the thread sanitizer has nothing to see.
+if(STSPI_SANITIZE MATCHES thread)
+  set(STSPI_SUITE_OPTIONS --filter threads.*,loading.*,load-process.*,logging.*,cycle.*,growth.*)
+endif()

@@ -2,7 +2,7 @@
 
 Two filters are tried in a child that was forked when they were loaded, the journal in a parent.
 
-usage: conformance_through_filter.py one|two|journal SUITE FILTER PLUGIN
+usage: conformance_through_filter.py one|two|journal SUITE FILTER PLUGIN [OPTION OF THE SUITE...]
 """
 
 import os
@@ -13,7 +13,7 @@ import tempfile
 
 
 def main():
-    way, suite, filter_library, plugin = sys.argv[1:]
+    way, suite, filter_library, plugin, *options = sys.argv[1:]
     # Another build, to see whether a test fails there.
     plugin = os.environ.get("STSPI_UNDER_TEST", plugin)
     with tempfile.TemporaryDirectory() as directory:
@@ -32,7 +32,7 @@ def main():
         environment = dict(os.environ, STSPI_FILTER=settings)
         # Millions of calls, each written down, take their time on a busy machine: the limit is there for hangs.
         fork = {"one": [], "two": ["--fork", "child"], "journal": ["--fork", "parent"]}[way]
-        status = subprocess.run([suite, filter_library, "--jobs", "2", "--timeout", "200", *fork], env=environment,
+        status = subprocess.run([suite, filter_library, "--jobs", "2", "--timeout", "200", *fork, *options], env=environment,
                                 check=False).returncode
         if way == "journal" and not os.path.getsize(os.path.join(directory, "journal")) > 0:
             sys.exit("nothing was written to the journal")
