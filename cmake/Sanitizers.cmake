@@ -6,12 +6,13 @@ if(STSPI_SANITIZE)
   # them filled in already; any other would fill them in each time that it is started, and tests start thousands.
   add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
 endif()
-# For the folder of the caller and those below it: not asked of every access is whether its address is one for that type. What is
-# asked there has to be known of each, which makes a program many times as large, and as slow to start. Addresses that are null or
-# nobody's are found all the same; what makes records out of bytes lies elsewhere.
+# For the folder of the caller and those below it: not asked of every access is whether its address is one for that type, nor of
+# every sum whether it passes the end of memory. What is asked there has to be known of each, which makes a program many times as
+# large, and as slow to start. Addresses that are null or nobody's are found all the same; what makes records out of bytes lies
+# elsewhere.
 macro(stspi_sanitize_without_types)
   if(STSPI_SANITIZE MATCHES undefined)
-    add_compile_options(-fno-sanitize=null,alignment,vptr)
+    add_compile_options(-fno-sanitize=null,alignment,vptr,pointer-overflow)
   endif()
 endmacro()
 

@@ -1,7 +1,9 @@
 #include "copan/copan_sim_storage_server.h"
 
 #include <memory>
+#include <utility>
 
+#include "base/kept_alive.h"
 #include "copan/copan_config_reader.h"
 #include "copan/copan_lsu.h"
 #include "sim/config_file.h"
@@ -45,7 +47,7 @@ CopanSimStorageServer::CopanSimStorageServer(std::string storage_server_name) {
     std::vector<std::unique_ptr<CopanLSU>> lsus = new_copan_lsus(volumes);
     m_lsus.reserve(lsus.size());
     for (std::unique_ptr<CopanLSU> &lsu : lsus)
-        m_lsus.push_back(lsu.release());  // never deleted, see CopanLSU
+        m_lsus.push_back(base::kept_alive(std::move(lsu)));  // see CopanLSU
 }
 
 std::string *CopanSimStorageServer::getInfo() { return &m_server_name; }

@@ -24,7 +24,7 @@ is_asked_version() {
 
 check_format() {
     is_asked_version clang-format || return 0
-    sources '\.(h|c|cpp)$' | xargs clang-format --dry-run --Werror
+    sources '\.(h|c|cpp)$' | xargs -n 40 -P "$(nproc)" clang-format --dry-run --Werror
 }
 
 check_shell() {
