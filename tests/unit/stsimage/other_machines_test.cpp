@@ -1,5 +1,6 @@
 // Images are carried from machine to machine: whatever byte order the processor has, it writes the same file and reads what
-// another wrote. images/ holds one file written on x86-64 and one written on s390x, which is big-endian, by write_image below.
+// another wrote. images/ holds one file written on x86-64, one written on AArch64 and one written on s390x, which is big-endian,
+// by write_image below.
 #include <fstream>
 #include <iterator>
 
@@ -82,5 +83,5 @@ TEST_P(OtherMachines, ImageThatIsWrittenHereIsTheSameFile) {
     EXPECT_TRUE(without_what_is_drawn(all_bytes(file_of("own"))) == without_what_is_drawn(all_bytes(foreign_file())));
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, OtherMachines, testing::Values("x86_64", "s390x"),
+INSTANTIATE_TEST_SUITE_P(Kinds, OtherMachines, testing::Values("x86_64", "aarch64", "s390x"),
                          [](const auto &machine) { return std::string(machine.param); });
