@@ -17,6 +17,7 @@
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/unfinished_files.h"
+#include "stspi/stsimg.h"
 
 namespace stsimage {
 
@@ -143,9 +144,12 @@ int32_t DirectoryStore::open(std::string_view name, std::unique_ptr<StoredImage>
 int32_t DirectoryStore::remove(std::string_view name) {
     if (const int32_t status = remove_image(lsu, name); status != 0)
         return status;
-    const int32_t status = flush_directory(lsu);
+    if (flush_directory(lsu) == 0)
+        return 0;
+    fail_system(last_system_error(), "%s is deleted, but may come back: the directory could not be flushed",
+                QuotedText(lsu.path_of(file_of(name))).c_str());
     // The name is gone: removing it once more would not find it.
-    return status != 0 ? final_failure(status) : 0;
+    return final_failure(STSIMG_E_OUTCOME_UNKNOWN);
 }
 
 int32_t DirectoryStore::list(std::unique_ptr<NameList> &out_names) { return DirectoryNames::open(lsu, out_names); }

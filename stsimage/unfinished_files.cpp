@@ -197,10 +197,10 @@ int32_t UnfinishedFile::publish() {
     return 0;
 }
 
-// The directory could not be flushed, and what was there before not be put back: the new image is seen, but may not last.
+// The directory could not be flushed, and what was there before not be put back for good either: whichever is seen may not last.
 int32_t UnfinishedFile::tell_it_may_stay() {
     return fail(STSIMG_E_OUTCOME_UNKNOWN,
-                "%s has its name, but the directory could not be flushed, and what was there before not be restored",
+                "whether %s or what was there before lasts is not known: the directory could not be flushed",
                 QuotedText(lsu->path_of(file)).c_str());
 }
 
@@ -300,7 +300,7 @@ int32_t UnfinishedFile::link_earlier(Replaced &earlier) {
     return 0;
 }
 
-// Returns whether what was there before is there again.
+// Returns whether what was there before is there again, and lasts.
 bool UnfinishedFile::give_place_back(const Replaced &replaced) {
     const LsuLock lock(*lsu);
     if (!lock)
@@ -324,8 +324,7 @@ bool UnfinishedFile::give_place_back(const Replaced &replaced) {
         case EarlierImage::lost:
             break;  // the new one is all there is
     }
-    fsync(target);  // as far as it goes: that something failed is told anyway
-    return restored;
+    return restored && fsync(target) == 0;
 }
 
 void UnfinishedFile::remove_replaced(const Replaced &replaced) {

@@ -131,6 +131,7 @@ int32_t stsimg_open_image(const char *lsu, const void *reserved, const char *ser
 /* Deletes an image, durably. Handles that read it are not disturbed; a writer of that name is neither, and its
  * stsimg_close_image makes the image anew. A damaged image can be deleted too.
  * Returns STSIMG_E_OUTCOME_UNKNOWN when a file server, a cluster or a service did not answer, and may have done it all the same,
+ * or when the image is gone but a disk that fails may bring it back,
  * STS_E_NOT_FOUND for an unknown image, STSIMG_E_NOT_AN_IMAGE for something that is no regular file. */
 int32_t stsimg_delete_image(const char *lsu, const void *reserved, const char *server_name,
                             const sts_image_definition_t *definition, uint32_t flags);
@@ -164,7 +165,8 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *reserved, const
 /* Closes an image. One that was written appears under its name, as a whole, when and only when 0 is returned; its data
  * and its name are on stable storage by then. When it fails, what was there before under that name is still there, but for
  * one status: STSIMG_E_OUTCOME_UNKNOWN says that a file server, a cluster, a service or a disk that fails left open whether the
- * image appeared. It is there as a whole, or what was there before is; the next look tells, though only a close that returns 0 makes it last.
+ * image appeared. It is there as a whole, or what was there before is; the next look tells, though only a close that returns 0
+ * makes it last, and a service that speaks S3 may do what it did not answer after that look.
  * The handle is gone afterwards, whatever the status. */
 int32_t stsimg_close_image(sts_image_handle_t image);
 

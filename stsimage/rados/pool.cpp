@@ -101,8 +101,10 @@ int32_t Pool::configure() {
     if (const int result = cluster.conf_read_file(nullptr); result < 0)
         return fail(STS_E_SYSTEM, "cannot read the cluster's configuration (CEPH_CONF, /etc/ceph/ceph.conf)");
     const std::string seconds = std::to_string(timeout);
+    // Without these an operation waits for ever.
     for (const char *option : {"rados_osd_op_timeout", "rados_mon_op_timeout", "client_mount_timeout"})
-        cluster.conf_set(option, seconds.c_str());
+        if (const int result = cluster.conf_set(option, seconds.c_str()); result < 0)
+            return fail_system(errno_of(result), "librados does not take the time-out %s", option);
     // Watches are renewed at this rate; left alone it would be the whole of a short lease.
     cluster.conf_set("objecter_tick_interval", std::to_string(std::min(5u, lease_seconds / 5)).c_str());
     // A library must not print.
@@ -122,6 +124,11 @@ bool Pool::demand_ours() const {
 
 int Pool::watch(const std::string &object, uint64_t &out_watch) {
     return context.watch3(object, &out_watch, &silent_watch(), lease_seconds);
+}
+
+bool Pool::is_watching(uint64_t watch) {
+    const int milliseconds = context.watch_check(watch);
+    return milliseconds >= 0 && static_cast<uint64_t>(milliseconds) < uint64_t{lease_seconds} * 1000;
 }
 
 int Pool::announce() {

@@ -55,6 +55,10 @@ public:
     // Watches an object, which keeps it from being cleared away, as announce() does this process.
     int watch(const std::string &object, uint64_t &out_watch);
 
+    // Whether the object has surely been watched up to now. A process that stood still for longer than its lease has lost the watch
+    // before librados tells so.
+    bool is_watching(uint64_t watch);
+
     // The drafts of this process. A claim of its own for any other is left from one that could not give it up.
     void note_draft(const std::string &id);
     void forget_draft(const std::string &id);

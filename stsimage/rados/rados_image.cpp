@@ -154,7 +154,7 @@ int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool 
     return result != -ENOENT ? result : check_watch();
 }
 
-int RadosImage::check_watch() { return table.pool().io().watch_check(watch_handle) < 0 ? -EIDRM : 0; }
+int RadosImage::check_watch() { return table.pool().is_watching(watch_handle) ? 0 : -EIDRM; }
 
 // Gives the part, and sees to it that those behind it are under way.
 std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {

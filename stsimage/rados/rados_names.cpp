@@ -1,11 +1,20 @@
 #include "stsimage/rados/rados_names.h"
 
+#include <chrono>
+
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/rados/image_parts.h"
 #include "stspi/stsimg.h"
 
 namespace stsimage {
+
+namespace {
+
+// A list must not take long because much was deleted.
+constexpr std::chrono::seconds longest_clearing(2);
+
+}  // namespace
 
 int32_t RadosNames::next(std::string_view &out_name) {
     while (given == page.names.size()) {
@@ -38,9 +47,13 @@ int32_t RadosNames::read_page() {
 }
 
 void RadosNames::clear_up() {
-    for (const Garbage &garbage : page.garbage)
-        table.clear(shard, garbage);
+    const auto now = std::chrono::steady_clock::now;
+    const auto end = now() + longest_clearing;
+    for (size_t number = 0; number < page.garbage.size() && now() < end; ++number)
+        table.clear(shard, page.garbage[number]);
     for (const auto &[name, claim] : page.claims) {
+        if (now() >= end)
+            return;
         bool lives = true;
         int result = table.ask_whether_lives(claim, lives);
         if (result == 0 && !lives && table.give_up(name, claim, result) == Change::done)

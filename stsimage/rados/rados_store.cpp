@@ -80,7 +80,8 @@ int32_t RadosStore::remove(std::string_view name) {
         const int32_t status = fail_system(errno_of(result), "cannot delete %s", QuotedText(path).c_str());
         return unanswered ? STSIMG_E_OUTCOME_UNKNOWN : status;
     }
-    return fail(STS_E_SYSTEM, "%s is being changed too often to be deleted", QuotedText(path).c_str());
+    const int32_t status = fail(STS_E_SYSTEM, "%s is being changed too often to be deleted", QuotedText(path).c_str());
+    return unanswered ? STSIMG_E_OUTCOME_UNKNOWN : status;
 }
 
 int32_t RadosStore::list(std::unique_ptr<NameList> &out_names) {

@@ -46,7 +46,10 @@ int32_t Bucket::open(std::string_view location, std::unique_ptr<Bucket> &out_buc
             prefix.append(component).append("/");
         begin = end + 1;
     }
-    if (!is_bucket_name(name.substr(0, slash)) || !is_prefix(prefix))
+    const bool is_fine = is_bucket_name(name.substr(0, slash)) && is_prefix(prefix);
+    if (!is_fine && location.find('@') != location.npos)  // a message must not have what may be a password
+        return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names a user: s3://BUCKET[/PREFIX] is expected");
+    if (!is_fine)
         return fail(
             STSIMG_E_INVALID_LSU,
             "STSIMAGE_ROOT is s3:%s: s3://BUCKET[/PREFIX] is expected, with a prefix of 200 printable characters at "

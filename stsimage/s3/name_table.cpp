@@ -160,19 +160,19 @@ Change NameTable::change(std::string_view name, SeenRecord &seen, const NameReco
         return Change::done;
     }
     const bool is_refused = out_answer.error == ECANCELED || (out_answer.error == ENOENT && !seen.etag.empty());
-    if (!out_answer.unclear)
-        return is_refused ? Change::refused : Change::failed;
-    // An attempt that was not answered, or answered by a failure, may have been what made the condition fail. If the change of
-    // that number was another one, this one has not been done and never will be.
+    if (!out_answer.unclear && !is_refused)
+        return Change::failed;
+    // An attempt that was not answered, or answered by a failure, may have been what made the condition fail; so may a proxy on
+    // the way that sent the request twice. If the change of that number was another one, this one has not been done and never
+    // will be.
     SeenRecord now;
-    if (find(name, now).ok()) {
-        if (now.record.has_mark(mark)) {
-            seen = now;
-            return Change::done;
-        }
-        if (now.record.remembers(next.change))
-            return Change::refused;
+    const bool is_known = find(name, now).ok();
+    if (is_known && now.record.has_mark(mark)) {
+        seen = now;
+        return Change::done;
     }
+    if (!out_answer.unclear || (is_known && now.record.remembers(next.change)))
+        return Change::refused;
     return Change::unknown;
 }
 

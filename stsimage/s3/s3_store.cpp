@@ -88,7 +88,9 @@ int32_t S3Store::remove(std::string_view name) {
         const int32_t status = tell(answer, cannot_delete);
         return unanswered.empty() ? status : STSIMG_E_OUTCOME_UNKNOWN;
     }
-    return fail(STS_E_SYSTEM, "%s is being changed too often to be deleted", QuotedText(table.path_of(name)).c_str());
+    const int32_t status =
+        fail(STS_E_SYSTEM, "%s is being changed too often to be deleted", QuotedText(table.path_of(name)).c_str());
+    return unanswered.empty() ? status : STSIMG_E_OUTCOME_UNKNOWN;
 }
 
 int32_t S3Store::list(std::unique_ptr<NameList> &out_names) {

@@ -13,7 +13,8 @@ which is met by requests of that method whose path has the text of "key" in it. 
 of HTTP that are not done; "lose-answer" does the work and cuts the connection; "reset" cuts it before; "cut-body" cuts it amid the
 body of the answer; "hang" does not answer; "delay" answers so many "seconds" later; "late" hangs up and does the work two seconds
 later; "ignore-condition" does the work whatever was demanded; "lose-race" waits for so many "changes" of the object by somebody
-else, and then fails as Ceph's gateways do for whoever was later; "body" answers with the text of "body".
+else, and then fails as Ceph's gateways do for whoever was later; "repeat" does the work twice, as a proxy does that got no answer,
+and answers for the second time; "body" answers with the text of "body".
 
 GET /-/requests gives how many requests of which method there were; s3_service.py knows what else is behind /-/.
 """
@@ -191,6 +192,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 time.sleep(self.met["seconds"])
             headers = {name.lower(): value for name, value in self.headers.items()}
             check_signature(self.command, raw_path, query, headers, body)
+            if what == "repeat":
+                self.do_late(path, headers, body)
             if what == "late":
                 threading.Timer(2, self.do_late, (path, headers, body)).start()
                 return self.hang_up()

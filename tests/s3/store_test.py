@@ -329,6 +329,16 @@ class LastingTrouble(EachRequest):
                 self.assertIn(self.get("name"), contents)
                 self.put_for_a_dead_one("name", b"old")
 
+    def test_what_a_proxy_sends_twice_is_no_failure(self):
+        repeating = {"method": "PUT", "key": NAMES, "what": "repeat", "times": 1000}
+        self.service.trouble(repeating)
+        self.expect(0, self.put("name", b"data"))
+        self.expect(0, self.put("name", b"new", "--replace"))
+        self.assertEqual(self.get("name"), b"new")
+        self.service.trouble(repeating)
+        self.good("image rm", *PLACE, "name")
+        self.assertEqual(self.names(), [])
+
     @unittest.skipIf(GATEWAY, "signatures say what is demanded, and the gateway would have to be told otherwise")
     def test_service_that_ignores_conditions_is_refused(self):
         self.service.trouble({"method": "PUT", "what": "ignore-condition", "times": 1000})
@@ -452,6 +462,9 @@ class Secrets(S3Test):
         for root in ("s3:images", "s3://", "s3:///prefix", "s3://images/" + "x" * 201):
             done = self.simhost("image ls", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", root)
             self.assertIn(b"s3://BUCKET[/PREFIX] is expected", done.stderr)
+        done = self.simhost("image ls", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", "s3://key:se/cret@images")
+        self.assertIn(b"STSIMAGE_ROOT names a user", done.stderr)
+        self.assertNotIn(b"cret", done.stdout + done.stderr)
         done = self.simhost("image put", "--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", "s3://none", "x")
         self.assertIn(b"no bucket", done.stderr)
 
