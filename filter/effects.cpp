@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "base/number_field.h"
 #include "base/text_field.h"
 #include "filter/caller_memory.h"
 #include "filter/chance.h"
@@ -249,7 +250,7 @@ bool Effects::set_field(const Effect &effect, int32_t status) {
     if (field->is_text)
         copy_text(record + field->offset, field->size, effect.value.c_str());
     else
-        std::memcpy(record + field->offset, &effect.low, field->size);  // the low bytes come first
+        put_number(record + field->offset, field->size, effect.low);
     return true;
 }
 

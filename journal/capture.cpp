@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/number_field.h"
 #include "journal/readable_memory.h"
 #include "journal/side_files.h"
 
@@ -51,7 +52,6 @@ struct Capture {
     void field(size_t argument, size_t index, const Field &field, uint8_t flags,
                const unsigned char *record_bytes) const noexcept {
         const unsigned char *bytes_of_field = record_bytes + field.offset;
-        uint64_t value = 0;
         switch (field.type) {
             case FieldType::text: {
                 const auto *text_of_field = reinterpret_cast<const char *>(bytes_of_field);
@@ -67,11 +67,10 @@ struct Capture {
             case FieldType::signed_number:
             case FieldType::address:
             case FieldType::handle:
-                std::memcpy(&value, bytes_of_field, field.size);  // little-endian
                 record.add_word(field.type == FieldType::handle    ? ItemType::handle
                                 : field.type == FieldType::address ? ItemType::address
                                                                    : ItemType::number,
-                                argument, index, flags, value);
+                                argument, index, flags, number_in_field(bytes_of_field, field.size));
                 break;
         }
     }

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 
+#include "base/number_field.h"
 #include "conformance/explore/operation_record.h"
 #include "conformance/watch/record_fields.h"
 #include "stspi/sts_status.h"
@@ -36,9 +36,7 @@ std::string escaped(const std::string &bytes) {
 }
 
 uint64_t number_at(const std::string &bytes, const RecordField &field) {
-    uint64_t number = 0;
-    std::memcpy(&number, &bytes[field.offset], std::min(field.size, sizeof number));
-    return number;
+    return number_in_field(&bytes[field.offset], field.size);
 }
 
 bool is_the_systems(const Call &call, const Expected &expected, const std::string &field) {

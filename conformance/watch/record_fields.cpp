@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/number_field.h"
 #include "base/quoted_bytes.h"
 
 namespace conformance {
@@ -18,16 +19,7 @@ std::string shown(const RecordField &field, const void *record) {
     const char *begin = static_cast<const char *>(record) + field.offset;
     if (field.kind == FieldKind::text)
         return quoted_bytes(std::string(begin, strnlen(begin, field.size)), 120);
-    uint64_t number = 0;
-    if (field.size == sizeof(uint32_t)) {
-        uint32_t half = 0;
-        std::memcpy(&half, begin, sizeof half);
-        number = half;
-    } else if (field.size == 1) {
-        number = static_cast<unsigned char>(*begin);
-    } else {
-        std::memcpy(&number, begin, sizeof number);
-    }
+    const uint64_t number = number_in_field(begin, field.size);
     return fmt::format("{} (0x{:x})", number, number);
 }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "base/number_field.h"
 #include "journal/items.h"
 #include "journal/readable_memory.h"
 #include "journal/side_files.h"
@@ -108,7 +109,7 @@ void CallArguments::put_field(std::string &record, size_t base, const Field &fie
         return;
     }
     const uint64_t word = field.type == FieldType::handle ? handle_now_(field.handle, view.word()) : view.word();
-    std::memcpy(&record[place], &word, std::min(field.size, sizeof word));
+    put_number(&record[place], field.size, word);
 }
 
 uint64_t CallArguments::record_of(const Argument &argument, const Items &items, size_t count) {
