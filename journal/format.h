@@ -1,4 +1,5 @@
-// The bytes of a journal file, on x86-64.
+// The bytes of a journal file. Numbers lie in it in the byte order of the machine that writes: all writers map the file and
+// count in it together. A machine of the other byte order refuses it.
 //
 //     0        FileHeader        4096 bytes
 //     4096     about             items (see Item) that say who wrote it, up to about_size bytes
@@ -18,7 +19,10 @@ namespace journal {
 
 constexpr char FILE_MAGIC[8] = {'S', 'T', 'S', 'P', 'I', 'J', 'N', 'L'};
 
-enum : uint32_t { FORMAT_VERSION = 1 };
+enum : uint32_t {
+    FORMAT_VERSION = 1,
+    FOREIGN_VERSION = 0x01000000  // the same as a machine of the other byte order wrote it
+};
 
 enum : uint64_t {
     ABOUT_OFFSET = 4096,

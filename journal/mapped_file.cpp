@@ -148,6 +148,8 @@ bool is_unfinished(int descriptor) {
 uint64_t checked_size(const FileHeader &header, uint64_t file_size) {
     if (file_size < HEADER_SIZE || std::memcmp(header.magic, FILE_MAGIC, sizeof FILE_MAGIC) != 0)
         throw Failure{"not a journal", EINVAL};
+    if (header.version == FOREIGN_VERSION)
+        throw Failure{"a journal of a machine of the other byte order", EINVAL};
     if (header.version != FORMAT_VERSION)
         throw Failure{"a journal of another version", EINVAL};
     const uint64_t capacity = header.capacity;

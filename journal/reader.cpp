@@ -28,6 +28,8 @@ Reader::Reader(std::unique_ptr<ByteSource> source, const std::string &name)
     if (source_->read(0, bytes, sizeof bytes) != sizeof bytes || std::memcmp(bytes, FILE_MAGIC, sizeof FILE_MAGIC) != 0)
         throw ReadError(name + ": not a journal");
     const auto &header = *reinterpret_cast<const FileHeader *>(bytes);
+    if (header.version == FOREIGN_VERSION)
+        throw ReadError(name + ": a journal of a machine of the other byte order");
     if (header.version != FORMAT_VERSION)
         throw ReadError(name + ": a journal of version " + std::to_string(header.version) + ", this program reads " +
                         std::to_string(FORMAT_VERSION));

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "journal/about.h"
@@ -113,6 +114,17 @@ TEST(JournalFile, OneOfAnotherVersionIsRefused) {
     bytes[8] = 2;
     write_file(directory / "j", bytes);
     EXPECT_EQ(refusal(growing(directory / "j"), EINVAL), directory / "j: a journal of another version");
+}
+
+TEST(JournalFile, OneOfTheOtherByteOrderIsRefusedAndStaysAsItIs) {
+    const TempDirectory directory;
+    open_writer(growing(directory / "j"));
+    std::string bytes = file_bytes(directory / "j");
+    std::reverse(bytes.begin() + 8, bytes.begin() + 12);
+    write_file(directory / "j", bytes);
+    EXPECT_EQ(refusal(growing(directory / "j"), EINVAL),
+              directory / "j: a journal of a machine of the other byte order");
+    EXPECT_EQ(file_bytes(directory / "j"), bytes);
 }
 
 TEST(JournalFile, OneThatIsShorterThanItsHeadSaysIsRefused) {

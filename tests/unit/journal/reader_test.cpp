@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <random>
 
 #include "read_journal.h"
@@ -72,6 +73,13 @@ TEST(Reader, OtherFilesAreRefused) {
     EXPECT_THROW(Reader("/no/such/journal"), ReadError);
     EXPECT_THROW(Reader("/dev/null"), ReadError);
     EXPECT_THROW(Reader("/"), ReadError);
+}
+
+TEST(Reader, AJournalOfTheOtherByteOrderIsRefused) {
+    std::string bytes = journal_of(1);
+    const auto version = bytes.begin() + offsetof(FileHeader, version);
+    std::reverse(version, version + sizeof(FileHeader::version));
+    expect_refused(bytes, "bytes: a journal of a machine of the other byte order");
 }
 
 TEST(Reader, AChangedByteCostsOneRecord) {
