@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
@@ -12,7 +13,7 @@ using journal::is_readable;
 
 namespace {
 
-constexpr size_t page = 4096;
+const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
 
 // Pages of which the last may not be touched.
 struct Pages {
