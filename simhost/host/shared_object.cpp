@@ -75,11 +75,24 @@ const char *machine_name(uint16_t machine) {
 }
 
 constexpr uint16_t own_machine =
-#if defined(__aarch64__)
-    EM_AARCH64;
-#else
+#if defined(__x86_64__)
     EM_X86_64;
+#elif defined(__aarch64__)
+    EM_AARCH64;
+#elif defined(__s390x__)
+    EM_S390;
+#else
+#error "Libraries for this processor cannot be told from others yet: write its number in the header of an ELF file"
 #endif
+
+constexpr bool is_little_endian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+constexpr unsigned char own_byte_order = is_little_endian ? ELFDATA2LSB : ELFDATA2MSB;
+constexpr unsigned char other_byte_order = is_little_endian ? ELFDATA2MSB : ELFDATA2LSB;
+
+// Numbers of a header are in the byte order of the machine that the file is for.
+uint16_t machine_of(const Elf64_Ehdr &header) {
+    return header.e_ident[EI_DATA] == other_byte_order ? __builtin_bswap16(header.e_machine) : header.e_machine;
+}
 
 // What the loader looks at, and the parts that it maps: it takes the file for complete, and who touches a page that is not
 // there is killed.
@@ -87,11 +100,13 @@ Elf64_Ehdr checked_header(const ElfFile &file) {
     if (!file.begins_with(ELFMAG))
         file.refuse("it is no ELF file");
     const auto header = file.at<Elf64_Ehdr>(0);
-    if (header.e_machine != own_machine)
-        file.refuse(fmt::format("it is for {}, this program is for {}", machine_name(header.e_machine),
+    if (machine_of(header) != own_machine)
+        file.refuse(fmt::format("it is for {}, this program is for {}", machine_name(machine_of(header)),
                                 machine_name(own_machine)));
-    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB || header.e_type != ET_DYN ||
-        header.e_phentsize != sizeof(Elf64_Phdr))
+    if (header.e_ident[EI_DATA] == other_byte_order)
+        file.refuse(fmt::format("it is for {} with the other byte order", machine_name(own_machine)));
+    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != own_byte_order ||
+        header.e_type != ET_DYN || header.e_phentsize != sizeof(Elf64_Phdr))
         file.refuse("it is of another type");
     for (uint64_t i = 0; i < header.e_phnum; ++i) {
         const auto segment = file.at<Elf64_Phdr>(header.e_phoff + i * sizeof(Elf64_Phdr));
