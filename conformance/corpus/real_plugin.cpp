@@ -14,6 +14,20 @@ namespace broken {
 
 namespace {
 
+// Relocations of what a library imports: a function that it calls, and one whose address it takes.
+#if defined(__x86_64__)
+constexpr uint32_t jump_slot = R_X86_64_JUMP_SLOT;
+constexpr uint32_t global_data = R_X86_64_GLOB_DAT;
+#elif defined(__aarch64__)
+constexpr uint32_t jump_slot = R_AARCH64_JUMP_SLOT;
+constexpr uint32_t global_data = R_AARCH64_GLOB_DAT;
+#elif defined(__s390x__)
+constexpr uint32_t jump_slot = R_390_JMP_SLOT;
+constexpr uint32_t global_data = R_390_GLOB_DAT;
+#else
+#error "Imports cannot be replaced for this processor yet: name the relocations of its imported functions"
+#endif
+
 void *library = nullptr;
 
 const char *chosen() {
@@ -109,7 +123,7 @@ void *replace_import(const char *name, void *replacement) {
         for (size_t i = 0; i < table.bytes / sizeof(Elf64_Rela); ++i) {
             const Elf64_Rela &relocation = table.begin[i];
             const auto type = ELF64_R_TYPE(relocation.r_info);
-            if ((type != R_X86_64_JUMP_SLOT && type != R_X86_64_GLOB_DAT) ||
+            if ((type != jump_slot && type != global_data) ||
                 std::strcmp(names + symbols[ELF64_R_SYM(relocation.r_info)].st_name, name) != 0)
                 continue;
             auto **slot =
