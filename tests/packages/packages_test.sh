@@ -104,6 +104,6 @@ for server in Kelvarpool:mediaA copan:arr1; do
         simhost run --config-dir /usr/share/doc/stspi-kelvarpool/examples --server "$server"
 done
 echo "=== stspi-conformance"
-stspi-conformance /usr/lib/x86_64-linux-gnu/stspi/libstspi_kelvarpool.so
+stspi-conformance /usr/lib/*-linux-gnu/stspi/libstspi_kelvarpool.so
 INSIDE
 unshare --mount chroot "$work/root" sh /try.sh
