@@ -27,7 +27,6 @@ public:
     bool reverse(int32_t &status);
 
 private:
-    int32_t give_kept(ListState &state);
     void store(const std::string &entry) const;
     char *field() const;
 
