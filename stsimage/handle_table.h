@@ -14,7 +14,8 @@
 
 namespace stsimage {
 
-// The next number, of all kinds together. Numbers begin where no x86-64 address lies.
+// The next number, of all kinds together. Numbers begin above all addresses that Linux gives a process: x86-64 and AArch64
+// have none there, s390x only for who asks for that very place.
 uint64_t next_handle_number();
 
 template <class Object>

@@ -204,7 +204,7 @@ void EntryPoints::registered(sts_lsu_list_handle_t *out) {
 }
 
 int32_t EntryPoints::raw(const std::string &entry_point, const std::array<uint64_t, 6> &r) {
-    // Ten nulls behind the registers, on the stack: an argument beyond the sixth must be something, too.
+    // Ten nulls behind them, on the stack at last: an argument beyond the sixth must be something, too.
     using Word = uint64_t;
     using Words =
         int32_t(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);

@@ -1,7 +1,8 @@
 /* Records that cross the interface.
  *
- * The layouts are the framework's ABI on x86-64 Linux. Fields named reserved belong to the framework: the plug-in neither
- * reads nor writes them. Each record's offsets are asserted next to it. Text is NUL-terminated inside its field.
+ * The layouts are the framework's ABI on 64-bit Linux, the same on x86-64, AArch64 and s390x; numbers are in the processor's
+ * own byte order. Fields named reserved belong to the framework: the plug-in neither reads nor writes them. Each record's
+ * offsets are asserted next to it. Text is NUL-terminated inside its field.
  */
 #ifndef STSPI_STS_TYPES_H
 #define STSPI_STS_TYPES_H
