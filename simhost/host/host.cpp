@@ -11,6 +11,7 @@
 #include "redirect/config_redirect.h"
 #include "simhost/host/image_root.h"
 #include "simhost/host/server_name.h"
+#include "stspi/stsimg.h"
 
 namespace {
 
@@ -43,8 +44,11 @@ void demand_expected(const Call &call) {
         why = "image library: " + visible(call.library_error);
     if (!call.reason.empty())
         why = call.reason;
-    throw BadAnswer(
-        fmt::format("{} answers {}{}{}", call.entry_point, describe_status(call.status), why.empty() ? "" : ": ", why));
+    const std::string what =
+        fmt::format("{} answers {}{}{}", call.entry_point, describe_status(call.status), why.empty() ? "" : ": ", why);
+    if (call.status == STSIMG_E_OUTCOME_UNKNOWN)
+        throw OutcomeUnknown(what);
+    throw BadAnswer(what);
 }
 
 Host::Host(const HostOptions &options, Report &report, CapturedStdout &captured)

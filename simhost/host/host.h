@@ -80,7 +80,7 @@ private:
     bool m_registered = false;
 };
 
-// Throws BadAnswer when the call's status was not expected.
+// Throws BadAnswer when the call's status was not expected, OutcomeUnknown when that is what it says.
 void demand_expected(const Call &call);
 
 template <class Function>

@@ -20,6 +20,11 @@ struct BadAnswer : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The plug-in's answer is that what was asked for may have been done or not.
+struct OutcomeUnknown : BadAnswer {
+    using BadAnswer::BadAnswer;
+};
+
 // The user asked to stop. Everything that was made is undone on the way out.
 struct Interrupted : std::runtime_error {
     explicit Interrupted(int number) : std::runtime_error("interrupted"), signal(number) {}
