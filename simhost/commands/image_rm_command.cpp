@@ -11,20 +11,35 @@ struct RmOptions {
     std::vector<std::string> names;
 };
 
+// Why not all images are known to be deleted.
+std::string why_not_all(size_t bad, size_t unknown, size_t all) {
+    if (bad == 0)
+        return fmt::format("whether {} of {} images {} deleted is not known", unknown, all,
+                           unknown == 1 ? "was" : "were");
+    const std::string text = fmt::format("{} of {} images could not be deleted", bad, all);
+    return unknown == 0 ? text : fmt::format("{}, of {} it is not known", text, unknown);
+}
+
 void remove_images(ImageStore &store, const RmOptions &options, Report &report) {
     report.result()["deleted"] = Json::array();
+    report.result()["unknown"] = Json::array();
     size_t bad = 0;
+    size_t unknown = 0;
     for (const std::string &name : options.names)
         try {
             store.remove(name);
             report.line("deleted {}", printable(name));
             report.result()["deleted"].push_back(name);
+        } catch (const OutcomeUnknown &failure) {
+            report.error(fmt::format("whether {} was deleted is not known: {}", printable(name), failure.what()));
+            report.result()["unknown"].push_back(name);
+            ++unknown;
         } catch (const BadAnswer &failure) {
             report.error(fmt::format("{}: {}", printable(name), failure.what()));
             ++bad;
         }
-    if (bad > 0)
-        throw BadAnswer(fmt::format("{} of {} images could not be deleted", bad, options.names.size()));
+    if (bad + unknown > 0)
+        throw BadAnswer(why_not_all(bad, unknown, options.names.size()));
 }
 
 }  // namespace

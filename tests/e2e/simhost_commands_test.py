@@ -296,6 +296,37 @@ class Image(SimhostTest):
                       done.stderr)
         self.assertEqual(self.names(), ["b"])
 
+    def rules(self, *lines):
+        path = self.root / "rules"
+        path.write_text("".join(f"{line}\n" for line in lines))
+        return path
+
+    def test_rm_tells_apart_what_it_does_not_know(self):
+        for name in ("stays", "goes", "third"):
+            self.expect(0, self.image("put", name, data=b"x"))
+        rules = self.rules("on delete_image image stays answer STSIMG_E_OUTCOME_UNKNOWN",
+                           "on delete_image image goes after answer STSIMG_E_OUTCOME_UNKNOWN")
+        done = self.expect(1, self.image("rm", "stays", "none", "third", "--faults", rules))
+        self.assertEqual(re.findall(rb"(?m)^deleted .*", done.stdout), [b"deleted third"])
+        self.assertIn(b"whether stays was deleted is not known: stspi_delete_image answers STSIMG_E_OUTCOME_UNKNOWN (2061114)",
+                      done.stderr)
+        self.assertIn(b"simhost: none: stspi_delete_image answers STS_E_NOT_FOUND", done.stderr)
+        self.assertIn(b"1 of 3 images could not be deleted, of 1 it is not known\n", done.stderr)
+        document = self.document(self.expect(1, self.image("rm", "stays", "goes", "--json", "--faults", rules)))
+        self.assertEqual((document["result"]["deleted"], document["result"]["unknown"]), ([], ["stays", "goes"]))
+        self.assertEqual(document["errors"][-1], "whether 2 of 2 images were deleted is not known")
+        self.assertEqual(self.names(), ["stays"])
+        document = self.document(self.expect(1, self.image("rm", "stays", "none", "--json")))
+        self.assertEqual((document["result"]["deleted"], document["result"]["unknown"]), (["stays"], []))
+        self.assertEqual(document["errors"][-1], "1 of 2 images could not be deleted")
+
+    def test_put_says_that_it_is_not_known_whether_the_image_is_there(self):
+        for name, moment in (("not there", "before"), ("there", "after")):
+            rules = self.rules(f"on close_image {moment} answer STSIMG_E_OUTCOME_UNKNOWN")
+            done = self.expect(1, self.image("put", name, "--faults", rules, data=b"x"))
+            self.assertIn(b"simhost: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN (2061114)", done.stderr)
+        self.assertEqual(self.names(), ["there"])
+
     def test_ls_shows_the_others_when_one_is_damaged(self):
         for name in ("good", "hurt"):
             self.expect(0, self.image("put", name, data=b"x" * 5000))
