@@ -34,9 +34,12 @@ private:
 
     Outcome migrate(const std::string &name);
     bool is_there_already(const std::string &name, uint64_t size, std::string &out_hash);
+    bool is_the_same_there(const std::string &name, uint64_t size, std::string &out_hash);
+    bool has_come(const std::string &name, uint64_t size);
     void copy(const std::string &name, uint64_t size);
     void tell(const std::string &name, uint64_t size, const std::string &hash, Outcome outcome);
     void demand_two_places();
+    bool is_seen_in_both(const std::string &name);
 
     std::string hash_from(const std::string &name, uint64_t size) {
         use_image_root(m_options.from);
@@ -107,15 +110,31 @@ bool Migration::is_there_already(const std::string &name, uint64_t size, std::st
     use_image_root(m_options.to);
     if (!m_store.has(name))
         return false;
-    if (m_store.info(name).size_bytes == size) {
-        out_hash = hash_to(name, size);
-        if (out_hash == hash_from(name, size))
-            return true;
-    }
+    if (is_the_same_there(name, size, out_hash))
+        return true;
     m_are_two_places = true;
     if (!m_options.replace)
         throw BadAnswer("another image of that name is there; --replace puts this one in its place");
     return false;
+}
+
+// The image that bears the name there must be one.
+bool Migration::is_the_same_there(const std::string &name, uint64_t size, std::string &out_hash) {
+    use_image_root(m_options.to);
+    if (m_store.info(name).size_bytes != size)
+        return false;
+    out_hash = hash_to(name, size);
+    return out_hash == hash_from(name, size);
+}
+
+// Whether a look shows the copy, though closing it did not say so.
+bool Migration::has_come(const std::string &name, uint64_t size) {
+    try {
+        std::string hash;
+        return is_the_same_there(name, size, hash);
+    } catch (const BadAnswer &) {
+        return false;
+    }
 }
 
 void Migration::copy(const std::string &name, uint64_t size) {
@@ -124,7 +143,13 @@ void Migration::copy(const std::string &name, uint64_t size) {
     use_image_root(m_options.to);
     OpenImage target(m_store, name, OpenImage::How::create);
     m_seconds += copy_image(source, target, size, m_options.chunk_bytes);
-    target.close();
+    try {
+        target.close();
+    } catch (const OutcomeUnknown &unknown) {
+        if (!has_come(name, size))
+            throw;
+        m_report.warn(fmt::format("{}: {}; the copy is there", printable(name), unknown.what()));
+    }
     source.close();
     m_bytes += size;
 }
@@ -139,17 +164,28 @@ void Migration::tell(const std::string &name, uint64_t size, const std::string &
 
 // Where an image library does not heed the roots, or both lead to one directory, everything is there already: of the source.
 void Migration::demand_two_places() {
-    const std::string name = fmt::format("simhost-migrate-{}-{}", getpid(), time(nullptr));
-    use_image_root(m_options.to);
-    OpenImage(m_store, name, OpenImage::How::create).close();
-    use_image_root(m_options.from);
-    const bool is_seen = m_store.has(name);
-    use_image_root(m_options.to);
-    m_store.remove(name);
-    if (is_seen)
+    if (is_seen_in_both(fmt::format("simhost-migrate-{}-{}", getpid(), time(nullptr))))
         throw UsageError(
             fmt::format("{} and {} are one place: an image that was made in the second is seen in the first",
                         in_quotes(m_options.from), in_quotes(m_options.to)));
+}
+
+// Makes an image of that name in the second place and takes it away again, whatever happens in between.
+bool Migration::is_seen_in_both(const std::string &name) {
+    use_image_root(m_options.to);
+    OpenImage image(m_store, name, OpenImage::How::create);
+    try {
+        image.close();
+        use_image_root(m_options.from);
+        const bool is_seen = m_store.has(name);
+        use_image_root(m_options.to);
+        m_store.remove(name);
+        return is_seen;
+    } catch (...) {
+        use_image_root(m_options.to);
+        m_store.discard(name);
+        throw;
+    }
 }
 
 }  // namespace

@@ -75,6 +75,61 @@ class Migration(SimhostTest):
                 self.assertIn("one place", " ".join(self.migrate(target=target, status=2)["errors"]))
                 self.assertEqual(self.tree(self.images), before)
 
+    def with_rules(self, *lines):
+        """Options that have calls answered so."""
+        rules = self.root / "rules"
+        rules.write_text("".join(f"{line}\n" for line in lines))
+        return "--faults", rules
+
+    def test_a_copy_whose_close_left_it_open_is_looked_at(self):
+        # The first close of an image that is not there yet is the copy's.
+        document = self.migrate(*self.with_rules("on close_image image two call 1 after answer STSIMG_E_OUTCOME_UNKNOWN"))
+        self.assertEqual(self.outcomes(document), dict.fromkeys(self.data, "copied"))
+        self.assertEqual((document["result"]["copied"], document["result"]["bytes"]), (3, sum(map(len, self.data.values()))))
+        self.assertEqual(document["errors"], [])
+        self.assertRegex(" ".join(document["warnings"]),
+                         "^two: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN .*; the copy is there$")
+        self.assertEqual(self.get(self.elsewhere, "two"), self.data["two"])
+
+    def test_a_copy_whose_close_left_it_open_and_that_is_not_there_is_an_error(self):
+        document = self.migrate(*self.with_rules("on close_image image two call 1 answer STSIMG_E_OUTCOME_UNKNOWN"), status=1)
+        self.assertEqual(self.outcomes(document), {"one": "copied", "three": "copied"})
+        self.assertRegex(document["errors"][0], "^two: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN ")
+        self.assertEqual(document["errors"][1:], ["1 of 3 images were not migrated"])
+        self.assertEqual(self.names(self.elsewhere), ["one", "three"])
+
+    def test_what_was_there_before_does_not_pass_for_a_copy_whose_close_left_it_open(self):
+        old = b"x" * len(self.data["two"])
+        self.put(self.elsewhere, "two", old)
+        # The first two closes are of the comparison of what is there.
+        rules = self.with_rules("on close_image image two call 3 answer STSIMG_E_OUTCOME_UNKNOWN")
+        document = self.migrate("--replace", "two", *rules, status=1)
+        self.assertRegex(document["errors"][0], "^two: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN ")
+        self.assertEqual(self.get(self.elsewhere, "two"), old)
+
+    def test_a_look_that_fails_leaves_a_copy_whose_close_left_it_open_an_error(self):
+        # Asked for in this order: its size, whether it is there, and, by the look, the size of the copy.
+        rules = self.with_rules("on close_image image two call 1 after answer STSIMG_E_OUTCOME_UNKNOWN",
+                                "on get_image_prop_byname image two call 3 answer STS_E_SYSTEM")
+        document = self.migrate("two", *rules, status=1)
+        self.assertRegex(document["errors"][0], "^two: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN ")
+        self.assertEqual(self.outcomes(self.migrate("two")), {"two": "there already"})
+
+    def test_the_image_that_tells_two_places_apart_never_stays(self):
+        self.migrate()
+        before = self.names(self.elsewhere)
+        probe = 'image "simhost-migrate-*"'
+        for rule in (f"on close_image {probe} after answer STS_E_SYSTEM",
+                     f"on get_image_prop_byname {probe} answer STS_E_SYSTEM",
+                     f"on delete_image {probe} call 1 answer STS_E_SYSTEM",
+                     f"on delete_image {probe} call 1 after answer STSIMG_E_OUTCOME_UNKNOWN"):
+            with self.subTest(rule=rule):
+                document = self.migrate(*self.with_rules(rule), status=1)
+                self.assertIn(" answers ", document["errors"][0])
+                self.assertEqual(document["warnings"], [])
+                self.assertEqual(document["result"]["faults"]["rules"][0]["fired"], 1)
+                self.assertEqual(self.names(self.elsewhere), before)
+
     def test_an_image_that_is_not_there_is_named(self):
         self.assertIn("none", " ".join(self.migrate("none", status=1)["errors"]))
 
