@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""stsimage-probe on directories of this machine. Usage: stsimage_probe_test.py PROBE"""
+"""stsimage-probe on directories of this machine. Usage: stsimage_probe_test.py PROBE SOURCE"""
 import os
+import pathlib
+import re
 import resource
 import signal
 import subprocess
@@ -9,6 +11,7 @@ import tempfile
 import unittest
 
 PROBE = sys.argv.pop(1)
+MANUAL = pathlib.Path(sys.argv.pop(1)) / "man" / "stsimage-probe.1"
 
 
 def probe(*arguments, **how):
@@ -32,6 +35,13 @@ class Probe(unittest.TestCase):
         self.assertRegex(done.stdout, r"yes +a lock on a file excludes others\n")
         self.assertNotIn("Between two hosts", done.stdout)
         self.assertEqual(os.listdir(self.directory), [])
+
+    def test_the_manual_shows_what_it_says(self):
+        shown = re.search(r"(?s)\.EX\n\$ stsimage\\-probe /srv/images\n(.*?)\.EE\n", MANUAL.read_text()).group(1)
+
+        def checks(text):
+            return [line.split(None, 1)[1] for line in text.splitlines() if line.startswith("  ")]
+        self.assertEqual(checks(shown), checks(probe(self.directory).stdout))
 
     def test_the_same_directory_twice_keeps_everything(self):
         done = probe(self.directory, self.directory)
