@@ -3,7 +3,7 @@
 #   tools        simhost and stspi-conformance
 #   doc          what docs/ holds
 #   dev          the public headers with their manuals
-#   stsimage     the substitute image library, apart: beside the real one it would shadow it
+#   stsimage     the substitute image library, apart: beside the real one it would shadow it; with what tries a file system for it
 #   rados        its store in a Ceph cluster
 #   s3           its store in a service that speaks S3
 include(CMakePackageConfigHelpers)
@@ -83,6 +83,8 @@ endif()
 if(STSPI_INSTALL_STSIMAGE)
   install(TARGETS stsimage LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT stsimage)
   install_manual(${PROJECT_SOURCE_DIR}/man/libstsimage.3 stsimage)
+  install(TARGETS stsimage_probe RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT stsimage)
+  install_manual(${PROJECT_SOURCE_DIR}/man/stsimage-probe.1 stsimage)
   foreach(engine rados s3)
     if(TARGET stsimage_${engine})
       install(TARGETS stsimage_${engine} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/stsimage COMPONENT ${engine})

@@ -34,6 +34,7 @@ for package in "$work"/packages/*.deb; do
 done
 find "$work/unpacked" -type f \( -name '*.so' -o -path '*/bin/*' \) >"$work/binaries"
 grep -q bin/simhost "$work/binaries"
+grep -q bin/stsimage-probe "$work/binaries"
 while read -r binary; do
     readelf -lW "$binary" | grep -q GNU_RELRO || { echo "$binary: no relro"; exit 1; }
     readelf -dW "$binary" | grep -qE 'BIND_NOW|FLAGS.*NOW' || { echo "$binary: bound late"; exit 1; }
@@ -92,6 +93,12 @@ if dpkg-query -W libstsimage-substitute-s3 2>/dev/null; then
         --image-root s3://bucket 2>&1 | tee /answer || true
     grep -q 'there are no credentials' /answer
 fi
+echo "=== stsimage-probe"
+dpkg-query -S /usr/bin/stsimage-probe | grep '^libstsimage-substitute:'
+[ -s /usr/share/man/man1/stsimage-probe.1.gz ]
+mkdir /var/tmp/probed
+stsimage-probe /var/tmp/probed
+rmdir /var/tmp/probed
 for page in tutorial.md check.md sim-format.md; do
     [ -s "/usr/share/doc/stspi-doc/docs/$page" ]
 done

@@ -31,3 +31,8 @@ done
 LD_LIBRARY_PATH=$work/root/usr/lib64 "$work/root/usr/bin/simhost" run \
     --plugin "$work/root/usr/lib64/stspi/libstspi_kelvarpool.so" \
     --config-dir "$work/root/usr/share/doc/stspi-kelvarpool/examples" --server Kelvarpool:mediaA README.md
+
+echo "=== stsimage-probe"
+rpm --query --list --package "$work"/packages/libstsimage-substitute-0*.rpm | grep -x /usr/share/man/man1/stsimage-probe.1.gz
+mkdir "$work/probed"
+"$work/root/usr/bin/stsimage-probe" "$work/probed"
