@@ -339,6 +339,17 @@ class LastingTrouble(EachRequest):
                 self.assertIn(self.get("name"), contents)
                 self.put_for_a_dead_one("name", b"old")
 
+    def test_deletion_that_is_never_answered_is_unknown_and_told_apart(self):
+        self.expect(0, self.put("name", b"old"))
+        # One look at the image is answered; then its name goes, and nothing is answered about it any more.
+        self.service.trouble({"method": "PUT", "key": NAMES, "what": "lose-answer", "times": 1000},
+                             {"method": "GET", "key": NAMES, "what": "reset", "skip": 1, "times": 1000})
+        document = self.document(self.expect(1, self.simhost("image rm", *PLACE, "--json", "name", STSIMAGE_S3_TIMEOUT="5")))
+        self.service.trouble()
+        self.assertEqual((document["result"]["deleted"], document["result"]["unknown"]), ([], ["name"]))
+        self.assertEqual(document["errors"][-1], "whether 1 of 1 images was deleted is not known")
+        self.assertEqual(self.names(), [])
+
     @unittest.skipIf(GATEWAY, "signatures say what is demanded, and the gateway would have to be told otherwise")
     def test_service_that_ignores_conditions_is_refused(self):
         self.service.trouble({"method": "PUT", "what": "ignore-condition", "times": 1000})
