@@ -3,6 +3,9 @@
 //
 // usage: random_runs rules|threads|bare|fork COUNT [SEED]
 //
+// Each run has a seed of its own: SEED, SEED + 1 and so on. Without SEED they begin at each seed that tests/seeds.txt has for
+// random_runs, then at 1, or at what STSPI_SEED says.
+//
 //     rules     one thread; rules may kill the process
 //     threads   eight threads, each rule for one of them
 //     bare      without rules, beside the plug-in itself
@@ -30,6 +33,7 @@
 #include "simhost/journal/mask_file.h"
 #include "tests/filter/random_history.h"
 #include "tests/filter/random_rules.h"
+#include "tests/support/seeds.h"
 
 namespace fs = std::filesystem;
 
@@ -262,6 +266,22 @@ int usage() {
     return 2;
 }
 
+// False, with what was found on standard error, when two runs differ.
+bool all_the_same(const char *name, Kind kind, uint64_t count, uint64_t seed) {
+    std::printf("%s: %llu runs, seed %llu\n", name, static_cast<unsigned long long>(count),
+                static_cast<unsigned long long>(seed));
+    std::fflush(stdout);
+    const bool has_rules = kind == Kind::rules || kind == Kind::threads;
+    Runs runs(kind, seed);
+    for (uint64_t number = 0; number < count; ++number)
+        if (!(has_rules ? runs.same_under_rules(number) : runs.same_without_rules(number)))
+            return false;
+    std::printf("%llu calls, %llu of them with a fault: all the same\n", static_cast<unsigned long long>(runs.calls()),
+                static_cast<unsigned long long>(runs.faults()));
+    // Runs in which nothing happened would show nothing.
+    return runs.calls() > 0 && (!has_rules || count < 20 || runs.faults() > 0);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -271,22 +291,15 @@ int main(int argc, char **argv) {
     if ((argc != 3 && argc != 4) || chosen == kinds.end())
         return usage();
     const uint64_t count = std::strtoull(argv[2], nullptr, 10);
-    const uint64_t seed = argc == 4 ? std::strtoull(argv[3], nullptr, 10) : std::random_device()();
-    std::printf("%s: %llu runs, seed %llu\n", argv[1], static_cast<unsigned long long>(count),
-                static_cast<unsigned long long>(seed));
-    std::fflush(stdout);
-    const bool has_rules = chosen->second == Kind::rules || chosen->second == Kind::threads;
-    Runs runs(chosen->second, seed);
     try {
-        for (uint64_t number = 0; number < count; ++number)
-            if (!(has_rules ? runs.same_under_rules(number) : runs.same_without_rules(number)))
+        if (argc == 4)
+            return all_the_same(argv[1], chosen->second, count, std::strtoull(argv[3], nullptr, 10)) ? 0 : 1;
+        for (const uint32_t seed : seeds_of("random_runs", 1))
+            if (!all_the_same(argv[1], chosen->second, count, seed))
                 return 1;
     } catch (const std::runtime_error &failure) {
         std::fprintf(stderr, "%s\n", failure.what());
         return 1;
     }
-    std::printf("%llu calls, %llu of them with a fault: all the same\n", static_cast<unsigned long long>(runs.calls()),
-                static_cast<unsigned long long>(runs.faults()));
-    // Runs in which nothing happened would show nothing.
-    return runs.calls() > 0 && (!has_rules || count < 20 || runs.faults() > 0) ? 0 : 1;
+    return 0;
 }

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "read_journal.h"
+#include "tests/support/seeds.h"
 
 using namespace journal;
 
@@ -151,28 +152,31 @@ TEST(Reader, RecordsOfAnotherJournalAreNotTakenForThisOnes) {
 }
 
 TEST(Reader, ARingKeepsWhatCameLast) {
-    const TempDirectory directory;
-    const std::unique_ptr<Writer> writer = open_writer(ring(directory / "j", 1 << 16));
-    std::mt19937 random(7);
-    for (int32_t calls = 0; calls < 5000; ++calls) {
-        record_call(*writer, calls);
-        // Texts of all lengths let the ring's end fall on every place in a record.
-        const std::string text(random() % 2000, 't');
-        const uint64_t words[] = {word_of(text.c_str())};
-        if (calls % 7 == 0)
-            writer->enter(first_table_entry(STS_SLOT_CLAIM), words);
-        if (calls % 50 != 0)
-            continue;
-        const ReadJournal read = read_journal(directory / "j");
-        ASSERT_FALSE(read.damage.any()) << calls << ": " << read.damage.torn << " " << read.damage.skipped_bytes;
-        std::vector<int32_t> found;
-        for (const ReadRecord &record : read.of_kind(RecordKind::enter))
-            if (record.head.entry_point == STS_SLOT_IOCTL)
-                found.push_back(call_number(record));
-        ASSERT_FALSE(found.empty());
-        for (size_t i = 0; i < found.size(); ++i)
-            ASSERT_EQ(found[i], calls - static_cast<int32_t>(found.size() - 1 - i));
-        ASSERT_EQ(read.damage.overwritten, found.front() != 0);
+    for (const uint32_t seed : seeds_of("Reader.ARingKeepsWhatCameLast", 7)) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const TempDirectory directory;
+        const std::unique_ptr<Writer> writer = open_writer(ring(directory / "j", 1 << 16));
+        std::mt19937 random(seed);
+        for (int32_t calls = 0; calls < 5000; ++calls) {
+            record_call(*writer, calls);
+            // Texts of all lengths let the ring's end fall on every place in a record.
+            const std::string text(random() % 2000, 't');
+            const uint64_t words[] = {word_of(text.c_str())};
+            if (calls % 7 == 0)
+                writer->enter(first_table_entry(STS_SLOT_CLAIM), words);
+            if (calls % 50 != 0)
+                continue;
+            const ReadJournal read = read_journal(directory / "j");
+            ASSERT_FALSE(read.damage.any()) << calls << ": " << read.damage.torn << " " << read.damage.skipped_bytes;
+            std::vector<int32_t> found;
+            for (const ReadRecord &record : read.of_kind(RecordKind::enter))
+                if (record.head.entry_point == STS_SLOT_IOCTL)
+                    found.push_back(call_number(record));
+            ASSERT_FALSE(found.empty());
+            for (size_t i = 0; i < found.size(); ++i)
+                ASSERT_EQ(found[i], calls - static_cast<int32_t>(found.size() - 1 - i));
+            ASSERT_EQ(read.damage.overwritten, found.front() != 0);
+        }
     }
 }
 

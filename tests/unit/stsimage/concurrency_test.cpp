@@ -15,6 +15,7 @@
 #include <set>
 #include <thread>
 
+#include "tests/support/seeds.h"
 #include "tests/unit/stsimage/image_test.h"
 
 namespace fs = std::filesystem;
@@ -90,19 +91,22 @@ TEST_F(SideBySide, ManyReadersOfOneHandle) {
     ASSERT_EQ(store("shared", data), 0);
     sts_image_handle_t image = nullptr;
     ASSERT_EQ(open("shared", STSIMG_MODE_READ, image), 0);
-    std::vector<std::thread> threads;
-    for (unsigned seed = 0; seed < 8; ++seed)
-        threads.emplace_back([&, seed] {
-            std::mt19937 random(seed);
-            for (int round = 0; round < 200; ++round) {
-                const size_t offset = random() % data.size();
-                std::string got;
-                EXPECT_EQ(read(image, got, 10000, offset), 0);
-                EXPECT_TRUE(got == data.substr(offset, 10000));
-            }
-        });
-    for (std::thread &thread : threads)
-        thread.join();
+    for (const uint32_t first : seeds_of("SideBySide.ManyReadersOfOneHandle", 0)) {
+        std::vector<std::thread> threads;
+        for (uint32_t seed = first; seed != first + 8; ++seed)
+            threads.emplace_back([&, seed] {
+                SCOPED_TRACE("seed " + std::to_string(seed));
+                std::mt19937 random(seed);
+                for (int round = 0; round < 200; ++round) {
+                    const size_t offset = random() % data.size();
+                    std::string got;
+                    EXPECT_EQ(read(image, got, 10000, offset), 0);
+                    EXPECT_TRUE(got == data.substr(offset, 10000));
+                }
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+    }
     EXPECT_EQ(stsimg_close_image(image), 0);
 }
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <random>
 
+#include "tests/support/seeds.h"
 #include "tests/unit/stsimage/file_bytes.h"
 #include "tests/unit/stsimage/image_test.h"
 
@@ -60,18 +61,21 @@ protected:
 };
 
 TEST_F(DamagedFile, BitFlipInEveryPageIsFound) {
-    std::mt19937 random(11);
     const std::vector<uint64_t> pages = data_pages(file());
     ASSERT_GT(pages.size(), 30u);
     const uint64_t size = fs::file_size(file());
-    for (const uint64_t page : pages)
-        for (int round = 0; round < 2; ++round) {
-            const uint64_t offset = page + random() % std::min<uint64_t>(4096, size - page);
-            const int bit = static_cast<int>(random() % 8);
-            flip_bit(file(), offset, bit);
-            expect_found("offset " + number(offset) + " bit " + number(static_cast<uint64_t>(bit)));
-            flip_bit(file(), offset, bit);
-        }
+    for (const uint32_t seed : seeds_of("DamagedFile.BitFlipInEveryPageIsFound", 11)) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        std::mt19937 random(seed);
+        for (const uint64_t page : pages)
+            for (int round = 0; round < 2; ++round) {
+                const uint64_t offset = page + random() % std::min<uint64_t>(4096, size - page);
+                const int bit = static_cast<int>(random() % 8);
+                flip_bit(file(), offset, bit);
+                expect_found("offset " + number(offset) + " bit " + number(static_cast<uint64_t>(bit)));
+                flip_bit(file(), offset, bit);
+            }
+    }
     EXPECT_TRUE(content("victim") == intact);
 }
 
