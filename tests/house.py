@@ -50,6 +50,18 @@ LONG_FUNCTIONS = {
     "conformance/corpus/broken_log.cpp": "one line for each way to spoil a message",
 }
 
+# Tests with a random engine that do not ask for their seeds, and why.
+ENGINES_WITHOUT_SEEDS = {
+    "tests/cluster/cluster_hosts.cpp": "the test that starts it on both hosts gives the seed",
+    "tests/e2e/journal_sample.cpp": "makes journals that differ from run to run, which the test must not notice",
+    "tests/filter/random_history.h": "random_runs gives the seed",
+    "tests/filter/random_rules.cpp": "random_runs gives the engine",
+    "tests/filter/random_rules.h": "random_runs gives the engine",
+    "tests/fuzz/check_fuzzer.cpp": "libFuzzer gives the seed",
+    "tests/fuzz/well_formed_file.cpp": "the fuzz target gives the engine",
+    "tests/fuzz/well_formed_file.h": "the fuzz target gives the engine",
+}
+
 MARKERS = re.compile(r"\b(TODO|FIXME|XXX|HACK|TBD)\b|^(<<<<<<<|=======|>>>>>>>)( |$)")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LINK = re.compile(r"(?<!`)\[[^\]\n]*\]\(([^)\s]+)\)")
@@ -331,6 +343,23 @@ def seeds_belong_to_tests(house):
             yield f"tests/seeds.txt:{number}: no test asks for the seeds of {line.split()[0]}"
 
 
+RANDOM_ENGINE = re.compile(r"\bstd::(mt19937(_64)?|minstd_rand0?|ranlux\w+|knuth_b|default_random_engine|random_device)\b")
+
+
+def chance_asks_for_seeds(house):
+    """A failure that chance found is to be found again: by STSPI_SEED, and by tests/seeds.txt."""
+    for name in house.code():
+        if not name.startswith("tests/"):
+            continue
+        plays = RANDOM_ENGINE.search(house.text(name)) and "tests/support/seeds.h" not in INCLUDE.findall(house.text(name))
+        if plays and name not in ENGINES_WITHOUT_SEEDS:
+            yield f"{name}: has a random engine and does not ask seeds_of for its seeds"
+        if not plays and name in ENGINES_WITHOUT_SEEDS:
+            yield f"{name}: needs no exception in tests/house.py for its random engine"
+    for name in sorted(set(ENGINES_WITHOUT_SEEDS) - set(house.files)):
+        yield f"{name}: has an exception in tests/house.py and is not there"
+
+
 STARTS_THREADS = re.compile(r"std::thread\b|std::async\b|\bpthread_create\b")
 SUITE = re.compile(r"^(?:TYPED_)?TEST(?:_[FP])?\((\w+),", re.MULTILINE)
 
@@ -380,7 +409,7 @@ RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, functions_are_short, links_are_alive,
     findings_are_documented, statuses_are_documented, messages_are_documented, statuses_are_required,
-    seeds_belong_to_tests, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
+    seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -401,6 +430,7 @@ BROKEN = {
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
     seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
+    chance_asks_for_seeds: ({"tests/a.cpp": "std::mt19937 random(1);\n"}, "tests/a.cpp: has a random engine"),
     tests_with_threads_meet_the_thread_sanitizer: (
         {"CMakePresets.json": '{"testPresets": [{"name": "tsan", "filter": {"include": {"name": "^unit.sim"}, "exclude": {"name": "x"}}}]}',
          "tests/unit/lsu/list_test.cpp": "TEST(List, IsShared) { std::thread(work).join(); }\n"}, "leaves unit.lsu.List out"),
