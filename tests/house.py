@@ -62,6 +62,15 @@ ENGINES_WITHOUT_SEEDS = {
     "tests/fuzz/well_formed_file.h": "the fuzz target gives the engine",
 }
 
+# Variables of the environment by which programs of the tests tell each other something, and nobody else, and what.
+VARIABLES_AMONG_TESTS = {
+    "STSIMAGE_BEHIND": "the test of planted defects tells the image library that stands in front of which one",
+    "STSPI_BAD_LOAD": "the suite's self-test tells a library what to do while it is loaded",
+    "STSPI_BROKEN_LOADED": "a broken plug-in remembers that it was loaded before",
+    "STSPI_MUTANT_REACH": "mutate.py tells a program where to note the mistakes that it came by",
+    "STSPI_MUTANT_REACH_LIST": "mutate.py tells a program where to note which test came by them",
+}
+
 MARKERS = re.compile(r"\b(TODO|FIXME|XXX|HACK|TBD)\b|^(<<<<<<<|=======|>>>>>>>)( |$)")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 LINK = re.compile(r"(?<!`)\[[^\]\n]*\]\(([^)\s]+)\)")
@@ -334,6 +343,30 @@ def messages_are_documented(house):
                     yield f"{name}: the message \"{text}\" is not in docs/failures.md"
 
 
+VARIABLE = r"((?:STSPI|STSIMAGE|SIMHOST)_[A-Z0-9_]+)"
+READS_VARIABLE = {
+    **{suffix: re.compile(rf'(?<!setenv\()"{VARIABLE}"') for suffix in (*CODE, ".py")},
+    ".sh": re.compile(rf"\$\{{?{VARIABLE}"),
+}
+
+
+def environment_is_documented(house):
+    pages = "".join(house.text(name) for name in house.files if name.endswith(".md"))
+    pages += "".join(re.sub(r"\\f[BIRP]", "", house.text(name)) for name in house.files if name.startswith("man/"))
+    documented = set(re.findall(r"\w+", pages))
+    readers = {}
+    for name in house.files:
+        if name != "tests/house.py" and (reads := READS_VARIABLE.get(pathlib.PurePath(name).suffix)):
+            for variable in reads.findall(house.text(name)):
+                readers.setdefault(variable, name)
+    for variable, name in sorted(readers.items()):
+        if variable not in documented and variable not in VARIABLES_AMONG_TESTS:
+            yield f"{name}: reads {variable} from the environment, which no page tells of"
+    for variable in sorted(VARIABLES_AMONG_TESTS):
+        if variable in documented or variable not in readers:
+            yield f"{variable}: needs no exception in tests/house.py"
+
+
 def seeds_belong_to_tests(house):
     if "tests/seeds.txt" not in house.files:
         return
@@ -408,8 +441,8 @@ def statuses_are_required(house):
 RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, functions_are_short, links_are_alive,
-    findings_are_documented, statuses_are_documented, messages_are_documented, statuses_are_required,
-    seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
+    findings_are_documented, statuses_are_documented, messages_are_documented, environment_is_documented,
+    statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -429,6 +462,8 @@ BROKEN = {
     statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "", "docs/failures.md": "",
                                "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
+    environment_is_documented: ({"sim/a.cpp": 'getenv("STSPI_SECRET");\n', "docs/a.md": "STSPI_SECRETS\n"},
+                                "sim/a.cpp: reads STSPI_SECRET from"),
     seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
     chance_asks_for_seeds: ({"tests/a.cpp": "std::mt19937 random(1);\n"}, "tests/a.cpp: has a random engine"),
     tests_with_threads_meet_the_thread_sanitizer: (
