@@ -39,23 +39,29 @@ add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/changelog.gz
 add_custom_target(changelog ALL DEPENDS ${CMAKE_BINARY_DIR}/changelog.gz)
 
 describe_package(plugin stspi-kelvarpool misc "simulated storage servers for a disk-storage plug-in interface"
-  "A plug-in that simulates a disk array and a Copan array from text files, so\nthat a backup framework's disk-storage paths can be exercised without\nhardware.")
+  "A plug-in that simulates a disk array and a Copan array from text files, so\n\
+that a backup framework's disk-storage paths can be exercised without\n\
+hardware.")
 describe_package(tools stspi-tools misc "host program and conformance suite for storage plug-ins"
   "simhost loads a storage-server plug-in and drives it from the command line;\nstspi-conformance judges whether one behaves.")
 describe_package(dev libstspi-dev libdevel "headers of the storage-server plug-in interface"
   "The C headers of the interface, with a manual page for every entry point, a\npkg-config file and a CMake package.")
 describe_package(doc stspi-doc doc "documentation of the simulated storage servers and their tools"
-  "A tutorial, the format of the files that describe servers, what simhost's\nchecker finds, the life of a plug-in, every entry point and status, the image\nlibrary and the conformance suite.")
+  "A tutorial, the format of the files that describe servers, what simhost's\n\
+checker finds, the life of a plug-in, every entry point and status, the image\n\
+library and the conformance suite.")
 describe_package(stsimage libstsimage-substitute libs "substitute for the image library of storage plug-ins"
   "Keeps backup images as files. Install it only where the real image library is\nnot: it has the same name.")
 
 if(TARGET stsimage_rados)
   describe_package(rados libstsimage-substitute-rados libs "images of the substitute image library in a Ceph cluster"
-    "Lets the substitute image library keep backup images in a pool of a Ceph\ncluster, which many machines share, instead of files.")
+    "Lets the substitute image library keep backup images in a pool of a Ceph\n\
+cluster, which many machines share, instead of files.")
 endif()
 if(TARGET stsimage_s3)
   describe_package(s3 libstsimage-substitute-s3 libs "images of the substitute image library in S3"
-    "Lets the substitute image library keep backup images in a bucket of a\nservice that speaks S3, which many machines share, instead of files.")
+    "Lets the substitute image library keep backup images in a bucket of a\n\
+service that speaks S3, which many machines share, instead of files.")
 endif()
 foreach(engine rados s3)
   if(TARGET stsimage_${engine})

@@ -1,6 +1,6 @@
 # A room is a folder of sources with a door: a directory in the build tree that shows the headers of this folder under
-# its path and nothing else, rooms within it neither. A target that links the room gets its door, and those of the rooms below, as include directories. So an
-# include that is not among a room's links does not compile.
+# its path and nothing else, rooms within it neither. A target that links the room gets its door, and those of the rooms
+# below, as include directories. So an include that is not among a room's links does not compile.
 #
 # add_room(TARGET STATIC|OBJECT SOURCE...) makes TARGET out of sources of the current folder.
 function(add_room target kind)

@@ -18,6 +18,7 @@ import tempfile
 ROOM_TABLE = "docs/architecture.md"
 CODE = {".h", ".cpp", ".c"}
 LONGEST = {".h": 230, ".cpp": 420, ".c": 200, ".py": 620}
+WIDEST = {"CMakeLists.txt": 132, ".cmake": 132}
 LONGEST_FUNCTION = 80
 
 # Longer than the rule allows, and why.
@@ -289,6 +290,16 @@ def lengths(house):
             yield f"{name}: has an exception in tests/house.py and is not there"
 
 
+def lines_fit(house):
+    """What no other tool holds to a width."""
+    for name in house.files:
+        path = pathlib.PurePath(name)
+        widest = WIDEST.get(path.suffix, WIDEST.get(path.name))
+        for number, line in enumerate(house.text(name).splitlines() if widest else [], 1):
+            if len(line) > widest:
+                yield f"{name}:{number}: {len(line)} characters in a line, more than {widest}"
+
+
 def functions_are_short(house):
     """A function's body begins at a line that ends with '{' and is not indented, and ends at the next line '}'."""
     for name in house.code():
@@ -455,9 +466,10 @@ def statuses_are_required(house):
 
 RULES = [
     includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
-    files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, functions_are_short, links_are_alive,
-    findings_are_documented, statuses_are_documented, messages_are_documented, environment_is_documented,
-    statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
+    files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, lines_fit, functions_are_short,
+    links_are_alive, findings_are_documented, statuses_are_documented, messages_are_documented, environment_is_documented,
+    statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer,
+    no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -472,6 +484,7 @@ BROKEN = {
     types_have_their_names_alone: ({"low/a.h": "struct Place {\n};\n", "high/b.h": "class Place final : X {\n};\n"},
                                    "low/a.h: declares Place, as high/b.h does"),
     lengths: ({"low/a.cpp": "\n" * 500}, "low/a.cpp: 500 lines"),
+    lines_fit: ({"low/CMakeLists.txt": "# wide\n# " + "w" * 140 + "\n"}, "low/CMakeLists.txt:2: 142 characters"),
     functions_are_short: ({"low/a.cpp": "int a() {\n" + "    ;\n" * 90 + "}\n"}, "low/a.cpp:1: 91 lines"),
     links_are_alive: ({"README.md": "[x](docs/none.md) [y](#no-heading)\n# Heading\n"}, "links to #no-heading"),
     findings_are_documented: ({"simhost/check/finding.h": '    FINDING(no_page, "No.") \\\n', "docs/check.md": "\n"}, "no-page"),
