@@ -164,6 +164,19 @@ def includes_stay_in_their_rooms(house):
                 yield f"{name}: includes {include}, which the room {room} may not"
 
 
+def permissions_are_used(house):
+    table = rooms(house)
+    used = {name: set() for name in table}
+    for name in house.code():
+        for include in INCLUDE.findall(house.text(name)):
+            if (room := room_of(name, table)) and (target := included_file(house, name, include)):
+                used[room].add(room_of(target, table))
+    for name in sorted(table):
+        for allowed in table[name] or []:
+            if allowed not in used[name]:
+                yield f"{ROOM_TABLE}: room {name} may include {allowed} and does not"
+
+
 def rooms_form_floors(house):
     table = rooms(house)
     for room in sorted(table):
@@ -465,7 +478,7 @@ def statuses_are_required(house):
 
 
 RULES = [
-    includes_stay_in_their_rooms, rooms_form_floors, every_file_is_used, header_stands_beside_source,
+    includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, every_file_is_used, header_stands_beside_source,
     files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, lines_fit, functions_are_short,
     links_are_alive, findings_are_documented, statuses_are_documented, messages_are_documented, environment_is_documented,
     statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer,
@@ -475,6 +488,8 @@ RULES = [
 # For each rule a small house that breaks it, and what the rule must say.
 BROKEN = {
     includes_stay_in_their_rooms: ({"low/a.h": '#include "high/b.h"\n', "high/b.h": "//\n"}, "low/a.h: includes high/b.h"),
+    permissions_are_used: ({"high/b.h": '#include "high/c.h"\n', "high/c.h": "//\n", "low/a.h": "//\n"},
+                           "room high may include low and does not"),
     rooms_form_floors: ({ROOM_TABLE: "| `low` | x | `high` |\n| `high` | y | `low` |\n"}, "may include each other"),
     every_file_is_used: ({"low/view.cpp": "//\n", "low/text_view.cpp": "//\n", "low/CMakeLists.txt": "add_library(low text_view.cpp)\n"},
                          "low/view.cpp: no CMakeLists.txt names it"),
