@@ -185,6 +185,25 @@ def rooms_form_floors(house):
                 yield f"{ROOM_TABLE}: {room} and {below} may include each other"
 
 
+def drawings_show_the_rooms(house):
+    """Each room in a drawing, as FOLDER/, above what it may include."""
+    table = rooms(house)
+    drawn = set()
+    for drawing in re.findall(r"^```\n(.*?)^```$", house.text(ROOM_TABLE), re.DOTALL | re.MULTILINE):
+        floors = {}
+        for floor, line in enumerate(drawing.splitlines()):
+            for room in re.findall(r"(?<![\w/])(\w+(?:/\w+)*)/(?!\w)", line):
+                floors.setdefault(room, floor)
+        drawn |= set(floors)
+        for room in sorted(set(floors) & set(table)):
+            for below in table[room] or []:
+                if floors.get(below, floors[room] + 1) <= floors[room]:
+                    yield f"{ROOM_TABLE}: {room} is not drawn above {below}, which it may include"
+    for room in sorted(table):
+        if table[room] is not None and room not in drawn:
+            yield f"{ROOM_TABLE}: {room} is in no drawing"
+
+
 def files_meant(house, name):
     """The paths that a file of the build, or a script, may mean by its words; not all of them are files."""
     text = re.sub(r"^\s*#.*$|\$\w+", "", house.text(name), flags=re.MULTILINE)
@@ -478,11 +497,11 @@ def statuses_are_required(house):
 
 
 RULES = [
-    includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, every_file_is_used, header_stands_beside_source,
-    files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths, lines_fit, functions_are_short,
-    links_are_alive, findings_are_documented, statuses_are_documented, messages_are_documented, environment_is_documented,
-    statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer,
-    no_markers_are_left,
+    includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, drawings_show_the_rooms, every_file_is_used,
+    header_stands_beside_source, files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths,
+    lines_fit, functions_are_short, links_are_alive, findings_are_documented, statuses_are_documented, messages_are_documented,
+    environment_is_documented, statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds,
+    tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
@@ -491,6 +510,8 @@ BROKEN = {
     permissions_are_used: ({"high/b.h": '#include "high/c.h"\n', "high/c.h": "//\n", "low/a.h": "//\n"},
                            "room high may include low and does not"),
     rooms_form_floors: ({ROOM_TABLE: "| `low` | x | `high` |\n| `high` | y | `low` |\n"}, "may include each other"),
+    drawings_show_the_rooms: ({ROOM_TABLE: "```\n low/\n high/\n```\n| `low` | x | nothing |\n| `high` | y | `low` |\n"},
+                              "high is not drawn above low"),
     every_file_is_used: ({"low/view.cpp": "//\n", "low/text_view.cpp": "//\n", "low/CMakeLists.txt": "add_library(low text_view.cpp)\n"},
                          "low/view.cpp: no CMakeLists.txt names it"),
     header_stands_beside_source: ({"low/a.cpp": "int a() { return 1; }\n"}, "low/a.cpp: has no header"),
