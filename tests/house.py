@@ -204,6 +204,15 @@ def drawings_show_the_rooms(house):
             yield f"{ROOM_TABLE}: {room} is in no drawing"
 
 
+def folders_of_tests_are_told(house):
+    row = re.search(r"^\| `tests` \|.*", house.text(ROOM_TABLE), re.MULTILINE)
+    for folder in sorted({name.split("/")[1] for name in house.files if re.match("tests/.*/", name)}):
+        if row and f"`{folder}/`" not in row[0]:
+            yield f"{ROOM_TABLE}: the room tests leaves {folder}/ out"
+        if row and f"`tests/{folder}/`" not in house.text("docs/testing.md"):
+            yield f"docs/testing.md: tells nothing of tests/{folder}/"
+
+
 def files_meant(house, name):
     """The paths that a file of the build, or a script, may mean by its words; not all of them are files."""
     text = re.sub(r"^\s*#.*$|\$\w+", "", house.text(name), flags=re.MULTILINE)
@@ -228,7 +237,8 @@ def every_file_is_used(house):
     documents = set()
     for name in house.files:
         if name.endswith((".md", ".txt")) or name.startswith("man/"):
-            documents |= {pathlib.PurePath(word).name for word in re.findall(r"[\w./-]*\w", house.text(name))} - {pathlib.PurePath(name).name}
+            words = re.findall(r"[\w./-]*\w", house.text(name))
+            documents |= {pathlib.PurePath(word).name for word in words} - {pathlib.PurePath(name).name}
     for name in house.files:
         path = pathlib.PurePath(name)
         if path.suffix in {".cpp", ".c"}:
@@ -488,7 +498,8 @@ def no_markers_are_left(house):
 
 def statuses_are_required(house):
     """Each entry point and status of docs/entry-points.md is what a requirement of the suite is about."""
-    demands = [line.split("|")[2] for line in house.text("conformance/report/requirements.txt").splitlines() if line.count("|") == 3]
+    requirements = house.text("conformance/report/requirements.txt").splitlines()
+    demands = [line.split("|")[2] for line in requirements if line.count("|") == 3]
     row = re.compile(r"^\| `(\w+)` \| [^|]* \| ([^|]*?) \| [^|]*? \|$", re.MULTILINE)
     for entry_point, status in sorted(set(row.findall(house.text("docs/entry-points.md")))):
         about = [demand for demand in demands if re.search(rf"\b{entry_point}\b", demand)]
@@ -497,10 +508,10 @@ def statuses_are_required(house):
 
 
 RULES = [
-    includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, drawings_show_the_rooms, every_file_is_used,
-    header_stands_beside_source, files_say_what_they_hold, headers_hold_one_concept, types_have_their_names_alone, lengths,
-    lines_fit, functions_are_short, links_are_alive, findings_are_documented, statuses_are_documented, messages_are_documented,
-    environment_is_documented, statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds,
+    includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, drawings_show_the_rooms, folders_of_tests_are_told,
+    every_file_is_used, header_stands_beside_source, files_say_what_they_hold, headers_hold_one_concept,
+    types_have_their_names_alone, lengths, lines_fit, functions_are_short, links_are_alive, findings_are_documented,
+    statuses_are_documented, messages_are_documented, environment_is_documented, statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds,
     tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
@@ -512,7 +523,9 @@ BROKEN = {
     rooms_form_floors: ({ROOM_TABLE: "| `low` | x | `high` |\n| `high` | y | `low` |\n"}, "may include each other"),
     drawings_show_the_rooms: ({ROOM_TABLE: "```\n low/\n high/\n```\n| `low` | x | nothing |\n| `high` | y | `low` |\n"},
                               "high is not drawn above low"),
-    every_file_is_used: ({"low/view.cpp": "//\n", "low/text_view.cpp": "//\n", "low/CMakeLists.txt": "add_library(low text_view.cpp)\n"},
+    folders_of_tests_are_told: ({ROOM_TABLE: "| `tests` | `a/` | everything |\n", "docs/testing.md": "`tests/b/`\n",
+                                 "tests/a/x": "", "tests/b/x": ""}, "the room tests leaves b/ out"),
+    every_file_is_used: ({"low/view.cpp": "//\n", "low/CMakeLists.txt": "add_library(low text_view.cpp)\n"},
                          "low/view.cpp: no CMakeLists.txt names it"),
     header_stands_beside_source: ({"low/a.cpp": "int a() { return 1; }\n"}, "low/a.cpp: has no header"),
     files_say_what_they_hold: ({"low/utils.h": "int a();\n"}, "low/utils.h: is not named"),
@@ -524,15 +537,17 @@ BROKEN = {
     functions_are_short: ({"low/a.cpp": "int a() {\n" + "    ;\n" * 90 + "}\n"}, "low/a.cpp:1: 91 lines"),
     links_are_alive: ({"README.md": "[x](docs/none.md) [y](#no-heading)\n# Heading\n"}, "links to #no-heading"),
     findings_are_documented: ({"simhost/check/finding.h": '    FINDING(no_page, "No.") \\\n', "docs/check.md": "\n"}, "no-page"),
-    statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "", "docs/failures.md": "",
-                               "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
+    statuses_are_documented: ({"include/stspi/sts_status.h": "STS_E_NEW = 1\n", "include/stspi/stsimg.h": "",
+                               "docs/failures.md": "", "docs/entry-points.md": "", "docs/image-library.md": ""}, "STS_E_NEW"),
     messages_are_documented: ({"sim/a.cpp": 'log_error(session, "no such thing");\n', "docs/failures.md": ""}, "no such thing"),
     environment_is_documented: ({"sim/a.cpp": 'getenv("STSPI_SECRET");\n', "docs/a.md": "STSPI_SECRETS\n"},
                                 "sim/a.cpp: reads STSPI_SECRET from"),
-    seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"}, "tests/seeds.txt:2: no test"),
+    seeds_belong_to_tests: ({"tests/a.cpp": 'seeds_of("A.B", 1);\n', "tests/seeds.txt": "A.B 3\nA.C 4\n"},
+                            "tests/seeds.txt:2: no test"),
     chance_asks_for_seeds: ({"tests/a.cpp": "std::mt19937 random(1);\n"}, "tests/a.cpp: has a random engine"),
     tests_with_threads_meet_the_thread_sanitizer: (
-        {"CMakePresets.json": '{"testPresets": [{"name": "tsan", "filter": {"include": {"name": "^unit.sim"}, "exclude": {"name": "x"}}}]}',
+        {"CMakePresets.json": '{"testPresets": [{"name": "tsan", "filter": '
+                              '{"include": {"name": "^unit.sim"}, "exclude": {"name": "x"}}}]}',
          "tests/unit/lsu/list_test.cpp": "TEST(List, IsShared) { std::thread(work).join(); }\n"}, "leaves unit.lsu.List out"),
     statuses_are_required: ({"conformance/report/requirements.txt": "a/b | 3 | stspi_claim says STS_E_NOT_FOUND. | a.b\n",
                              "docs/entry-points.md": "| `stspi_claim` | 1.4 | STS_E_NOT_CLAIMED | null name |\n"},
