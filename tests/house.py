@@ -511,8 +511,8 @@ RULES = [
     includes_stay_in_their_rooms, permissions_are_used, rooms_form_floors, drawings_show_the_rooms, folders_of_tests_are_told,
     every_file_is_used, header_stands_beside_source, files_say_what_they_hold, headers_hold_one_concept,
     types_have_their_names_alone, lengths, lines_fit, functions_are_short, links_are_alive, findings_are_documented,
-    statuses_are_documented, messages_are_documented, environment_is_documented, statuses_are_required, seeds_belong_to_tests, chance_asks_for_seeds,
-    tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
+    statuses_are_documented, messages_are_documented, environment_is_documented, statuses_are_required, seeds_belong_to_tests,
+    chance_asks_for_seeds, tests_with_threads_meet_the_thread_sanitizer, no_markers_are_left,
 ]
 
 # For each rule a small house that breaks it, and what the rule must say.
