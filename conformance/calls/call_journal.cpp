@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/hexadecimal.h"
 #include "conformance/calls/configuration.h"
 #include "conformance/calls/image_calls.h"
 #include "conformance/watch/call_note.h"
@@ -46,18 +47,6 @@ thread_local journal::CallNumber call_in_journal = 0;
 off_t output_noted = 0;
 std::atomic<int> calls_running{0};
 nlohmann::json tree_after_call = nlohmann::json::array();
-
-std::string in_hexadecimal(const std::string &bytes) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string out;
-    out.reserve(bytes.size() * 2);
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        out += digits[byte / 16];
-        out += digits[byte % 16];
-    }
-    return out;
-}
 
 // One write a line, so that threads do not mix theirs.
 void note(const nlohmann::json &line) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "base/entities.h"
 #include "conformance/report/report_text.h"
 
 namespace conformance {
@@ -17,27 +18,7 @@ constexpr char style[] =
     "vertical-align:top}pre{background:#f4f4f4;padding:.8em;overflow:auto}code{white-space:nowrap}"
     ".pass{color:#060}.warn,.skip,.known{color:#850}.fail,.crash,.timeout{color:#a00;font-weight:bold}";
 
-std::string escaped_for_html(const std::string &text) {
-    std::string out;
-    for (const char character : text)
-        switch (character) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += character;
-        }
-    return out;
-}
+std::string escaped_for_html(const std::string &text) { return with_entities(text, "\""); }
 
 // By test; of several rounds the worst.
 std::map<const TestCase *, Outcome> outcomes_of(const std::vector<TestResult> &results) {

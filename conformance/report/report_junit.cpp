@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "base/entities.h"
 #include "conformance/report/test_case.h"
 #include "conformance/report/verdict.h"
 
@@ -13,28 +14,12 @@ namespace {
 
 std::string escaped_for_xml(const std::string &text) {
     std::string out;
-    for (const char character : text) {
-        switch (character) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\n':
-                out += "&#10;";
-                break;
-            default:
-                // Other control bytes have no place in XML, and bytes of unknown encoding none in a UTF-8 file.
-                out += character >= 0x20 && character < 0x7f ? character : '?';
-        }
-    }
+    for (const char character : text)
+        if (character == '\n')
+            out += "&#10;";
+        else
+            // Other control bytes have no place in XML, and bytes of unknown encoding none in a UTF-8 file.
+            out += character >= 0x20 && character < 0x7f ? with_entities({&character, 1}, "\"") : "?";
     return out;
 }
 

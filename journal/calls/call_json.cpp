@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/hexadecimal.h"
 #include "base/utf8.h"
 #include "journal/side_files.h"
 
@@ -17,13 +18,6 @@ bool is_utf8(std::string_view text) {
         text.remove_prefix(length);
     }
     return true;
-}
-
-std::string hex(std::string_view bytes) {
-    std::string digits;
-    for (const char byte : bytes)
-        digits += fmt::format("{:02x}", static_cast<unsigned char>(byte));
-    return digits;
 }
 
 Json words_json(std::string_view bytes) {
@@ -115,7 +109,7 @@ private:
                     value = Json{{"cut", value}};
                 break;
             case ItemType::bytes:
-                value = is_words ? words_json(item.bytes) : Json{{"hex", hex(item.bytes)}};
+                value = is_words ? words_json(item.bytes) : Json{{"hex", in_hexadecimal(item.bytes)}};
                 break;
             case ItemType::data:
                 if (value.is_object())
@@ -132,7 +126,9 @@ private:
 
 }  // namespace
 
-Json text_json(std::string_view text) { return is_utf8(text) ? Json(std::string(text)) : Json{{"hex", hex(text)}}; }
+Json text_json(std::string_view text) {
+    return is_utf8(text) ? Json(std::string(text)) : Json{{"hex", in_hexadecimal(text)}};
+}
 
 CallJson call_json(const Event &event, const HandleNaming &naming) {
     if (event.called == nullptr)

@@ -6,6 +6,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "base/entities.h"
 #include "base/escaped_text.h"
 #include "journal/calls/call_json.h"
 #include "journal/calls/status_name.h"
@@ -123,26 +124,6 @@ private:
     size_t left_out_ = 0;
 };
 
-// What a page takes for markup, as it takes it for text.
-std::string markup(const std::string &text) {
-    std::string result;
-    for (const char character : printable(text))
-        switch (character) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            default:
-                result += character;
-        }
-    return result;
-}
-
 // JSON that may stand inside a script element.
 std::string embedded(const Json &json) {
     std::string text;
@@ -191,5 +172,6 @@ std::string timeline_page(Events &events, const std::string &name) {
         "<th>entry point</th><th>status</th><th>arguments</th></tr></thead><tbody id=\"slow\"></tbody></table></div>"
         "</section>\n</main>\n<script id=\"data\" type=\"application/json\">{4}</script>\n<script>{5}</script>\n"
         "</body>\n</html>\n",
-        markup(name), timeline_style, timeline.drawn(), notice, embedded(timeline.json()), timeline_script);
+        with_entities(printable(name)), timeline_style, timeline.drawn(), notice, embedded(timeline.json()),
+        timeline_script);
 }

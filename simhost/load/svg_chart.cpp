@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/entities.h"
 #include "base/escaped_text.h"
 
 namespace {
@@ -136,27 +137,7 @@ private:
 
 }  // namespace
 
-std::string page_text(const std::string &text) {
-    std::string result;
-    for (const char character : printable(text))
-        switch (character) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            default:
-                result += character;
-        }
-    return result;
-}
+std::string page_text(const std::string &text) { return with_entities(printable(text), "\""); }
 
 std::string svg_figure(const Chart &chart) {
     std::string legend;

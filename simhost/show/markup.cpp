@@ -1,38 +1,16 @@
 #include "simhost/show/markup.h"
 
 #include "base/characters.h"
+#include "base/entities.h"
 #include "base/escaped_text.h"
-
-namespace {
-
-const char *entity(char byte) {
-    switch (byte) {
-        case '&':
-            return "&amp;";
-        case '<':
-            return "&lt;";
-        case '>':
-            return "&gt;";
-        case '"':
-            return "&quot;";
-        case '\'':
-            return "&#39;";
-        default:
-            return nullptr;
-    }
-}
-
-}  // namespace
 
 std::string markup_text(const std::string &text) {
     std::string result;
     for (size_t i = 0; i < text.size();) {
         const Character character = first_character(std::string_view(text).substr(i));
         const std::string bytes = text.substr(i, character.bytes);
-        if (const char *replacement = entity(text[i]))
-            result += replacement;
-        else
-            result += character.is_valid && hidden_name(character.code) == nullptr ? bytes : printable(bytes);
+        const bool is_visible = character.is_valid && hidden_name(character.code) == nullptr;
+        result += is_visible ? with_entities(bytes, "\"'") : printable(bytes);
         i += character.bytes;
     }
     return result;

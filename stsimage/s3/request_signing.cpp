@@ -6,21 +6,11 @@
 #include <array>
 #include <new>
 
+#include "base/hexadecimal.h"
+
 namespace stsimage::s3 {
 
 namespace {
-
-std::string hexadecimal(std::string_view bytes) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
 
 std::string sha256(std::string_view data) {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -85,7 +75,7 @@ std::string encode_query(const Fields &query) {
     return encoded;
 }
 
-std::string sha256_in_hexadecimal(std::string_view data) { return hexadecimal(sha256(data)); }
+std::string sha256_in_hexadecimal(std::string_view data) { return in_hexadecimal(sha256(data)); }
 
 void sign(Request &request, const std::string &host, const Credentials &credentials, const std::string &region,
           std::time_t now) {
@@ -113,7 +103,7 @@ void sign(Request &request, const std::string &host, const Credentials &credenti
     for (const std::string &part : {day, region, std::string("s3"), std::string("aws4_request")})
         key = hmac(key, part);
     request.headers["authorization"] = "AWS4-HMAC-SHA256 Credential=" + credentials.access_key + '/' + scope +
-                                       ",SignedHeaders=" + names + ",Signature=" + hexadecimal(hmac(key, to_sign));
+                                       ",SignedHeaders=" + names + ",Signature=" + in_hexadecimal(hmac(key, to_sign));
 }
 
 }  // namespace stsimage::s3

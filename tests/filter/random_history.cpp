@@ -6,20 +6,14 @@
 #include <mutex>
 #include <vector>
 
+#include "base/hexadecimal.h"
+
 namespace {
 
 constexpr uint64_t most_bytes = 3000;
 
 std::string hexadecimal(const void *bytes, size_t size) {
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * size);
-    for (size_t i = 0; i < size; ++i) {
-        const unsigned char byte = static_cast<const unsigned char *>(bytes)[i];
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
+    return in_hexadecimal({static_cast<const char *>(bytes), size});
 }
 
 std::string stored_handle(const void *handle) { return handle == nullptr ? "null" : "handle"; }
