@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <vector>
 
+#include "base/page_buffer.h"
 #include "stsimage/file_io.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -16,7 +16,7 @@ namespace stsimage {
 
 namespace {
 
-bool copy_range(int source, int target, uint64_t begin, uint64_t end, std::vector<char> &buffer) {
+bool copy_range(int source, int target, uint64_t begin, uint64_t end, PageBuffer &buffer) {
     while (begin < end) {
         const ssize_t got = read_fully(source, buffer.data(), std::min<uint64_t>(buffer.size(), end - begin), begin);
         if (got < 0)
@@ -34,7 +34,7 @@ bool copy_data(int source, int target) {
     const off_t size = lseek(source, 0, SEEK_END);
     if (size < 0 || ftruncate(target, size) != 0)
         return false;
-    std::vector<char> buffer(size_t{1} << 20);
+    PageBuffer buffer(size_t{1} << 20);
     for (off_t end = 0;;) {
         const off_t begin = lseek(source, end, SEEK_DATA);
         if (begin < 0)

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/escaped_text.h"
+#include "base/page_buffer.h"
 #include "simhost/host/stream_hash.h"
 #include "simhost/report/progress_bar.h"
 #include "simhost/report/quantities.h"
@@ -40,7 +41,7 @@ std::optional<size_t> first_difference(const char *left, size_t left_length, con
 Transfer write_image(OpenImage &image, DataSource &source, uint64_t chunk_bytes) {
     Transfer transfer;
     const auto write_all = [&](Call &call) -> int32_t {
-        std::vector<char> buffer(chunk_bytes);
+        PageBuffer buffer(chunk_bytes);
         StreamHash hash;
         ProgressBar bar("write", source.size(), image.host().report().shows_progress());
         const Stopwatch watch;
@@ -76,7 +77,7 @@ Transfer read_image(OpenImage &image, std::optional<uint64_t> total, uint64_t ch
                     const std::function<void(const char *, size_t, uint64_t)> &take) {
     Transfer transfer;
     const auto read_all = [&](Call &call) -> int32_t {
-        std::vector<char> buffer(chunk_bytes);
+        PageBuffer buffer(chunk_bytes);
         StreamHash hash;
         ProgressBar bar("read ", total, image.host().report().shows_progress());
         const Stopwatch watch;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/page_buffer.h"
 #include "simhost/load/broken_promise.h"
 #include "simhost/load/content.h"
 
@@ -53,5 +54,5 @@ private:
     uint64_t m_seed;
     size_t m_period;             // blocks after which the filler repeats
     std::vector<char> m_blocks;  // two periods and one block
-    std::vector<char> m_read;
+    PageBuffer m_read;
 };

@@ -29,7 +29,8 @@ SOURCE = pathlib.Path(__file__).parents[2]
 LIBRARY_SHARDS = 3  # most of the time is waiting
 CALM_AT_ONCE = 3
 PARTS = {}  # name -> what runs it in a world
-CALM_PARTS = ("library", "races", "shared_directory", "faults", "left_behind", "mixture", "damaged_part", "simhost_by_two_hosts")
+CALM_PARTS = ("library", "races", "shared_directory", "faults", "left_behind", "mixture", "damaged_part", "stopped_reader",
+              "simhost_by_two_hosts")
 
 
 class Pool:
@@ -231,6 +232,29 @@ def returned_writer(world):
 
 
 @part_in(Pool)
+def stopped_reader(world):
+    """A reader that stood still for longer than its lease, and whose image was cleared away, says that it is gone, not damaged."""
+    def image(command, *arguments, **options):
+        return world.start(*world.simhost, "image", command, *arguments, root="stopped", **options)
+
+    writer = image("put", *world.place, "name", stdin=subprocess.PIPE)
+    writer.communicate("much " * 8_000_000)
+    assert writer.returncode == 0
+    reader = image("get", *world.place, "name")
+    assert reader.stdout.read(1000) == "much " * 200  # nobody reads more of it for now
+    reader.send_signal(signal.SIGSTOP)
+    finish(image("rm", *world.place, "name", client=2))
+    deadline = time.monotonic() + 120
+    while world.store.parts("stopped"):
+        finish(image("fsck", "--remove", *world.plugin, client=2))
+        assert time.monotonic() < deadline, "the image of a reader that stands still is kept for ever"
+        time.sleep(1)
+    reader.send_signal(signal.SIGCONT)
+    told, _ = reader.communicate(timeout=300)
+    assert reader.returncode == 1 and "Identifier removed" in told[-1000:] and "DAMAGED" not in told[-1000:], told[-1000:]
+
+
+@part_in(Pool)
 def unanswered_closes(world):
     """A close whose answer is lost says so, what it says is true, and the name is free again."""
     program = f"{world.build}/bin/unanswered_close"
@@ -353,27 +377,42 @@ def bad_link(world):
         finish(place.hosts("verify", ledger, world.networks[1], root="bad_link"))
 
 
-@part
-def full_pool(world):
-    """A pool that is full refuses at once, what was there stays, and images can be deleted. Gateways before one wait for room, and do late
-    what nobody waits for any more."""
+def keep_without_room(world, name, set_full):
+    """What is full refuses at once, what was there stays, and images can be deleted. Gateways before it wait for room, and do late what
+    nobody waits for any more."""
     pool = world.in_store(Pool)
 
     def image(command, *arguments):
-        finish(pool.start(*pool.simhost, "image", command, *pool.place, *arguments, root="full_pool", client=2))
-
-    def set_full(is_full):
-        for store in world.stores.values():
-            store.set_full(is_full)
+        finish(pool.start(*pool.simhost, "image", command, *pool.place, *arguments, root=name, client=2))
 
     image("put", "early", __file__)
 
     def trouble():
         set_full(True)
-        time.sleep(15)
-        image("rm", "early")
-        set_full(False)
-    keep_in_stores(world, "full_pool", trouble)
+        try:
+            time.sleep(15)
+            image("rm", "early")
+        finally:
+            set_full(False)
+    keep_in_stores(world, name, trouble)
+
+
+@part
+def full_pool(world):
+    """A quota is reached."""
+    def set_full(is_full):
+        for store in world.stores.values():
+            store.set_full(is_full)
+    keep_without_room(world, "full_pool", set_full)
+
+
+@part
+def full_disks(world):
+    """The disks of all nodes count as full."""
+    def set_full(is_full):
+        world.cluster.ceph("osd", "set-full-ratio", "0.0001" if is_full else "0.95")
+        world.cluster.wait_for("the disks to be told", lambda: ("OSD_FULL" in world.cluster.status()["health"]["checks"]) == is_full)
+    keep_without_room(world, "full_disks", set_full)
 
 
 @part_in(*STORES)
