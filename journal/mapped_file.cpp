@@ -294,7 +294,11 @@ bool MappedFile::allocate(uint64_t end) noexcept {
 void MappedFile::pad(uint64_t begin, uint64_t end) noexcept {
     if (begin == end)
         return;
-    const uint64_t opening = mark_of(begin, nonce_) | (end - begin) << 32;
+    // The beginning of a RecordHead.
+    const uint32_t mark_and_length[] = {mark_of(begin, nonce_), static_cast<uint32_t>(end - begin)};
+    uint64_t opening = 0;
+    static_assert(sizeof mark_and_length == sizeof opening);
+    std::memcpy(&opening, mark_and_length, sizeof opening);
     auto *target = reinterpret_cast<uint64_t *>(at(begin));
     __atomic_store_n(target, opening, __ATOMIC_RELAXED);
     if (end - begin >= 2 * sizeof *target)
