@@ -1,5 +1,6 @@
 #include "stsimage/rados/pool.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +32,27 @@ public:
 SilentWatch &silent_watch() {
     static auto *const watch = new SilentWatch;
     return *watch;
+}
+
+// librados lets no write to a pipe behind standard error wait. The pipe may be the caller's standard output too, whose writes
+// would fail when it is full.
+class StandardErrorAsItIs {
+public:
+    StandardErrorAsItIs() : flags(fcntl(STDERR_FILENO, F_GETFL)) {}
+    StandardErrorAsItIs(const StandardErrorAsItIs &) = delete;
+    StandardErrorAsItIs &operator=(const StandardErrorAsItIs &) = delete;
+    ~StandardErrorAsItIs() {
+        if (flags >= 0)
+            fcntl(STDERR_FILENO, F_SETFL, flags);
+    }
+
+private:
+    const int flags;
+};
+
+int set_up(librados::Rados &cluster, const char *user) {
+    const StandardErrorAsItIs as_it_is;
+    return cluster.init(user);
 }
 
 // A connection has a random number of its own in the cluster, and librados draws it from what the calling thread has left of
@@ -96,7 +118,7 @@ int32_t Pool::configure() {
     if (const int32_t status = read_seconds("STSIMAGE_RADOS_LEASE", 5, 30, lease_seconds); status != 0)
         return status;
     const char *const user = std::getenv("STSIMAGE_RADOS_USER");
-    if (const int result = cluster.init(user != nullptr && *user != '\0' ? user : nullptr); result < 0)
+    if (const int result = set_up(cluster, user != nullptr && *user != '\0' ? user : nullptr); result < 0)
         return fail_system(errno_of(result), "cannot set up librados for %s", QuotedText(shown_name).c_str());
     if (const int result = cluster.conf_read_file(nullptr); result < 0)
         return fail(STS_E_SYSTEM, "cannot read the cluster's configuration (CEPH_CONF, /etc/ceph/ceph.conf)");

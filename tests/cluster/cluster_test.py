@@ -242,6 +242,7 @@ def stopped_reader(world):
     assert writer.returncode == 0
     reader = image("get", *world.place, "name")
     assert reader.stdout.read(1000) == "much " * 200  # nobody reads more of it for now
+    time.sleep(3)  # until what it reads ahead has come: that would time out
     reader.send_signal(signal.SIGSTOP)
     finish(image("rm", *world.place, "name", client=2))
     deadline = time.monotonic() + 120
@@ -410,7 +411,9 @@ def full_pool(world):
 def full_disks(world):
     """The disks of all nodes count as full."""
     def set_full(is_full):
-        world.cluster.ceph("osd", "set-full-ratio", "0.0001" if is_full else "0.95")
+        # Of two in the wrong order the greater one would count.
+        for ratio, usual in (("nearfull", "0.85"), ("backfillfull", "0.90"), ("full", "0.95")):
+            world.cluster.ceph("osd", f"set-{ratio}-ratio", "0.0001" if is_full else usual)
         world.cluster.wait_for("the disks to be told", lambda: ("OSD_FULL" in world.cluster.status()["health"]["checks"]) == is_full)
     keep_without_room(world, "full_disks", set_full)
 
