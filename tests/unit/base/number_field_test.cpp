@@ -8,7 +8,7 @@ namespace {
 
 // Bytes on both sides, which nobody may touch.
 template <class Number>
-struct Field {
+struct GuardedNumber {
     unsigned char before;
     Number number;
     unsigned char behind;
@@ -16,7 +16,7 @@ struct Field {
 
 template <class Number>
 void expect_own_width(Number number, uint64_t wider) {
-    Field<Number> field = {0xaa, number, 0xbb};
+    GuardedNumber<Number> field = {0xaa, number, 0xbb};
     EXPECT_EQ(number_in_field(&field.number, sizeof field.number), uint64_t{number});
     put_number(&field.number, sizeof field.number, wider);
     EXPECT_EQ(field.number, static_cast<Number>(wider));
