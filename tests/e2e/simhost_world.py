@@ -70,6 +70,6 @@ class SimhostTest(unittest.TestCase):
         return document_of(done.stdout)
 
     def tree(self, *directories):
-        """Everything that stands in the directories, for comparing before and after."""
-        return sorted(str(path) for directory in directories or (self.temporary, self.storage, self.images)
-                      for path in pathlib.Path(directory).rglob("*"))
+        """Everything that stands in the directories, for comparing before and after. A directory may go meanwhile."""
+        return sorted(os.path.join(at, name) for directory in directories or (self.temporary, self.storage, self.images)
+                      for at, inner, files in os.walk(directory) for name in (*inner, *files))
