@@ -9,19 +9,17 @@ objects of the size that the library has and as many at once, and by the library
 pool the plain program is the cluster's own, "rados bench", for a bucket the client of tests/s3/s3_client.py in threads.
 """
 import argparse
-import concurrent.futures
 import os
 import pathlib
 import re
 import statistics
 import subprocess
 import sys
-import threading
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "tests" / "s3"))
 
-from s3_client import S3Client  # noqa: E402
+from s3_client import make_requests  # noqa: E402
 
 
 def run(*command, **environment):
@@ -52,16 +50,9 @@ class Bucket:
     threads = {"PUT": 6, "GET": 4, "DELETE": 6}
 
     def seconds_of_requests(self, method, paths, body_of=lambda number: b""):
-        clients = threading.local()
-
-        def request(numbered):
-            if not hasattr(clients, "own"):
-                clients.own = S3Client()
-            number, path = numbered
-            clients.own.done(method, path, body_of(number))
         begun = time.monotonic()
-        with concurrent.futures.ThreadPoolExecutor(self.threads[method]) as requests:
-            list(requests.map(request, enumerate(paths)))
+        make_requests([lambda client, number=number, path=path: client.done(method, path, body_of(number))
+                       for number, path in enumerate(paths)], self.threads[method])
         return time.monotonic() - begun
 
     def plain_seconds(self, mebibytes):

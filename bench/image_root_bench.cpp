@@ -6,6 +6,7 @@
 //     image_root_bench list                the names of all images; how many there are follows
 //
 // They are in the LSU "bench". The data is random, and made before the clock starts.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -13,8 +14,8 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "base/page_buffer.h"
 #include "stspi/stsimg.h"
 
 namespace {
@@ -35,15 +36,14 @@ sts_image_definition_t named(const char *name) {
     return definition;
 }
 
-std::vector<char> random_bytes() {
-    std::vector<char> bytes(call_bytes);
+PageBuffer random_bytes() {
+    PageBuffer bytes(call_bytes);
     std::mt19937_64 random(std::random_device{}());
-    for (char &byte : bytes)
-        byte = static_cast<char>(random());
+    std::generate_n(bytes.data(), bytes.size(), [&random] { return static_cast<char>(random()); });
     return bytes;
 }
 
-void write_image(const char *name, uint64_t mebibytes, std::vector<char> &block) {
+void write_image(const char *name, uint64_t mebibytes, PageBuffer &block) {
     const sts_image_definition_t definition = named(name);
     sts_image_handle_t image = nullptr;
     require(stsimg_create_image(lsu, nullptr, "", &definition, 0, &image), "create");
@@ -55,7 +55,7 @@ void write_image(const char *name, uint64_t mebibytes, std::vector<char> &block)
     require(stsimg_close_image(image), "close");
 }
 
-void read_image(const char *name, std::vector<char> &block) {
+void read_image(const char *name, PageBuffer &block) {
     const sts_image_definition_t definition = named(name);
     sts_image_handle_t image = nullptr;
     require(stsimg_open_image(lsu, nullptr, "", &definition, STSIMG_MODE_READ, &image), "open");
@@ -95,7 +95,7 @@ int main(int count, char **words) {
         std::fprintf(stderr, "image_root_bench: write NAME MIB, read NAME, remove NAME or list\n");
         return 2;
     }
-    std::vector<char> block = random_bytes();
+    PageBuffer block = random_bytes();
     // Connecting is no part of it.
     const sts_image_definition_t nothing = named("nothing");
     sts_image_info_t info;

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""What the list of an LSU's images costs, from a thousand names on to a million: in a directory, or in a pool of a Ceph cluster.
+"""What the list of an LSU's images costs, from a thousand names on to a million: in a directory, in a pool of a Ceph cluster, or in a bucket.
 
     bench/long_lists.py BUILD ROOT [--names 1000000]
     tests/cluster/ceph_cluster.py run -- bench/long_lists.py BUILD rados:images/names
+    tests/cluster/ceph_cluster.py run --gateways -- bench/long_lists.py BUILD s3://images/names --names 100000
 
-BUILD is one of the preset "bench", for a pool with -DSTSPI_BUILD_RADOS=ON; ROOT is empty yet. Names are put where the library
+BUILD is one of the preset "bench", for a pool with -DSTSPI_BUILD_RADOS=ON, for a bucket with -DSTSPI_BUILD_S3=ON; ROOT is empty yet. Names are put where the library
 looks for them, without images behind them: lists read none, and making a million would measure something else.
 """
 import argparse
@@ -12,6 +13,12 @@ import os
 import pathlib
 import statistics
 import subprocess
+import sys
+import urllib.parse
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "tests" / "s3"))
+
+from s3_client import make_requests  # noqa: E402
 
 SHARDS = 32
 
@@ -63,13 +70,38 @@ class Pool:
                 keys.clear()
 
 
+class Bucket:
+    requests_at_once = 16
+    record = b" " * 512  # those that are shorter are of deleted images
+
+    def __init__(self, location):
+        self.place = f"/{location}"
+        self.put([(f"{self.place}/lsu/bench", b"bench")])
+
+    def add(self, names):
+        self.put([(f"{self.place}/names/bench/{urllib.parse.quote(name)}", self.record) for name in names])
+
+    def put(self, objects):
+        make_requests([lambda client, path=path, body=body: client.done("PUT", path, body) for path, body in objects],
+                      self.requests_at_once)
+
+
+def store_at(root):
+    scheme, _, location = root.partition(":")
+    if scheme == "rados":
+        return Pool(location)
+    if scheme == "s3":
+        return Bucket(location[2:])
+    return Directory(root)
+
+
 def main():
     arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     arguments.add_argument("build")
     arguments.add_argument("root")
     arguments.add_argument("--names", type=int, default=1_000_000)
     chosen = arguments.parse_args()
-    store = Pool(chosen.root.partition(":")[2]) if chosen.root.startswith("rados:") else Directory(chosen.root)
+    store = store_at(chosen.root)
     there, wanted = 0, 1000
     while wanted <= chosen.names:
         store.add(f"image {number}" for number in range(there, wanted))

@@ -10,6 +10,10 @@ struct Credentials {
     std::string access_key;
     std::string secret_key;
     std::string session_token;  // empty for lasting credentials
+
+    bool operator==(const Credentials &other) const {
+        return access_key == other.access_key && secret_key == other.secret_key && session_token == other.session_token;
+    }
 };
 
 // From AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN; else those of the profile AWS_PROFILE ("default") in the

@@ -78,6 +78,22 @@ void judge(Answer &answer, const std::string &endpoint, bool may_fail_late) {
 
 }  // namespace
 
+Credentials Service::credentials() {
+    const std::lock_guard<std::mutex> lock(credentials_mutex);
+    return own_settings.credentials;
+}
+
+bool Service::find_others(const Credentials &refused) {
+    const std::lock_guard<std::mutex> lock(credentials_mutex);
+    if (!(own_settings.credentials == refused))  // another thread has
+        return true;
+    Credentials found;
+    if (find_credentials(found) != 0 || found == refused)
+        return false;
+    own_settings.credentials = found;
+    return true;
+}
+
 Answer Service::send(Request request, size_t longest_body) {
     const UnderWay under_way;
     const Milliseconds time_out = std::chrono::seconds(own_settings.timeout_seconds);
@@ -86,6 +102,7 @@ Answer Service::send(Request request, size_t longest_body) {
     bool unclear = false;
     Milliseconds wait = first_wait;
     Answer earlier;
+    Credentials used;
     for (;;) {
         request.headers = unsigned_headers;
         Answer answer;
@@ -93,7 +110,8 @@ Answer Service::send(Request request, size_t longest_body) {
         if (process_ends()) {
             answer.error = ECANCELED;
         } else {
-            sign(request, own_settings.host, own_settings.credentials, own_settings.region, std::time(nullptr));
+            used = credentials();
+            sign(request, own_settings.host, used, own_settings.region, std::time(nullptr));
             answer = transfer.attempt(own_settings, request, longest_body, patience);
         }
         const bool answered = answer.error == 0;
@@ -106,6 +124,8 @@ Answer Service::send(Request request, size_t longest_body) {
         if (answer.error == ETIME && patience < time_out / 3 && !earlier.ok())
             answer = std::move(earlier);
         answer.unclear = unclear && !answer.ok();
+        if (answer.error == EACCES && Clock::now() < end && find_others(used))
+            continue;
         const bool again =
             !answer.ok() && !process_ends() && !too_long && !untrusted && (!answered || may_be_tried_again(answer));
         if (!again || Clock::now() + wait >= end)

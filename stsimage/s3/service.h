@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 #include <string>
 
 #include "stsimage/s3/answer.h"
+#include "stsimage/s3/credentials.h"
 #include "stsimage/s3/settings.h"
 #include "stsimage/s3/transfer.h"
 
@@ -19,11 +21,17 @@ public:
 
     // Makes a request, again if it is refused for the moment or its answer does not come, and for so long as the time-out at
     // most. Every request must be one that may be done twice. An answer that is not success has an errno value: ENOENT for what
-    // is not there, ECANCELED for a condition that does not hold.
+    // is not there, ECANCELED for a condition that does not hold. Where credentials are refused that have been changed in their
+    // file meanwhile, the new ones are used.
     Answer send(Request request, size_t longest_body = 1 << 20);
 
 private:
-    Settings own_settings;
+    Credentials credentials();
+    // False when there are no others than those that were refused.
+    bool find_others(const Credentials &refused);
+
+    Settings own_settings;  // but for the credentials it stays as it was
+    std::mutex credentials_mutex;
     Transfer transfer;
 };
 

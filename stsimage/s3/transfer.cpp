@@ -117,11 +117,11 @@ size_t take_header(char *buffer, size_t size, size_t count, void *data) {
 
 int go_on(void *, curl_off_t, curl_off_t, curl_off_t, curl_off_t) { return process_ends() ? 1 : 0; }
 
-// Whether the service has surely not got the request.
-bool is_before_the_request(CURLcode result) {
-    return result == CURLE_COULDNT_RESOLVE_HOST || result == CURLE_COULDNT_RESOLVE_PROXY ||
-           result == CURLE_COULDNT_CONNECT || result == CURLE_SSL_CONNECT_ERROR ||
-           result == CURLE_PEER_FAILED_VERIFICATION || result == CURLE_SSL_CACERT_BADFILE;
+// Whether a request has surely not got beyond this machine: the time of that is noted before anything of it is sent, even when
+// libcurl has sent it twice. A result would not do, since a connection that is not made in time has that of any other time-out.
+bool is_before_the_request(CURL *handle) {
+    curl_off_t until_sending = 0;
+    return curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &until_sending) == CURLE_OK && until_sending == 0;
 }
 
 int error_of(CURLcode result, CURL *handle) {
@@ -249,7 +249,7 @@ Answer Transfer::attempt(const Settings &settings, const Request &request, size_
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &answer.status);
     answer.error = exchange.too_long ? EOVERFLOW : error_of(result, handle);
     // By itself libcurl makes a request again whose connection had been used before and is cut. The answer is the second one's.
-    answer.unclear = exchange.is_sent_again || (answer.error != 0 && !is_before_the_request(result));
+    answer.unclear = exchange.is_sent_again || (answer.error != 0 && !is_before_the_request(handle));
     if (answer.error != 0)
         answer.words = exchange.too_long ? "the answer is too long"
                        : why[0] != '\0'  ? why.data()

@@ -6,11 +6,13 @@ Usage: s3_client.py make-bucket BUCKET
        s3_client.py get|delete BUCKET KEY     prints the object
        s3_client.py put BUCKET KEY            from standard input
 """
+import concurrent.futures
 import datetime
 import hashlib
 import http.client
 import os
 import sys
+import threading
 import urllib.parse
 import xml.etree.ElementTree
 
@@ -55,6 +57,20 @@ class S3Client:
                 yield key.text
             more = page.findtext("{*}NextContinuationToken")
             query = query | {"continuation-token": more} if more else None
+
+
+def make_requests(requests, at_once):
+    """Calls each with a client of the thread's own, so many at once."""
+    own = threading.local()
+
+    def make(request):
+        if not hasattr(own, "client"):
+            own.client = S3Client()
+        request(own.client)
+
+    with concurrent.futures.ThreadPoolExecutor(at_once) as threads:
+        for _ in threads.map(make, requests):
+            pass
 
 
 def main():

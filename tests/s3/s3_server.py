@@ -14,7 +14,8 @@ of HTTP that are not done; "lose-answer" does the work and cuts the connection; 
 body of the answer; "hang" does not answer; "delay" answers so many "seconds" later; "late" hangs up and does the work two seconds
 later; "ignore-condition" does the work whatever was demanded; "lose-race" waits for so many "changes" of the object by somebody
 else, and then fails as Ceph's gateways do for whoever was later; "repeat" does the work twice, as a proxy does that got no answer,
-and answers for the second time; "body" answers with the text of "body".
+and answers for the second time; "body" answers with the text of "body"; "gone" answers this one, and from then on is a machine that is
+there no more: connections are cut, and no new one comes about or is refused.
 
 GET /-/requests gives how many requests of which method there were; s3_service.py knows what else is behind /-/.
 """
@@ -58,6 +59,7 @@ class Objects:
         self.trouble = []
         self.requests = {}
         self.changes = collections.Counter()  # by path
+        self.credentials = (ACCESS_KEY, SECRET_KEY)
 
     def met_trouble(self, method, path):
         with self.lock:
@@ -126,7 +128,8 @@ def check_signature(method, raw_path, query, headers, body):
         raise Refusal(403, "AccessDenied", "no signature")
     credential, names, told = authorization.groups()
     access_key, day, region, service, end = credential.split("/")
-    if access_key != ACCESS_KEY:
+    known_key, secret_key = objects.credentials
+    if access_key != known_key:
         raise Refusal(403, "InvalidAccessKeyId")
     if (region, service, end) != (REGION, "s3", "aws4_request"):
         raise Refusal(400, "AuthorizationHeaderMalformed", f"the region {region} is wrong; expecting {REGION}")
@@ -141,7 +144,7 @@ def check_signature(method, raw_path, query, headers, body):
     content_hash = hashlib.sha256(body).hexdigest()
     if headers.get("x-amz-content-sha256") != content_hash:
         raise Refusal(400, "XAmzContentSHA256Mismatch")
-    if signature(method, raw_path, query, headers, signed, region, SECRET_KEY) != told:
+    if signature(method, raw_path, query, headers, signed, region, secret_key) != told:
         raise Refusal(403, "SignatureDoesNotMatch", "the signature does not match")
 
 
@@ -163,6 +166,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
         for name, value in headers.items():
             self.send_header(name.replace("_", "-"), value)
         self.send_header("Content-Length", str(len(body)))
+        if self.server.is_gone:
+            self.send_header("Connection", "close")
         self.end_headers()
         if self.command != "HEAD":
             self.wfile.write(body[:len(body) // 2] if cut else body)
@@ -188,6 +193,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 return self.hang_up()
             if what == "reset":
                 return self.hang_up()
+            if what == "gone":
+                self.server.go(self.connection)
             if what == "delay":
                 time.sleep(self.met["seconds"])
             headers = {name.lower(): value for name, value in self.headers.items()}
@@ -228,6 +235,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
                         continue
                     data = text.encode("latin-1")
                     objects.data[key] = (data, '"' + hashlib.md5(data).hexdigest() + '"', time.time())
+            elif path == "/-/credentials":  # others than before
+                objects.credentials = tuple(json.loads(body))
             if path == "/-/age":  # all that is there becomes older by so many seconds
                 for key, (data, etag, modified) in list(objects.data.items()):
                     objects.data[key] = (data, etag, modified - json.loads(body))
@@ -324,6 +333,31 @@ class Server(http.server.ThreadingHTTPServer):
     daemon_threads = True
     request_queue_size = 128
 
+    def __init__(self, *arguments):
+        self.connections = set()
+        self.is_gone = False
+        self.queue = []  # connections to itself that nobody accepts
+        super().__init__(*arguments)
+
+    def process_request(self, request, client_address):
+        self.connections.add(request)
+        super().process_request(request, client_address)
+
+    def shutdown_request(self, request):
+        self.connections.discard(request)
+        super().shutdown_request(request)
+
+    def go(self, last_connection):
+        self.is_gone = True
+        self.shutdown()
+        self.socket.listen(0)
+        for _ in range(2):
+            self.queue.append(socket.socket())
+            self.queue[-1].setblocking(False)
+            self.queue[-1].connect_ex(self.server_address)
+        for connection in self.connections - {last_connection}:
+            connection.shutdown(socket.SHUT_RDWR)
+
     def handle_error(self, *_):  # connections that are cut are what tests are about
         if not isinstance(sys.exc_info()[1], (OSError, ssl.SSLError)):
             super().handle_error(*_)
@@ -354,6 +388,7 @@ def main():
         server.socket = context.wrap_socket(server.socket, server_side=True)
     print(server.server_address[1], flush=True)
     server.serve_forever()
+    threading.Event().wait()
 
 
 if __name__ == "__main__":
