@@ -16,6 +16,7 @@
 #include "stsimage/last_error.h"
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
+#include "stsimage/room_ahead.h"
 #include "stsimage/unfinished_files.h"
 #include "stspi/stsimg.h"
 
@@ -90,6 +91,7 @@ public:
         return read_fully(file.descriptor(), buffers, count, place);
     }
     bool write(const void *data, size_t length, uint64_t place) override {
+        room_ahead.find(file.descriptor(), place, length);
         return write_fully(file.descriptor(), data, length, place);
     }
     bool start_write_back(uint64_t place, uint64_t length) override {
@@ -104,6 +106,7 @@ public:
 private:
     const std::string shown_path;
     UnfinishedFile file;
+    RoomAhead room_ahead;
 };
 
 bool FileDraft::ask_size(uint64_t &out_size) {

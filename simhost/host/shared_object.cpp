@@ -7,41 +7,75 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
+#include <string>
+#include <vector>
 
 #include "base/escaped_text.h"
 #include "simhost/report/failure.h"
 
 namespace {
 
-// A file's bytes, read with a check of every place.
+// A file of which only what is asked for is read, with a check of every place: libraries may be large.
 class ElfFile {
 public:
-    ElfFile(const std::string &path, std::string bytes) : m_path(path), m_bytes(std::move(bytes)) {}
+    explicit ElfFile(const std::string &path) : m_path(path) {
+        errno = 0;
+        m_stream.open(path, std::ios::binary);
+        m_stream.seekg(0, std::ios::end);
+        const std::streamoff end = m_stream.tellg();
+        if (end < 0)
+            fail_to_read();
+        m_size = static_cast<uint64_t>(end);
+    }
+
+    uint64_t size() const { return m_size; }
 
     void demand(uint64_t offset, uint64_t length) const {
-        if (offset > m_bytes.size() || m_bytes.size() - offset < length)
+        if (offset > m_size || m_size - offset < length)
             refuse("it ends too early");
     }
 
+    std::string bytes(uint64_t offset, uint64_t length) {
+        demand(offset, length);
+        std::string read(length, '\0');
+        errno = 0;
+        m_stream.seekg(static_cast<std::streamoff>(offset));
+        if (!m_stream.read(read.data(), static_cast<std::streamsize>(length)))
+            fail_to_read();
+        return read;
+    }
+
     template <class Record>
-    Record at(uint64_t offset) const {
-        demand(offset, sizeof(Record));
+    Record at(uint64_t offset) {
+        const std::string read = bytes(offset, sizeof(Record));
         Record record;
-        std::memcpy(&record, m_bytes.data() + offset, sizeof record);
+        std::memcpy(&record, read.data(), sizeof record);
         return record;
     }
 
-    bool begins_with(const std::string &beginning) const {
-        return m_bytes.compare(0, beginning.size(), beginning) == 0;
+    // As many as there are whole.
+    template <class Record>
+    std::vector<Record> records(const Elf64_Shdr &section) {
+        std::vector<Record> found;
+        const uint64_t count = section.sh_size / sizeof(Record);
+        if (count == 0)
+            return found;
+        const std::string read = bytes(section.sh_offset, count * sizeof(Record));
+        found.resize(count);
+        std::memcpy(found.data(), read.data(), read.size());
+        return found;
     }
 
-    std::string text(const Elf64_Shdr &strings, uint64_t offset) const {
-        const uint64_t place = strings.sh_offset + offset;
-        if (offset >= strings.sh_size || place >= m_bytes.size())
+    // As much of them as the file has.
+    std::string strings(const Elf64_Shdr &section) {
+        const uint64_t offset = std::min(section.sh_offset, m_size);
+        return bytes(offset, std::min(section.sh_size, m_size - offset));
+    }
+
+    std::string text(const std::string &names, uint64_t offset) const {
+        if (offset >= names.size())
             refuse("a name lies outside of it");
-        return std::string(m_bytes.data() + place,
-                           strnlen(m_bytes.data() + place, std::min(strings.sh_size - offset, m_bytes.size() - place)));
+        return names.c_str() + offset;
     }
 
     [[noreturn]] void refuse(const std::string &why) const {
@@ -49,8 +83,13 @@ public:
     }
 
 private:
+    [[noreturn]] void fail_to_read() const {
+        throw UsageError(fmt::format("cannot read {}: {}", printable(m_path), std::strerror(errno != 0 ? errno : EIO)));
+    }
+
     std::string m_path;
-    std::string m_bytes;
+    std::ifstream m_stream;
+    uint64_t m_size = 0;
 };
 
 const char *machine_name(uint16_t machine) {
@@ -96,8 +135,8 @@ uint16_t machine_of(const Elf64_Ehdr &header) {
 
 // What the loader looks at, and the parts that it maps: it takes the file for complete, and who touches a page that is not
 // there is killed.
-Elf64_Ehdr checked_header(const ElfFile &file) {
-    if (!file.begins_with(ELFMAG))
+Elf64_Ehdr checked_header(ElfFile &file) {
+    if (file.bytes(0, std::min<uint64_t>(file.size(), SELFMAG)) != ELFMAG)
         file.refuse("it is no ELF file");
     const auto header = file.at<Elf64_Ehdr>(0);
     if (machine_of(header) != own_machine)
@@ -116,43 +155,34 @@ Elf64_Ehdr checked_header(const ElfFile &file) {
     return header;
 }
 
-void read_exports(const ElfFile &file, const Elf64_Shdr &symbols, const Elf64_Shdr &strings, SharedObject &object) {
-    for (uint64_t offset = 0; offset + sizeof(Elf64_Sym) <= symbols.sh_size; offset += sizeof(Elf64_Sym)) {
-        const auto symbol = file.at<Elf64_Sym>(symbols.sh_offset + offset);
+void read_exports(ElfFile &file, const Elf64_Shdr &symbols, const std::string &names, SharedObject &object) {
+    for (const auto &symbol : file.records<Elf64_Sym>(symbols)) {
         const unsigned type = ELF64_ST_TYPE(symbol.st_info);
         if (symbol.st_shndx != SHN_UNDEF && symbol.st_shndx != SHN_ABS && type != STT_SECTION &&
             ELF64_ST_BIND(symbol.st_info) != STB_LOCAL)
-            object.exports.push_back(file.text(strings, symbol.st_name));
+            object.exports.push_back(file.text(names, symbol.st_name));
     }
     std::sort(object.exports.begin(), object.exports.end());
 }
 
-void read_dynamic(const ElfFile &file, const Elf64_Shdr &dynamic, const Elf64_Shdr &strings, SharedObject &object) {
-    for (uint64_t offset = 0; offset + sizeof(Elf64_Dyn) <= dynamic.sh_size; offset += sizeof(Elf64_Dyn)) {
-        const auto entry = file.at<Elf64_Dyn>(dynamic.sh_offset + offset);
+void read_dynamic(ElfFile &file, const Elf64_Shdr &dynamic, const std::string &names, SharedObject &object) {
+    for (const auto &entry : file.records<Elf64_Dyn>(dynamic)) {
         if (entry.d_tag == DT_NEEDED)
-            object.needed.push_back(file.text(strings, entry.d_un.d_val));
+            object.needed.push_back(file.text(names, entry.d_un.d_val));
         else if (entry.d_tag == DT_SONAME)
-            object.soname = file.text(strings, entry.d_un.d_val);
+            object.soname = file.text(names, entry.d_un.d_val);
     }
-}
-
-ElfFile read_file(const std::string &path) {
-    errno = 0;
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream content;
-    content << stream.rdbuf();
-    if (errno != 0 && content.str().empty())
-        throw UsageError(fmt::format("cannot read {}: {}", printable(path), std::strerror(errno)));
-    return {path, content.str()};
 }
 
 }  // namespace
 
-void demand_loadable(const std::string &path) { checked_header(read_file(path)); }
+void demand_loadable(const std::string &path) {
+    ElfFile file(path);
+    checked_header(file);
+}
 
 SharedObject read_shared_object(const std::string &path) {
-    const ElfFile file = read_file(path);
+    ElfFile file(path);
     const Elf64_Ehdr header = checked_header(file);
     if (header.e_shentsize != sizeof(Elf64_Shdr))
         file.refuse("it is of another type");
@@ -163,9 +193,9 @@ SharedObject read_shared_object(const std::string &path) {
     for (uint64_t i = 0; i < header.e_shnum; ++i) {
         const Elf64_Shdr found = section(i);
         if (found.sh_type == SHT_DYNSYM)
-            read_exports(file, found, section(found.sh_link), object);
+            read_exports(file, found, file.strings(section(found.sh_link)), object);
         else if (found.sh_type == SHT_DYNAMIC)
-            read_dynamic(file, found, section(found.sh_link), object);
+            read_dynamic(file, found, file.strings(section(found.sh_link)), object);
     }
     return object;
 }

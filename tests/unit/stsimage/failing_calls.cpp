@@ -19,6 +19,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -35,7 +36,7 @@ bool limited = false;
 uint64_t bytes_left = 0;
 size_t longest_transfer = SIZE_MAX;
 bool exchanging = true;
-bool sharing = false;
+std::optional<long> pretended_kind;  // of file system
 int waits_made = 0;
 bool recording = false;
 std::array<int, static_cast<size_t>(Call::none)> counts{};
@@ -118,9 +119,9 @@ bool fails(Call call) {
 }
 
 const char *name_of(Call call) {
-    static constexpr const char *names[] = {"open", "mkdir",     "write", "read",   "fsync",      "rename",
-                                            "link", "unlink",    "close", "flock",  "truncate",   "stat",
-                                            "list", "duplicate", "seek",  "random", "write_back", "memory"};
+    static constexpr const char *names[] = {
+        "open",     "mkdir", "write", "read",      "fsync", "rename", "link",       "unlink", "close", "flock",
+        "truncate", "stat",  "list",  "duplicate", "seek",  "random", "write_back", "room",   "memory"};
     return names[static_cast<int>(call)];
 }
 
@@ -144,7 +145,9 @@ void limit_written_bytes(uint64_t bytes) {
 
 void refuse_exchanges() { exchanging = false; }
 
-void pretend_to_share() { sharing = true; }
+void pretend_to_share() { pretended_kind = NFS_SUPER_MAGIC; }
+
+void pretend_to_be_ext4() { pretended_kind = EXT4_SUPER_MAGIC; }
 
 int waits() { return waits_made; }
 
@@ -153,7 +156,7 @@ void shorten_transfers(size_t most) { longest_transfer = most; }
 bool let_calls_pass() {
     longest_transfer = SIZE_MAX;
     exchanging = true;
-    sharing = false;
+    pretended_kind.reset();
     waits_made = 0;
     unanswered = Call::none;
     failing_call = Call::none;
@@ -314,6 +317,10 @@ int sync_file_range(int file, off64_t offset, off64_t length, unsigned int flags
     return fails(Call::write_back) ? -1 : NEXT(sync_file_range)(file, offset, length, flags);
 }
 
+int fallocate(int file, int mode, off64_t offset, off64_t length) {
+    return fails(Call::room) ? -1 : NEXT(fallocate)(file, mode, offset, length);
+}
+
 // A close that fails has closed all the same.
 int close(int file) {
     const int result = NEXT(close)(file);
@@ -339,8 +346,8 @@ int fstatat(int directory, const char *path, struct stat *state, int flags) noex
 
 int fstatfs(int file, struct statfs *state) noexcept {
     const int result = NEXT(fstatfs)(file, state);
-    if (inside > 0 && sharing)
-        state->f_type = NFS_SUPER_MAGIC;
+    if (inside > 0 && pretended_kind)
+        state->f_type = *pretended_kind;
     return result;
 }
 

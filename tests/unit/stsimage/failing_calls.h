@@ -28,6 +28,7 @@ enum class Call {
     seek,
     random,
     write_back,
+    room,  // fallocate
     memory,
     none
 };
@@ -56,6 +57,9 @@ void refuse_exchanges();
 
 // Lets the file system look like one that other hosts may write to.
 void pretend_to_share();
+
+// Lets the file system look like ext4.
+void pretend_to_be_ext4();
 
 // How often the library has waited since then, which it does not have to here.
 int waits();
