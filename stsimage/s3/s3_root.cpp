@@ -73,9 +73,14 @@ int32_t S3Root::find_leftovers(const std::string &lsu, Disposal disposal, const 
     bool wanted = true;
     if (answer.ok())
         answer = for_each_note(root, [&](LooseParts parts) {
+            const auto known = lsu_of_id.find(parts.id);
+            if (!wanted || (known != lsu_of_id.end() && known->second != lsu))
+                return;
+            const bool is_wanted = look_at_note(root, parts);
+            if (!parts.lsu.empty())
+                lsu_of_id[parts.id] = parts.lsu;
             Leftover leftover;
-            if (wanted && look_at_note(root, parts) && parts.lsu == lsu && !parts.has_name &&
-                look_at(parts, disposal, leftover))
+            if (is_wanted && parts.lsu == lsu && !parts.has_name && look_at(parts, disposal, leftover))
                 wanted = listener(leftover);
         });
     return answer.ok() ? 0

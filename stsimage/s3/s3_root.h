@@ -1,6 +1,7 @@
 // All that lies under one root in a bucket.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -29,6 +30,7 @@ private:
     Answer forget_named(const std::string &lsu, std::set<std::string> &ids);
 
     std::shared_ptr<ImageRoot> root;
+    std::map<std::string, std::string> lsu_of_id;  // as notes have said: all of them are listed for each LSU
 };
 
 }  // namespace stsimage::s3
