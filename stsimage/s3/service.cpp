@@ -120,12 +120,12 @@ Answer Service::send(Request request, size_t longest_body) {
         // A copy that fails after the service has begun to answer has a body that says so.
         judge(answer, own_settings.endpoint, request.method == "PUT");
         unclear = unclear || answer.unclear;
+        if (answer.error == EACCES && Clock::now() < end && find_others(used))
+            continue;
         // A last attempt that had next to no time says less of the service than the one before.
         if (answer.error == ETIME && patience < time_out / 3 && !earlier.ok())
             answer = std::move(earlier);
         answer.unclear = unclear && !answer.ok();
-        if (answer.error == EACCES && Clock::now() < end && find_others(used))
-            continue;
         const bool again =
             !answer.ok() && !process_ends() && !too_long && !untrusted && (!answered || may_be_tried_again(answer));
         if (!again || Clock::now() + wait >= end)
