@@ -91,7 +91,7 @@ public:
         return read_fully(file.descriptor(), buffers, count, place);
     }
     bool write(const void *data, size_t length, uint64_t place) override {
-        room_ahead.find(file.descriptor(), place, length);
+        room_ahead.prepare(file.descriptor(), place, length);
         return write_fully(file.descriptor(), data, length, place);
     }
     bool start_write_back(uint64_t place, uint64_t length) override {
@@ -101,7 +101,7 @@ public:
     int32_t copy(StoredImage &source) override {
         return copy_file(static_cast<ImageFile &>(source).descriptor(), file.descriptor(), shown_path);
     }
-    int32_t publish() override { return file.publish(); }
+    int32_t publish() override;
 
 private:
     const std::string shown_path;
@@ -115,6 +115,13 @@ bool FileDraft::ask_size(uint64_t &out_size) {
         return false;
     out_size = static_cast<uint64_t>(state.st_size);
     return true;
+}
+
+int32_t FileDraft::publish() {
+    // Room that stays is no failure.
+    if (uint64_t size = 0; room_ahead.is_left() && ask_size(size))
+        static_cast<void>(cut(size));
+    return file.publish();
 }
 
 }  // namespace

@@ -6,12 +6,11 @@
 
 #include <cerrno>
 
+#include "stsimage/image_format.h"
+
 namespace stsimage {
 
 namespace {
-
-// Asking for less costs more than it saves.
-constexpr size_t least_length = size_t{128} * 1024;
 
 bool is_ext4(int file) {
     struct statfs state;
@@ -20,15 +19,29 @@ bool is_ext4(int file) {
 
 }  // namespace
 
-void RoomAhead::find(int file, uint64_t place, size_t length) {
-    if (length < least_length || use == Use::none)
+// A short image, or one with gaps, is to take no more room than it needs.
+void RoomAhead::prepare(int file, uint64_t place, size_t length) {
+    if (place + length <= end)
         return;
+    // A block that comes in two calls is written behind those that follow it.
+    const bool in_order = place >= end && place - end <= block_size;
+    if (!in_order)
+        run = 0;
+    else if (run >= group_size && place >= found_until && length >= block_size)  // shorter is the index: the end
+        find(file, place);
+    run += length;
+    end = place + length;
+}
+
+void RoomAhead::find(int file, uint64_t place) {
     if (use == Use::unknown)
         use = is_ext4(file) ? Use::helps : Use::none;
+    if (use == Use::none)
+        return;
     // The size is left to the write: a file must not seem to have what was never written.
-    if (use == Use::helps &&
-        fallocate(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(place), static_cast<off_t>(length)) != 0 &&
-        errno == EOPNOTSUPP)
+    if (fallocate(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(place), static_cast<off_t>(group_size)) == 0)
+        found_until = place + group_size;
+    else if (errno == EOPNOTSUPP)
         use = Use::none;
 }
 

@@ -21,6 +21,9 @@ public:
     explicit ElfFile(const std::string &path) : m_path(path) {
         errno = 0;
         m_stream.open(path, std::ios::binary);
+        if (m_stream.peek(); m_stream.bad() || !m_stream.is_open())  // a directory, say
+            fail_to_read();
+        m_stream.clear();
         m_stream.seekg(0, std::ios::end);
         const std::streamoff end = m_stream.tellg();
         if (end < 0)

@@ -39,25 +39,34 @@ std::map<std::string, std::string> read_section(std::istream &file, const std::s
     return settings;
 }
 
+bool is_whole(const Credentials &credentials) {
+    return !credentials.access_key.empty() && !credentials.secret_key.empty();
+}
+
 }  // namespace
 
-int32_t find_credentials(Credentials &out_credentials) {
-    out_credentials = {environment("AWS_ACCESS_KEY_ID"), environment("AWS_SECRET_ACCESS_KEY"),
-                       environment("AWS_SESSION_TOKEN")};
-    if (!out_credentials.access_key.empty() && !out_credentials.secret_key.empty())
-        return 0;
-    const std::string path = environment("AWS_SHARED_CREDENTIALS_FILE", environment("HOME") + "/.aws/credentials");
-    const std::string profile = environment("AWS_PROFILE", "default");
+bool CredentialsFile::read(Credentials &out_credentials) const {
     std::ifstream file(path);
     std::map<std::string, std::string> settings = read_section(file, profile);
     out_credentials = {settings["aws_access_key_id"], settings["aws_secret_access_key"], settings["aws_session_token"]};
-    if (!out_credentials.access_key.empty() && !out_credentials.secret_key.empty())
+    return is_whole(out_credentials);
+}
+
+int32_t find_credentials(Credentials &out_credentials, CredentialsFile &out_file) {
+    out_file = {};
+    out_credentials = {environment("AWS_ACCESS_KEY_ID"), environment("AWS_SECRET_ACCESS_KEY"),
+                       environment("AWS_SESSION_TOKEN")};
+    if (is_whole(out_credentials))
+        return 0;
+    out_file = {environment("AWS_SHARED_CREDENTIALS_FILE", environment("HOME") + "/.aws/credentials"),
+                environment("AWS_PROFILE", "default")};
+    if (out_file.read(out_credentials))
         return 0;
     return fail(
         STSIMG_E_NO_ACCESS,
         "there are no credentials: neither AWS_ACCESS_KEY_ID and AWS_SECRET_ACCESS_KEY are set, nor are there any "
         "for the profile %s in %s",
-        QuotedText(profile).c_str(), QuotedText(path).c_str());
+        QuotedText(out_file.profile).c_str(), QuotedText(out_file.path).c_str());
 }
 
 }  // namespace stsimage::s3

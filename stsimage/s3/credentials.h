@@ -16,8 +16,17 @@ struct Credentials {
     }
 };
 
+// A section of a file that has credentials. Without a path there is none.
+struct CredentialsFile {
+    std::string path;
+    std::string profile;
+
+    // What is there by now; false when that is not whole.
+    bool read(Credentials &out_credentials) const;
+};
+
 // From AWS_ACCESS_KEY_ID, AWS_SECRET_ACCESS_KEY and AWS_SESSION_TOKEN; else those of the profile AWS_PROFILE ("default") in the
-// file AWS_SHARED_CREDENTIALS_FILE (~/.aws/credentials). STSIMG_E_NO_ACCESS when there are none.
-int32_t find_credentials(Credentials &out_credentials);
+// file AWS_SHARED_CREDENTIALS_FILE (~/.aws/credentials), which is given as well. STSIMG_E_NO_ACCESS when there are none.
+int32_t find_credentials(Credentials &out_credentials, CredentialsFile &out_file);
 
 }  // namespace stsimage::s3

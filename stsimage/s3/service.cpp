@@ -35,6 +35,9 @@ int error_of_status(const Answer &answer) {
         return EDQUOT;
     if (answer.code.find("StorageFull") != answer.code.npos)
         return ENOSPC;
+    // Of credentials that are only for a time; told as if the request were wrong.
+    if (answer.code == "ExpiredToken" || answer.code == "InvalidToken" || answer.code == "TokenRefreshRequired")
+        return EACCES;
     switch (answer.status) {
         case 401:
         case 403:
@@ -84,11 +87,13 @@ Credentials Service::credentials() {
 }
 
 bool Service::find_others(const Credentials &refused) {
+    // Not under the lock: others have requests to make however long a file system takes.
+    Credentials found;
+    const bool is_found = !own_settings.credentials_file.path.empty() && own_settings.credentials_file.read(found);
     const std::lock_guard<std::mutex> lock(credentials_mutex);
     if (!(own_settings.credentials == refused))  // another thread has
         return true;
-    Credentials found;
-    if (find_credentials(found) != 0 || found == refused)
+    if (!is_found || found == refused)
         return false;
     own_settings.credentials = found;
     return true;

@@ -43,7 +43,7 @@ int32_t read_settings(Settings &out_settings) {
         return status;
     if (const int32_t status = read_seconds("STSIMAGE_S3_LEASE", 3, 30, out_settings.lease_seconds); status != 0)
         return status;
-    return find_credentials(out_settings.credentials);
+    return find_credentials(out_settings.credentials, out_settings.credentials_file);
 }
 
 }  // namespace stsimage::s3

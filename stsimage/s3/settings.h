@@ -14,8 +14,9 @@ struct Settings {
     std::string region;
     std::string certificates;  // a file of authorities to trust, empty for the system's
     Credentials credentials;
-    uint32_t timeout_seconds = 0;  // for one request with all attempts at it
-    uint32_t lease_seconds = 0;    // a writer that was not heard of for so long is dead
+    CredentialsFile credentials_file;  // where they are from, when they are
+    uint32_t timeout_seconds = 0;      // for one request with all attempts at it
+    uint32_t lease_seconds = 0;        // a writer that was not heard of for so long is dead
 };
 
 // AWS_ENDPOINT_URL_S3 or AWS_ENDPOINT_URL; AWS_REGION or AWS_DEFAULT_REGION ("us-east-1"); AWS_CA_BUNDLE;

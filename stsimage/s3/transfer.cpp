@@ -117,11 +117,12 @@ size_t take_header(char *buffer, size_t size, size_t count, void *data) {
 
 int go_on(void *, curl_off_t, curl_off_t, curl_off_t, curl_off_t) { return process_ends() ? 1 : 0; }
 
-// Whether a request has surely not got beyond this machine: the time of that is noted before anything of it is sent, even when
-// libcurl has sent it twice. A result would not do, since a connection that is not made in time has that of any other time-out.
+// Whether a request has surely not got beyond this machine. libcurl notes a time as soon as it has begun to send, and keeps it
+// when it makes the request again by itself. The result would not do: a connection that is not made in time has that of any other
+// time-out.
 bool is_before_the_request(CURL *handle) {
-    curl_off_t until_sending = 0;
-    return curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &until_sending) == CURLE_OK && until_sending == 0;
+    curl_off_t until_sent = 0;
+    return curl_easy_getinfo(handle, CURLINFO_PRETRANSFER_TIME_T, &until_sent) == CURLE_OK && until_sent == 0;
 }
 
 int error_of(CURLcode result, CURL *handle) {

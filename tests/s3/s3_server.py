@@ -21,6 +21,7 @@ GET /-/requests gives how many requests of which method there were; s3_service.p
 """
 import argparse
 import collections
+import contextlib
 import datetime
 import email.utils
 import hashlib
@@ -40,6 +41,7 @@ from xml.sax.saxutils import escape
 from request_signature import signature
 
 ACCESS_KEY, SECRET_KEY, REGION = "TESTACCESSKEY", "test/secret+key", "test-region-1"
+EXPIRED_KEY = "EXPIRED"
 BUCKET = "images"
 LONGEST_SKEW = 900
 
@@ -130,7 +132,7 @@ def check_signature(method, raw_path, query, headers, body):
     access_key, day, region, service, end = credential.split("/")
     known_key, secret_key = objects.credentials
     if access_key != known_key:
-        raise Refusal(403, "InvalidAccessKeyId")
+        raise Refusal(400, "ExpiredToken") if access_key == EXPIRED_KEY else Refusal(403, "InvalidAccessKeyId")
     if (region, service, end) != (REGION, "s3", "aws4_request"):
         raise Refusal(400, "AuthorizationHeaderMalformed", f"the region {region} is wrong; expecting {REGION}")
     stamp = headers.get("x-amz-date", "")
@@ -356,7 +358,8 @@ class Server(http.server.ThreadingHTTPServer):
             self.queue[-1].setblocking(False)
             self.queue[-1].connect_ex(self.server_address)
         for connection in self.connections - {last_connection}:
-            connection.shutdown(socket.SHUT_RDWR)
+            with contextlib.suppress(OSError):  # it has ended by itself
+                connection.shutdown(socket.SHUT_RDWR)
 
     def handle_error(self, *_):  # connections that are cut are what tests are about
         if not isinstance(sys.exc_info()[1], (OSError, ssl.SSLError)):

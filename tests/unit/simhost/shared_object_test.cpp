@@ -189,3 +189,9 @@ TEST(DemandLoadable, TellsAFileWhoseSegmentsAreCutOff) {
     std::filesystem::resize_file(path, whole.size() / 2);
     EXPECT_THROW(demand_loadable(path), UsageError);
 }
+
+// What a directory says when it is asked for its end differs between file systems.
+TEST(DemandLoadable, TellsADirectory) {
+    for (const std::string directory : {"/", "/proc", "/dev"})
+        EXPECT_EQ(refusal(directory), "cannot read " + directory + ": Is a directory");
+}
