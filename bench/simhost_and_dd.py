@@ -13,7 +13,7 @@ and read PAIRS (5) times below DIRECTORY (the temporary directory):
     read cold  simhost image get, to /dev/null   dd if=FILE of=/dev/null bs=1M          nothing cached
     read warm                                    the same, all cached
 
-A ratio is that of speeds, simhost to dd: 1.11 in time is 0.9. Processor time is that of both programs in user's and in system's mode;
+Whichever was second in one pair is first in the next. A ratio is that of speeds, simhost to dd: 1.11 in time is 0.9. Processor time is that of both programs in user's and in system's mode;
 its ratio is that of the smallest times, since a virtual machine that must be given memory first takes several times as long.
 """
 import os
@@ -101,14 +101,15 @@ class Bench:
             os.remove(self.copy)
         os.sync()
 
-    def pair(self, ours, bare, prepare):
+    def pair(self, ours, bare, prepare, ours_first):
+        """Both, in this order; what is told is always ours and the other."""
         taken = []
-        for transfer in (ours, bare):
+        for transfer in (ours, bare) if ours_first else (bare, ours):
             self.clear()
             prepare()
             taken.append(transfer())
         self.clear()
-        return taken
+        return taken if ours_first else taken[::-1]
 
     def steps(self):
         def all_warm():
@@ -150,7 +151,7 @@ def main(programs, directory=None, mebibytes="2048", pairs="5"):
         print(f"{mebibytes} MiB, {pairs} pairs, seconds simhost/dd, ratio of speeds", flush=True)
         for name, ours, bare, prepare in bench.steps():
             # The first pair is not counted: a virtual disk is slow where it is written to for the first time.
-            taken = [bench.pair(ours, bare, prepare) for _ in range(int(pairs) + 1)][1:]
+            taken = [bench.pair(ours, bare, prepare, pair % 2 == 1) for pair in range(int(pairs) + 1)][1:]
             ratios = [theirs[0] / own[0] for own, theirs in taken]
             shown = "  ".join(f"{own[0]:.2f}/{theirs[0]:.2f}={ratio:.2f}" for (own, theirs), ratio in zip(taken, ratios))
             print(f"{name:<13} median {statistics.median(ratios):.2f}   {shown}", flush=True)
