@@ -10,8 +10,8 @@
 namespace {
 
 constexpr uint64_t mebibyte = uint64_t{1} << 20;
-constexpr uint64_t length = 20 * mebibyte;  // 8 MiB must have come before room is asked for, in pieces of as much
-constexpr int times = 2;
+constexpr uint64_t image_bytes = 20 * mebibyte;  // 8 MiB must have come before room is asked for, in pieces of as much
+constexpr int times_asked = 2;
 
 class RoomAheadTest : public ImageTest {
 protected:
@@ -50,14 +50,14 @@ protected:
         return found;
     }
 
-    const std::string data = pattern(length);
+    const std::string data = pattern(image_bytes);
     sts_image_handle_t image = nullptr;
 };
 
 TEST_F(RoomAheadTest, IsAskedForByThePieceWhereAnImageGrowsInOrderOnExt4) {
     for (const uint64_t call_bytes : {mebibyte, mebibyte / 16, uint64_t{100'000}}) {
         pretend_to_be_ext4();
-        EXPECT_EQ(store_in_order(call_bytes), times) << call_bytes;
+        EXPECT_EQ(store_in_order(call_bytes), times_asked) << call_bytes;
         EXPECT_TRUE(content("image") == data);
     }
 }
@@ -96,7 +96,7 @@ TEST_F(RoomAheadTest, ThatCannotBeGivenBackIsNoFailure) {
     begin();
     write_all(data, 0, mebibyte);
     fail_call(Call::truncate, 1, EIO, Failing::once);
-    EXPECT_EQ(end(), times);
+    EXPECT_EQ(end(), times_asked);
     EXPECT_TRUE(let_calls_pass());
     EXPECT_TRUE(content("image") == data);
 }
