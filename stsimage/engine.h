@@ -14,9 +14,10 @@
 namespace stsimage {
 
 // Changes with anything that the two libraries share.
-constexpr uint32_t engine_interface = 3;
+constexpr uint32_t engine_interface = 4;
 
-// Where an engine leaves why something failed: the text of the calling thread's latest failure is the image library's.
+// What belongs to the calling thread, and is the image library's: the text of its latest failure, where an engine leaves why
+// something failed, and the time that its call has left.
 struct EngineHost {
     // The texts are whole lines; error is an errno value.
     int32_t (*tell)(int32_t status, const char *text);
@@ -25,6 +26,9 @@ struct EngineHost {
     const char *(*latest)(int &out_error);
     // The same text and errno value as before, as the calling thread's.
     void (*tell_again)(const char *text, int error);
+    // In milliseconds (call_patience.h).
+    void (*note_time_out)(int64_t time_out);
+    int64_t (*time_left_for_call)();
 };
 
 struct Engine {

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
@@ -20,7 +21,10 @@ const char *latest(int &out_error) {
     return last_error();
 }
 
-constexpr EngineHost host{tell, tell_system, latest, tell_failure_again};
+void note(int64_t time_out) { note_time_out(std::chrono::milliseconds(time_out)); }
+int64_t time_left() { return time_left_for_call().count(); }
+
+constexpr EngineHost host{tell, tell_system, latest, tell_failure_again, note, time_left};
 
 std::mutex engines_mutex;
 std::map<std::string, const Engine *> engines;

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "base/invariant.h"
+#include "stsimage/call_patience.h"
 #include "stsimage/handle_table.h"
 #include "stsimage/image.h"
 #include "stsimage/image_content.h"
@@ -43,6 +44,12 @@ int32_t guarded(Operation operation) noexcept {
     } catch (const std::exception &error) {
         return fail(STS_E_SYSTEM, "%s", error.what());
     }
+}
+
+template <class Operation>
+int32_t as_call(Operation operation) noexcept {
+    const CallPatience patience;
+    return guarded(operation);
 }
 
 int32_t null_argument(const char *argument) {
@@ -85,6 +92,7 @@ int32_t stsimg_init(uint64_t api_version) {
 }
 
 int32_t stsimg_terminate(void) {
+    const CallPatience patience;
     const std::lock_guard<std::mutex> lock(users_mutex);
     if (users > 0 && --users == 0) {
         images.clear();
@@ -100,7 +108,7 @@ int32_t stsimg_create_image(const char *lsu, const void *, const char *server_na
     if (out_image == nullptr)
         return null_argument("out_image");
     *out_image = nullptr;
-    return guarded([&] {
+    return as_call([&] {
         if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
             return status;
         std::string_view name;
@@ -123,7 +131,7 @@ int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name
     if (out_image == nullptr)
         return null_argument("out_image");
     *out_image = nullptr;
-    return guarded([&] {
+    return as_call([&] {
         if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
             return status;
         if (mode == 0 || (mode & ~uint32_t{STSIMG_MODE_READ | STSIMG_MODE_WRITE}) != 0)
@@ -147,7 +155,7 @@ int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name
 
 int32_t stsimg_delete_image(const char *lsu, const void *, const char *server_name,
                             const sts_image_definition_t *definition, uint32_t) {
-    return guarded([&] {
+    return as_call([&] {
         if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
             return status;
         std::string_view name;
@@ -173,7 +181,7 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
     if (out_list == nullptr)
         return null_argument("out_list");
     *out_list = nullptr;
-    return guarded([&] {
+    return as_call([&] {
         static constexpr sts_image_definition_t no_image{};
         if (const int32_t status = check_arguments(lsu, server_name, &no_image); status != 0)
             return status;
@@ -189,6 +197,7 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
     });
 }
 
+// Goes from LSU to LSU: what one of them did not answer says nothing of the others.
 int32_t stsimg_check(const char *lsu, uint32_t flags, stsimg_finding_function tell, void *context) {
     return guarded([&] {
         if (tell == nullptr)
@@ -199,7 +208,7 @@ int32_t stsimg_check(const char *lsu, uint32_t flags, stsimg_finding_function te
 
 int32_t stsimg_get_image_prop_byname(const char *lsu, const void *, const char *server_name,
                                      const sts_image_definition_t *definition, sts_image_info_t *out_info) {
-    return guarded([&] {
+    return as_call([&] {
         if (const int32_t status = check_arguments(lsu, server_name, definition); status != 0)
             return status;
         if (out_info == nullptr)
@@ -220,7 +229,7 @@ int32_t stsimg_get_image_prop_byname(const char *lsu, const void *, const char *
 }
 
 int32_t stsimg_get_image_prop(sts_image_handle_t image, sts_image_info_t *out_info) {
-    return guarded([&] {
+    return as_call([&] {
         if (out_info == nullptr)
             return null_argument("out_info");
         return with_image(image, [&](Image &open) { return open.describe(*out_info); });
@@ -232,7 +241,7 @@ int32_t stsimg_read_image(sts_image_handle_t image, void *buffer, uint64_t lengt
     if (out_bytes_read == nullptr)
         return null_argument("out_bytes_read");
     *out_bytes_read = 0;
-    return guarded([&] {
+    return as_call([&] {
         if (buffer == nullptr)
             return null_argument("buffer");
         return with_image(image, [&](Image &open) { return open.read(buffer, length, offset, *out_bytes_read); });
@@ -244,7 +253,7 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *, const void *b
     if (out_bytes_written == nullptr)
         return null_argument("out_bytes_written");
     *out_bytes_written = 0;
-    return guarded([&] {
+    return as_call([&] {
         if (buffer == nullptr)
             return null_argument("buffer");
         return with_image(image, [&](Image &open) {
@@ -257,11 +266,11 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *, const void *b
 }
 
 int32_t stsimg_close_image(sts_image_handle_t image) {
-    return guarded([&] { return with(images.take(image), image, "image", [](Image &open) { return open.close(); }); });
+    return as_call([&] { return with(images.take(image), image, "image", [](Image &open) { return open.close(); }); });
 }
 
 int32_t stsimg_list_image(sts_image_list_handle_t list, sts_image_definition_t *out_definition) {
-    return guarded([&] {
+    return as_call([&] {
         if (out_definition == nullptr)
             return null_argument("out_definition");
         return with(lists.find(list), list, "image list", [&](ImageList &open) { return open.next(*out_definition); });
@@ -269,5 +278,5 @@ int32_t stsimg_list_image(sts_image_list_handle_t list, sts_image_definition_t *
 }
 
 int32_t stsimg_close_image_list(sts_image_list_handle_t list) {
-    return guarded([&] { return with(lists.take(list), list, "image list", [](ImageList &) { return 0; }); });
+    return as_call([&] { return with(lists.take(list), list, "image list", [](ImageList &) { return 0; }); });
 }

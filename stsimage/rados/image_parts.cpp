@@ -43,7 +43,7 @@ int note_span(Pool &pool, const std::string &id, uint64_t span) {
     librados::ObjectWriteOperation note;
     note.create(false);
     note.omap_set({{span_key(span), librados::bufferlist()}});
-    return pool.io().operate(part_object(id, 0), &note);
+    return pool.ask([&](auto &io) { return io.operate(part_object(id, 0), &note); });
 }
 
 int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spans) {
@@ -54,7 +54,7 @@ int list_spans(Pool &pool, const std::string &id, std::vector<uint64_t> &out_spa
         librados::ObjectReadOperation look;
         int found_result = 0;
         look.omap_get_vals2(after, spans_at_once, &found, &more, &found_result);
-        const int result = pool.io().operate(part_object(id, 0), &look, nullptr);
+        const int result = pool.ask([&](auto &io) { return io.operate(part_object(id, 0), &look, nullptr); });
         if (result < 0)
             return result;
         for (const auto &entry : found)
@@ -71,7 +71,7 @@ int remove_parts(Pool &pool, const std::string &id, uint64_t size) {
     if (const int result = list_spans(pool, id, spans); result < 0 && result != -ENOENT)
         return result;
     const uint64_t parts = size == unknown_size ? unknown_size : size / part_size + 1;
-    Transfers removals;
+    Transfers removals(pool);
     for (const uint64_t span : spans)
         for (uint64_t part = span * parts_per_span; part < (span + 1) * parts_per_span; ++part) {
             if (part == 0 || part >= parts)
@@ -83,13 +83,13 @@ int remove_parts(Pool &pool, const std::string &id, uint64_t size) {
         }
     if (const int result = removals.finish(); result < 0 && result != -ENOENT)
         return result;
-    const int result = pool.io().remove(part_object(id, 0));
+    const int result = pool.ask([&](auto &io) { return io.remove(part_object(id, 0)); });
     return result == -ENOENT ? 0 : result;
 }
 
 int ask_whether_read(Pool &pool, const std::string &id, bool &out_read) {
     std::list<obj_watch_t> watchers;
-    const int result = pool.io().list_watchers(part_object(id, 0), &watchers);
+    const int result = pool.ask([&](auto &io) { return io.list_watchers(part_object(id, 0), &watchers); });
     out_read = !watchers.empty();
     return result;
 }

@@ -72,7 +72,7 @@ int NameTable::ask_whether_there(bool &out_there) {
     out_there = pool().knows_lsu(lsu);
     if (out_there)
         return 0;
-    const int result = pool().io().stat("lsu/" + lsu, nullptr, nullptr);
+    const int result = pool().ask([&](auto &io) { return io.stat("lsu/" + lsu, nullptr, nullptr); });
     if (result == -ENOENT)
         return 0;
     if (result == 0) {
@@ -86,7 +86,7 @@ int NameTable::make() {
     for (size_t end = 0; end != lsu.npos;) {
         end = lsu.find('/', end + 1);
         const std::string above = lsu.substr(0, end);
-        if (const int result = pool().io().create("lsu/" + above, false); result < 0)
+        if (const int result = pool().ask([&](auto &io) { return io.create("lsu/" + above, false); }); result < 0)
             return result;
         pool().note_lsu(above);
     }
@@ -97,8 +97,9 @@ int NameTable::find(std::string_view name, std::optional<ImageEntry> &out_image,
     out_image.reset();
     out_claim.reset();
     Values found;
-    const int result =
-        pool().io().omap_get_vals_by_keys(object(shard_of(name)), {image_key(name), claim_key(name)}, &found);
+    const int result = pool().ask([&](auto &io) {
+        return io.omap_get_vals_by_keys(object(shard_of(name)), {image_key(name), claim_key(name)}, &found);
+    });
     if (result < 0)
         return result == -ENOENT ? 0 : result;
     for (auto &[key, value] : found) {
@@ -131,7 +132,7 @@ Change NameTable::change(std::string_view name, const std::map<std::string, std:
         operation.omap_set(values);
     if (!removed.empty())
         operation.omap_rm_keys(std::set<std::string>(removed.begin(), removed.end()));
-    out_result = pool().io().operate(object(shard_of(name)), &operation);
+    out_result = pool().ask([&](auto &io) { return io.operate(object(shard_of(name)), &operation); });
     if (out_result == 0)
         return Change::done;
     if (out_result == -ECANCELED)
@@ -169,7 +170,8 @@ Change NameTable::remove(std::string_view name, const ImageEntry &image, int &ou
 int NameTable::find_garbage(std::string_view name, const std::string &id, std::optional<Garbage> &out_garbage) {
     out_garbage.reset();
     Values found;
-    const int result = pool().io().omap_get_vals_by_keys(object(shard_of(name)), {garbage_key(id)}, &found);
+    const int result = pool().ask(
+        [&](auto &io) { return io.omap_get_vals_by_keys(object(shard_of(name)), {garbage_key(id)}, &found); });
     if (result == 0 && !found.empty())
         out_garbage = Garbage{id, size_of_garbage(found.begin()->second.to_str())};
     return result == -ENOENT ? 0 : result;
@@ -184,7 +186,7 @@ int NameTable::clear(unsigned shard, const Garbage &garbage) {
         result = remove_parts(pool(), garbage.id, garbage.size);
     if (result < 0)
         return result;
-    return pool().io().omap_rm_keys(object(shard), {garbage_key(garbage.id)});
+    return pool().ask([&](auto &io) { return io.omap_rm_keys(object(shard), {garbage_key(garbage.id)}); });
 }
 
 int NameTable::read_page(unsigned shard, const std::string &after, Page &out_page) const {
@@ -194,7 +196,7 @@ int NameTable::read_page(unsigned shard, const std::string &after, Page &out_pag
     librados::ObjectReadOperation look;
     int found_result = 0;
     look.omap_get_vals2(after, entries_at_once, &found, &more, &found_result);
-    const int result = pool().io().operate(object(shard), &look, nullptr);
+    const int result = pool().ask([&](auto &io) { return io.operate(object(shard), &look, nullptr); });
     if (result < 0)
         return result == -ENOENT ? 0 : result;
     for (const auto &[key, value] : found) {

@@ -13,6 +13,7 @@
 #include "stsimage/last_error.h"
 #include "stsimage/own_connections.h"
 #include "stsimage/quoted_text.h"
+#include "stsimage/rados/completion.h"
 #include "stsimage/seconds_setting.h"
 #include "stspi/stsimg.h"
 
@@ -112,9 +113,10 @@ int32_t Pool::open(const std::string &pool, const std::string &prefix) {
 }
 
 int32_t Pool::configure() {
-    uint32_t timeout = 0;
-    if (const int32_t status = read_seconds("STSIMAGE_RADOS_TIMEOUT", 1, 30, timeout); status != 0)
+    uint32_t timeout_seconds = 0;
+    if (const int32_t status = read_seconds("STSIMAGE_RADOS_TIMEOUT", 1, 30, timeout_seconds); status != 0)
         return status;
+    timeout = std::chrono::seconds(timeout_seconds);
     if (const int32_t status = read_seconds("STSIMAGE_RADOS_LEASE", 5, 30, lease_seconds); status != 0)
         return status;
     const char *const user = std::getenv("STSIMAGE_RADOS_USER");
@@ -122,7 +124,7 @@ int32_t Pool::configure() {
         return fail_system(errno_of(result), "cannot set up librados for %s", QuotedText(shown_name).c_str());
     if (const int result = cluster.conf_read_file(nullptr); result < 0)
         return fail(STS_E_SYSTEM, "cannot read the cluster's configuration (CEPH_CONF, /etc/ceph/ceph.conf)");
-    const std::string seconds = std::to_string(timeout);
+    const std::string seconds = std::to_string(timeout_seconds);
     // Without these an operation waits for ever.
     for (const char *option : {"rados_osd_op_timeout", "rados_mon_op_timeout", "client_mount_timeout"})
         if (const int result = cluster.conf_set(option, seconds.c_str()); result < 0)
@@ -145,7 +147,12 @@ bool Pool::demand_ours() const {
 }
 
 int Pool::watch(const std::string &object, uint64_t &out_watch) {
-    return context.watch3(object, &out_watch, &silent_watch(), lease_seconds);
+    return ask([&](auto &io) { return io.watch3(object, &out_watch, &silent_watch(), lease_seconds); });
+}
+
+void Pool::end_watch(uint64_t watch) {
+    if (ask([watch](auto &io) { return io.unwatch2(watch); }) == -ETIME)
+        context.aio_unwatch(watch, make_completion().get());
 }
 
 bool Pool::is_watching(uint64_t watch) {
@@ -160,13 +167,13 @@ int Pool::announce() {
         return 0;
     // Of callers that have waited for each other one has tried, or each would wait for the time-out after the other.
     if (!announced && last_announcing < 0 && announced_at >= begun)
-        return last_announcing;
+        return heed(last_announcing);
     if (announced)
-        context.unwatch2(announcement);
+        end_watch(announcement);
     announced = false;
     int result = watch(writers_object, announcement);
     if (result == -ENOENT) {
-        result = context.create(writers_object, false);
+        result = ask([](auto &io) { return io.create(writers_object, false); });
         if (result == 0)
             result = watch(writers_object, announcement);
     }
@@ -178,7 +185,7 @@ int Pool::announce() {
 
 int Pool::ask_whether_lives(ProcessNumber process, bool &out_lives) {
     std::list<obj_watch_t> watchers;
-    const int result = context.list_watchers(writers_object, &watchers);
+    const int result = ask([&](auto &io) { return io.list_watchers(writers_object, &watchers); });
     if (result < 0 && result != -ENOENT)
         return result;
     out_lives = std::any_of(watchers.begin(), watchers.end(), [process](const obj_watch_t &watcher) {

@@ -1,11 +1,11 @@
 // A pool of a cluster, and in it the namespace that belongs to one root of images.
 //
-// No call waits longer than the time-out of STSIMAGE_RADOS_TIMEOUT (30 seconds) for one operation. A pool that is full answers at
-// once. The configuration is the one that programs of the cluster read too: CEPH_CONF or /etc/ceph/ceph.conf.
+// No operation takes longer than the time-out of STSIMAGE_RADOS_TIMEOUT (30 seconds). A pool that is full answers at once. The configuration is the one that programs of the cluster read too: CEPH_CONF or /etc/ceph/ceph.conf.
 #pragma once
 
 #include <sys/types.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -14,6 +14,8 @@
 #include <set>
 #include <string>
 #include <string_view>
+
+#include "stsimage/call_patience.h"
 
 namespace stsimage {
 
@@ -30,7 +32,23 @@ public:
     Pool(const Pool &) = delete;
     Pool &operator=(const Pool &) = delete;
 
-    // For any thread.
+    // Asks one thing of the pool, operation(io), for any thread. Gives what librados gave, or -ETIME where nothing was asked since
+    // the call has no time left (call_patience.h).
+    template <class Operation>
+    int ask(Operation operation) {
+        if (time_left_for_call().count() == 0)
+            return -ETIME;
+        return heed(operation(context));
+    }
+
+    // Notes that something which was asked for earlier was not answered in its time. Gives the same.
+    int heed(int result) const {
+        if (result == -ETIMEDOUT)
+            note_time_out(timeout);
+        return result;
+    }
+
+    // For what does not wait, and what belongs to no call.
     librados::IoCtx &io() { return context; }
 
     // For messages.
@@ -55,6 +73,9 @@ public:
     // Watches an object, which keeps it from being cleared away, as announce() does this process.
     int watch(const std::string &object, uint64_t &out_watch);
 
+    // Ends that, even where the pool cannot be told.
+    void end_watch(uint64_t watch);
+
     // Whether the object has surely been watched up to now. A process that stood still for longer than its lease has lost the watch
     // before librados tells so.
     bool is_watching(uint64_t watch);
@@ -78,6 +99,7 @@ private:
     ProcessNumber number = 0;
     pid_t maker = 0;
     uint32_t lease_seconds = 0;
+    std::chrono::seconds timeout{0};
     std::mutex announcing;  // may be had for as long as operations of the cluster take
     bool announced = false;
     uint64_t announcement = 0;

@@ -25,7 +25,7 @@ RadosDraft::RadosDraft(NameTable draft_table, std::string draft_name)
     : table(std::move(draft_table)),
       name(std::move(draft_name)),
       shown_path(table.path_of(name)),
-      writes(std::make_unique<Transfers>()) {}
+      writes(std::make_unique<Transfers>(table.pool())) {}
 
 RadosDraft::~RadosDraft() {
     if (!table.pool().is_ours()) {
@@ -159,8 +159,9 @@ bool RadosDraft::read_range(char *target, uint64_t length, uint64_t place) {
     while (length > 0) {
         const uint64_t share = std::min(length, part_size - place % part_size);
         librados::bufferlist data;
-        const int result =
-            table.pool().io().read(part_object(claim.id, place / part_size), data, share, place % part_size);
+        const int result = table.pool().ask([&](auto &io) {
+            return io.read(part_object(claim.id, place / part_size), data, share, place % part_size);
+        });
         if (result < 0 && result != -ENOENT) {
             errno = errno_of(result);
             return false;
@@ -186,7 +187,8 @@ bool RadosDraft::cut(uint64_t place) {
             operation.remove();
         else
             operation.truncate(place % part_size);
-        const int result = table.pool().io().operate(part_object(claim.id, part), &operation);
+        const int result =
+            table.pool().ask([&](auto &io) { return io.operate(part_object(claim.id, part), &operation); });
         if (result < 0 && result != -ENOENT) {
             errno = errno_of(result);
             return false;
@@ -202,7 +204,7 @@ int32_t RadosDraft::copy(StoredImage &source) {
     Pool &pool = table.pool();
     std::vector<uint64_t> noted;
     int result = list_spans(pool, image.id, noted);
-    Transfers copies;
+    Transfers copies(pool);
     for (const uint64_t span : noted) {
         if (result >= 0 && span != 0)
             result = note_span(pool, claim.id, span);

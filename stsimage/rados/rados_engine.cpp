@@ -1,6 +1,6 @@
 // What the image library finds in this one.
 #include "stsimage/engine.h"
-#include "stsimage/host_last_error.h"
+#include "stsimage/engine_host.h"
 #include "stsimage/rados/rados_root.h"
 #include "stsimage/rados/rados_store.h"
 

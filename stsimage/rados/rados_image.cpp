@@ -44,6 +44,15 @@ int RadosImage::PartRead::await() {
     return completion->get_return_value();
 }
 
+bool RadosImage::PartRead::has_failed() const {
+    if (refused < 0)
+        return true;
+    if (!completion->is_complete())
+        return false;
+    const int result = completion->get_return_value();
+    return result < 0 && result != -ENOENT;
+}
+
 RadosImage::RadosImage(NameTable image_table, std::string image_name)
     : table(std::move(image_table)), name(std::move(image_name)), shown_path(table.path_of(name)) {}
 
@@ -57,7 +66,7 @@ RadosImage::~RadosImage() {
     ahead.clear();
     if (!watched)
         return;
-    table.pool().io().unwatch2(watch_handle);
+    table.pool().end_watch(watch_handle);
     // The last reader of an image that was replaced or deleted meanwhile takes its parts away.
     std::optional<Garbage> garbage;
     if (table.find_garbage(name, entry.id, garbage) == 0 && garbage)
@@ -76,7 +85,7 @@ int32_t RadosImage::open() {
         if (watched && found && found->id == entry.id)
             return 0;
         if (watched)
-            table.pool().io().unwatch2(watch_handle);
+            table.pool().end_watch(watch_handle);
         watched = false;
         if (!found)
             return fail(STS_E_NOT_FOUND, "there is no image %s in %s", QuotedText(name).c_str(),
@@ -144,19 +153,24 @@ int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool 
     int result;
     if (sequential) {
         const std::shared_ptr<PartRead> read = fetch_ahead(part);
-        result = read->await();
+        result = table.pool().heed(read->await());
         if (result >= 0 && offset < read->data.length())
             out_data.substr_of(read->data, static_cast<unsigned>(offset),
                                static_cast<unsigned>(std::min(length, read->data.length() - offset)));
     } else {
-        result = table.pool().io().read(part_object(entry.id, part), out_data, length, offset);
+        result =
+            table.pool().ask([&](auto &io) { return io.read(part_object(entry.id, part), out_data, length, offset); });
     }
     return result != -ENOENT ? result : check_watch();
 }
 
 int RadosImage::check_watch() { return table.pool().is_watching(watch_handle) ? 0 : -EIDRM; }
 
-// Gives the part, and sees to it that those behind it are under way.
+std::shared_ptr<RadosImage::PartRead> RadosImage::start_reading(uint64_t part) {
+    return std::make_shared<PartRead>(table.pool().io(), part_object(entry.id, part));
+}
+
+// Gives the part, and sees to it that those behind it are under way. One that has failed by now is asked for once more.
 std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {
     const std::lock_guard<std::mutex> lock(ahead_mutex);
     ahead.erase(ahead.begin(), ahead.lower_bound(part));
@@ -165,7 +179,9 @@ std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {
     for (uint64_t next = part; next < end; ++next) {
         const auto place = ahead.lower_bound(next);
         if (place == ahead.end() || place->first != next)
-            ahead.emplace_hint(place, next, std::make_shared<PartRead>(table.pool().io(), part_object(entry.id, next)));
+            ahead.emplace_hint(place, next, start_reading(next));
+        else if (place->second->has_failed())
+            place->second = start_reading(next);
     }
     return ahead.at(part);
 }

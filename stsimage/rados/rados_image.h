@@ -40,6 +40,9 @@ private:
         ~PartRead();
         int await();
 
+        // Whether it is known by now that it cannot be read.
+        bool has_failed() const;
+
         // Leaves it as it is.
         void abandon();
 
@@ -49,8 +52,8 @@ private:
         bool abandoned = false;
     };
 
-    int watch();
     bool is_sequential(uint64_t place, uint64_t length);
+    std::shared_ptr<PartRead> start_reading(uint64_t part);
     std::shared_ptr<PartRead> fetch_ahead(uint64_t part);
     bool read_range(char *target, uint64_t length, uint64_t place, bool sequential);
     int read_part(uint64_t part, uint64_t offset, uint64_t length, bool sequential, librados::bufferlist &out_data);

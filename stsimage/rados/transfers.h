@@ -4,22 +4,17 @@
 #include <cerrno>
 #include <cstddef>
 #include <deque>
-#include <memory>
-#include <rados/librados.hpp>
+#include <utility>
+
+#include "stsimage/rados/completion.h"
+#include "stsimage/rados/pool.h"
 
 namespace stsimage {
-
-struct ReleaseCompletion {
-    void operator()(librados::AioCompletion *completion) const { completion->release(); }
-};
-using Completion = std::unique_ptr<librados::AioCompletion, ReleaseCompletion>;
-
-inline Completion make_completion() { return Completion(librados::Rados::aio_create_completion()); }
 
 // For one thread. Operations on one object are done in the order in which they were started.
 class Transfers {
 public:
-    Transfers() = default;
+    explicit Transfers(Pool &own_pool) : pool(own_pool) {}
     Transfers(const Transfers &) = delete;
     Transfers &operator=(const Transfers &) = delete;
     ~Transfers() { finish(); }
@@ -50,7 +45,7 @@ private:
 
     void await_oldest() {
         running.front()->wait_for_complete();
-        note(running.front()->get_return_value());
+        note(pool.heed(running.front()->get_return_value()));
         running.pop_front();
     }
 
@@ -59,6 +54,7 @@ private:
             first_failure = result;
     }
 
+    Pool &pool;
     std::deque<Completion> running;
     int first_failure = 0;
 };

@@ -1,6 +1,7 @@
 // What came of a request to the service.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -10,10 +11,11 @@
 namespace stsimage::s3 {
 
 struct Answer {
-    int error = 0;         // an errno value, 0 when the service has done it
-    bool unclear = false;  // it may have been done, now or later, whatever the error says
-    long status = 0;       // of HTTP, 0 when there was no answer
-    Fields headers;        // names in lower case
+    int error = 0;                                // an errno value, 0 when the service has done it
+    bool unclear = false;                         // it may have been done, now or later, whatever the error says
+    std::chrono::milliseconds waited_in_vain{0};  // the time-out, when the request had all of it
+    long status = 0;                              // of HTTP, 0 when there was no answer
+    Fields headers;                               // names in lower case
     std::string body;
     std::string code;   // the service's own name of an error
     std::string words;  // what went wrong, for a message

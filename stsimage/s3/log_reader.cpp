@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/s3/background.h"
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/process_end.h"
@@ -19,6 +20,10 @@ constexpr uint64_t parts_ahead = 4;
 
 // Shorter reads are random ones, or of tables, and say nothing about a stream.
 constexpr uint64_t least_of_stream = uint64_t{64} * 1024;
+
+bool has_failed(const std::shared_future<Answer> &part) {
+    return part.wait_for(std::chrono::seconds(0)) == std::future_status::ready && !part.get().ok();
+}
 
 }  // namespace
 
@@ -47,6 +52,8 @@ bool LogReader::read(char *target, uint64_t length, uint64_t place) {
             found = fetch_window(place / window_size);
         }
         if (!found->ok()) {
+            if (found->waited_in_vain.count() > 0)
+                note_time_out(found->waited_in_vain);
             errno = found->error == ENOENT ? EIDRM : errno_of(*found);
             return false;
         }
@@ -102,7 +109,7 @@ std::shared_future<Answer> LogReader::start_fetching(uint64_t part) {
         .share();
 }
 
-// Gives the part, and sees to it that those behind it are under way.
+// Gives the part, and sees to it that those behind it are under way. One that has failed by now is asked for once more.
 LogReader::SharedAnswer LogReader::fetch_part(uint64_t part) {
     std::shared_future<Answer> wanted;
     {
@@ -114,6 +121,8 @@ LogReader::SharedAnswer LogReader::fetch_part(uint64_t part) {
             const auto place = ahead->lower_bound(next);
             if (place == ahead->end() || place->first != next)
                 ahead->emplace_hint(place, next, start_fetching(next));
+            else if (has_failed(place->second))
+                place->second = start_fetching(next);
         }
         wanted = ahead->at(part);
     }

@@ -5,6 +5,7 @@
 #include <deque>
 #include <future>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/s3/answer.h"
 #include "stsimage/s3/background.h"
 
@@ -44,6 +45,8 @@ private:
         std::future<Answer> oldest = std::move(running.front());
         running.pop_front();
         Answer answer = oldest.get();
+        if (answer.waited_in_vain.count() > 0)
+            note_time_out(answer.waited_in_vain);
         if (!answer.ok() && first_failure.ok())
             first_failure = std::move(answer);
     }

@@ -1,6 +1,6 @@
 // What the image library finds in this one.
 #include "stsimage/engine.h"
-#include "stsimage/host_last_error.h"
+#include "stsimage/engine_host.h"
 #include "stsimage/s3/s3_root.h"
 #include "stsimage/s3/s3_store.h"
 

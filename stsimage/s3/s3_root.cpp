@@ -1,7 +1,6 @@
 #include "stsimage/s3/s3_root.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <mutex>
 #include <utility>
 
@@ -21,7 +20,7 @@ int32_t S3Root::open(std::string_view location, std::unique_ptr<StoreRoot> &out_
     return 0;
 }
 
-int32_t S3Root::list_lsus(std::vector<std::string> &out_lsus) {
+Answer S3Root::find_lsus(std::vector<std::string> &out_lsus) {
     out_lsus.clear();
     Answer answer = root->bucket().list_all("lsu/", "", [&](const ListPage &page, std::time_t) {
         for (const ListedObject &object : page.objects) {
@@ -33,9 +32,14 @@ int32_t S3Root::list_lsus(std::vector<std::string> &out_lsus) {
         }
         return Answer();
     });
+    std::sort(out_lsus.begin(), out_lsus.end());
+    return answer;
+}
+
+int32_t S3Root::list_lsus(std::vector<std::string> &out_lsus) {
+    const Answer answer = find_lsus(out_lsus);
     if (!answer.ok())
         return tell(answer, std::string("cannot list the LSUs in ") + QuotedText(root->bucket().name()).c_str());
-    std::sort(out_lsus.begin(), out_lsus.end());
     return 0;
 }
 
@@ -126,8 +130,8 @@ Answer S3Root::find_ids_without_note(std::set<std::string> &out_ids) {
         return Answer();
     });
     std::vector<std::string> lsus;
-    if (answer.ok() && !out_ids.empty() && list_lsus(lsus) != 0)
-        answer.error = EBADMSG;
+    if (answer.ok() && !out_ids.empty())
+        answer = find_lsus(lsus);
     for (const std::string &lsu : lsus)
         if (answer.ok())
             answer = forget_named(lsu, out_ids);

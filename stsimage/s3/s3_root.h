@@ -25,6 +25,7 @@ public:
     int32_t find_orphans(Disposal disposal, const LeftoverListener &listener) override;
 
 private:
+    Answer find_lsus(std::vector<std::string> &out_lsus);
     bool look_at(const LooseParts &parts, Disposal disposal, Leftover &out_leftover);
     Answer find_ids_without_note(std::set<std::string> &out_ids);
     Answer forget_named(const std::string &lsu, std::set<std::string> &ids);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/s3/process_end.h"
 #include "stsimage/s3/xml_answers.h"
@@ -102,12 +103,17 @@ bool Service::find_others(const Credentials &refused) {
 Answer Service::send(Request request, size_t longest_body) {
     const UnderWay under_way;
     const Milliseconds time_out = std::chrono::seconds(own_settings.timeout_seconds);
-    const Clock::time_point end = Clock::now() + time_out;
+    const Clock::time_point end = Clock::now() + std::min(time_out, time_left_for_call());
     const Fields unsigned_headers = request.headers;
     bool unclear = false;
     Milliseconds wait = first_wait;
     Answer earlier;
     Credentials used;
+    if (Clock::now() + first_wait >= end) {
+        earlier.error = ETIME;
+        earlier.words = own_settings.endpoint + " did not answer this call before";
+        return earlier;
+    }
     for (;;) {
         request.headers = unsigned_headers;
         Answer answer;
@@ -133,8 +139,13 @@ Answer Service::send(Request request, size_t longest_body) {
         answer.unclear = unclear && !answer.ok();
         const bool again =
             !answer.ok() && !process_ends() && !too_long && !untrusted && (!answered || may_be_tried_again(answer));
-        if (!again || Clock::now() + wait >= end)
+        if (!again)
             return answer;
+        if (Clock::now() + wait >= end) {
+            answer.waited_in_vain = time_out;
+            note_time_out(time_out);
+            return answer;
+        }
         earlier = std::move(answer);
         std::this_thread::sleep_for(wait);
         wait = std::min(wait * 2, longest_wait);

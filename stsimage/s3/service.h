@@ -19,8 +19,8 @@ public:
 
     const Settings &settings() const { return own_settings; }
 
-    // Makes a request, again if it is refused for the moment or its answer does not come, and for so long as the time-out at
-    // most. Every request must be one that may be done twice. An answer that is not success has an errno value: ENOENT for what
+    // Makes a request, again if it is refused for the moment or its answer does not come, and for so long as the time-out or the
+    // call's patience at most. Every request must be one that may be done twice. An answer that is not success has an errno value: ENOENT for what
     // is not there, ECANCELED for a condition that does not hold. Where credentials are refused that have been changed in their
     // file meanwhile, the new ones are used.
     Answer send(Request request, size_t longest_body = 1 << 20);

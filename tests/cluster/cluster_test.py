@@ -20,6 +20,7 @@ from apart import Apart
 from bad_link import BadLink
 from ceph_cluster import POOL, CephCluster
 from ceph_file_system import CephFileSystem
+from image_calls import ImageCalls
 from processes import check_names, finish, passes
 from s3_gateways import BUCKET, DATA_POOL, S3Gateways
 
@@ -28,6 +29,7 @@ FAULTS = os.environ.get("STSPI_CLUSTER_FAULTS", "7")
 SOURCE = pathlib.Path(__file__).parents[2]
 LIBRARY_SHARDS = 3  # most of the time is waiting
 CALM_AT_ONCE = 3
+NOT_FOUND = 2060022
 PARTS = {}  # name -> what runs it in a world
 CALM_PARTS = ("library", "races", "shared_directory", "faults", "left_behind", "mixture", "damaged_part", "stopped_reader",
               "simhost_by_two_hosts")
@@ -270,6 +272,51 @@ def unanswered_closes(world):
         assert end in ends, f"{how}: {end}"
         finish(world.start(program, "answered", client=2, **place))
         assert finish(world.start(program, "look", **place)).strip() == "is there"
+
+
+@part_in(Pool)
+def unanswered_calls(world):
+    """A host that is cut off: each call ends after two time-outs, what was said of the images is true, and a reader goes on afterwards."""
+    time_out = 3
+    place = {"root": "unanswered", "STSIMAGE_RADOS_TIMEOUT": str(time_out), "stdin": subprocess.PIPE}
+
+    def begin(client, *before):
+        calls = ImageCalls(world.start(f"{world.build}/bin/image_calls", client=client, **place))
+        for call in before:
+            calls.good(call)
+        return calls
+
+    def read_until(reader, is_wanted):
+        deadline = time.monotonic() + 60
+        while not is_wanted(reader.make("read 1048576")[0]):
+            assert time.monotonic() < deadline
+
+    begin(1, "create old", "write 60000000", "close", "create lost", "write 1", "close").end()
+    silences = ((("list",), "create new"), (("list",), "open old"), (("list",), "stat old"), (("list",), "list"),
+                (("list",), "delete lost"), (("open old",), "read 20000000"), (("open old",), "close"),
+                (("create one", "write 90000000"), "write 90000000"), (("create two", "write 9000000"), "close"))
+    hosts = [begin(1, *before) for before, _ in silences]
+    reader = begin(1, "open old", "read 1048576", "read 1048576")
+    world.cluster.set_link("client1", "down")
+    try:
+        with ThreadPoolExecutor(len(hosts)) as at_once:
+            ends = list(at_once.map(lambda calls, silence: calls.make(silence[1]), hosts, silences))
+        read_until(reader, lambda status: status != 0)
+    finally:
+        world.cluster.set_link("client1", "up")
+    for (_, wanted), (status, seconds, text) in zip(silences, ends):
+        print(f"{wanted}: {status} after {seconds} s: {text}", flush=True)
+        assert (status != 0 or wanted == "close") and seconds < 2.75 * time_out, (wanted, status, seconds)
+    read_until(reader, lambda status: status == 0)
+    for _ in range(57):
+        reader.good("read 1048576")
+    for calls in (*hosts, reader):
+        calls.end()
+    looker = begin(2, "open old", "read 20000000", "close")
+    for name in ("new", "one", "two"):
+        status, _, text = looker.make("stat", name)
+        assert status == NOT_FOUND, (name, status, text)
+    looker.end()
 
 
 class Keeper:

@@ -7,7 +7,7 @@
 //     unanswered_close look                 tells whether the image is there
 //
 // STSIMAGE_ROOT says where. Exit status 0 when close told what it must: STSIMG_E_OUTCOME_UNKNOWN in the first two cases, and
-// success in the third too, since the library can look.
+// success in the third too, since the library can look. It must not take longer than two time-outs (STSIMAGE_RADOS_TIMEOUT).
 //
 // The call of librados that the library makes is this program's, which the dynamic linker finds first.
 #include <dlfcn.h>
@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <rados/librados.hpp>
 #include <string>
 #include <string_view>
@@ -133,13 +134,15 @@ int write_and_close(Trouble wanted) {
     trouble = wanted;
     const auto begin = std::chrono::steady_clock::now();
     status = stsimg_close_image(image);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - begin);
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+    const bool is_timely = seconds.count() < 2.75 * std::atof(std::getenv("STSIMAGE_RADOS_TIMEOUT"));
     const bool is_cut = wanted == Trouble::lost || wanted == Trouble::done;
-    std::printf("%s: close gave %d after %d s%s%s\n", words_of_trouble(wanted), status,
-                static_cast<int>(seconds.count()), status == 0 ? "" : ": ", status == 0 ? "" : stsimg_last_error());
+    std::printf("%s: close gave %d after %.1f s%s%s\n", words_of_trouble(wanted), status, seconds.count(),
+                status == 0 ? "" : ": ", status == 0 ? "" : stsimg_last_error());
     std::fflush(stdout);
     // The ends of objects would wait for a cluster that is cut off.
-    _exit(trouble == Trouble::none && status == (is_cut ? STSIMG_E_OUTCOME_UNKNOWN : 0) ? 0 : 1);
+    const bool is_right = trouble == Trouble::none && status == (is_cut ? STSIMG_E_OUTCOME_UNKNOWN : 0);
+    _exit(is_right && is_timely ? 0 : 1);
 }
 
 }  // namespace

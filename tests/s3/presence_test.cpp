@@ -10,8 +10,10 @@
 #include <string>
 #include <thread>
 
+#include "stsimage/engine_host.h"
 #include "stsimage/s3/bucket.h"
 #include "stsimage/s3/process_end.h"
+#include "tests/support/engine_host_double.h"
 
 namespace {
 
@@ -22,6 +24,7 @@ namespace {
     setenv("AWS_SECRET_ACCESS_KEY", "secret", 1);
     setenv("STSIMAGE_S3_TIMEOUT", "1", 1);
     setenv("STSIMAGE_S3_LEASE", "3", 1);
+    stsimage::use_host(&engine_host_double::host);
     std::unique_ptr<stsimage::s3::Bucket> bucket;
     if (stsimage::s3::Bucket::open("//images", bucket) != 0)
         std::_Exit(2);

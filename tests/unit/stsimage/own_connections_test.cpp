@@ -7,35 +7,20 @@
 #include <string>
 #include <thread>
 
-#include "stsimage/host_last_error.h"
+#include "stsimage/engine_host.h"
+#include "tests/support/engine_host_double.h"
 
 using namespace std::chrono_literals;
 
 namespace {
 
-thread_local std::string latest_text;
-
-int32_t tell(int32_t status, const char *text) {
-    latest_text = text;
-    return status;
-}
-
-int32_t tell_system(int, const char *text) { return tell(1, text); }
-
-const char *latest(int &out_error) {
-    out_error = 0;
-    return latest_text.c_str();
-}
-
-void tell_again(const char *text, int) { latest_text = text; }
-
-constexpr stsimage::EngineHost host{tell, tell_system, latest, tell_again};
+using engine_host_double::latest_text;
 
 struct Connection {};
 
 class OwnConnections : public testing::Test {
 protected:
-    void SetUp() override { stsimage::use_host(&host); }
+    void SetUp() override { stsimage::use_host(&engine_host_double::host); }
 
     // Fails, and takes as long as a second caller may need to come.
     int32_t fail_slowly(const std::string &location) {

@@ -1,10 +1,11 @@
-#include "stsimage/host_last_error.h"
+#include "stsimage/engine_host.h"
 
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/last_error.h"
 
 namespace stsimage {
@@ -41,5 +42,11 @@ EarlierFailure::EarlierFailure() {
 }
 
 void EarlierFailure::tell_again() const { current_host.load()->tell_again(text, error); }
+
+void note_time_out(std::chrono::milliseconds time_out) { current_host.load()->note_time_out(time_out.count()); }
+
+std::chrono::milliseconds time_left_for_call() {
+    return std::chrono::milliseconds(current_host.load()->time_left_for_call());
+}
 
 }  // namespace stsimage

@@ -1,4 +1,4 @@
-// Where this library's failures go: the image library keeps their texts.
+// What the image library does for this one: it keeps the texts of failures, and knows what a call may still wait for.
 #pragma once
 
 #include "stsimage/engine.h"

@@ -1,0 +1,33 @@
+// How long a call still waits for an engine that does not answer.
+//
+// What is asked of an engine has a time-out each, and a call asks several things, one after the other. Once one of them was not
+// answered in its time, all that the call still asks, to learn what came of it and to leave nothing behind, has as long again
+// together. So a call that nothing answers ends after two time-outs.
+#pragma once
+
+#include <chrono>
+
+namespace stsimage {
+
+// What the calling thread does as long as this lives is one call. Threads that do none have no limit.
+class CallPatience {
+public:
+    CallPatience();
+    CallPatience(const CallPatience &) = delete;
+    CallPatience &operator=(const CallPatience &) = delete;
+    ~CallPatience();
+
+private:
+    // Of the call in which this one is made, if there is one.
+    bool was_in_call;
+    bool was_limited;
+    std::chrono::steady_clock::time_point earlier_end;
+};
+
+// Something that the calling thread's call has asked was not answered in this time. Only the first time matters.
+void note_time_out(std::chrono::milliseconds time_out);
+
+// What the call may still wait for. Zero when nothing is to be asked any more; without limit it is more than any time-out.
+std::chrono::milliseconds time_left_for_call();
+
+}  // namespace stsimage
