@@ -66,13 +66,23 @@ bool is_all_zero(const char *bytes, size_t length) {
     return std::all_of(bytes, bytes + length, [](char byte) { return byte == 0; });
 }
 
-// How many of the sectors behind the first carry the tags of a block.
-size_t tags_that_match(const char *block, uint64_t check) {
+struct Tags {
+    size_t there = 0;
     size_t matching = 0;
-    for (size_t sector = 1; sector < sectors; ++sector)
-        if (word_at(block + sector * sector_bytes) == tag_of(check, sector))
-            ++matching;
-    return matching;
+};
+
+// The tags in a part of a block, which begins at this place in it, and how many of them are those of the block with that check.
+Tags tags_in(const char *part, size_t from, size_t length, uint64_t check) {
+    Tags tags;
+    for (size_t sector = 1; sector < sectors; ++sector) {
+        const size_t place = sector * sector_bytes;
+        if (place < from || place + sizeof(uint64_t) > from + length)
+            continue;
+        ++tags.there;
+        if (word_at(part + place - from) == tag_of(check, sector))
+            ++tags.matching;
+    }
+    return tags;
 }
 
 // The first place of a spoilt buffer that is as it was.
@@ -190,18 +200,18 @@ BlockFault DataBlocks::diagnose(const char *bytes, const char *right, const Cont
     if (bits <= few_bits)
         return {PromiseKind::flipped_bits, offset,
                 fmt::format("{} of its bits {} wrong", bits, bits == 1 ? "is" : "are")};
-    if (from != 0 || length < block_bytes)
-        if (from != 0 || length < sizeof(Stamp))
-            return {PromiseKind::foreign_block, offset, fmt::format("{} of its bits are wrong", bits)};
-    const Stamp stamp = stamp_in(bytes);
-    const uint64_t right_check = stamp_of(m_seed, content, offset).check;
-    const bool has_tags = length == block_bytes;
-    if (has_tags && is_whole(stamp)) {
-        if (tags_that_match(bytes, stamp.check) < sectors - 1)
+    const Tags right_tags = tags_in(bytes, from, length, stamp_of(m_seed, content, offset).check);
+    const bool has_stamp = from == 0 && length >= sizeof(Stamp);
+    const Stamp stamp = has_stamp ? stamp_in(bytes) : Stamp{};
+    if (is_whole(stamp)) {
+        const Tags tags = tags_in(bytes, from, length, stamp.check);
+        if (tags.matching < tags.there)
             return {PromiseKind::torn_block, offset, "its sectors are of different blocks"};
-    } else if (has_tags && tags_that_match(bytes, right_check) > 0) {
+    } else if (right_tags.matching > 0 && (has_stamp || right_tags.matching < right_tags.there)) {
         return {PromiseKind::torn_block, offset, "a part of it is something else"};
     }
+    if (!has_stamp)
+        return {PromiseKind::foreign_block, offset, fmt::format("{} of its bits are wrong", bits)};
     if (auto other = other_identity(bytes, content, offset, earlier_were_right))
         return *other;
     if (is_whole(stamp))

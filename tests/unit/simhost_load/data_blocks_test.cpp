@@ -109,6 +109,17 @@ TEST(WrongBlock, OfSectorsOfTwoBlocksIsTorn) {
     EXPECT_EQ(kind_of(std::string(3584, '\0') + right.substr(3584), 0), PromiseKind::torn_block);
 }
 
+TEST(WrongBlock, OfSectorsOfTwoBlocksIsTornInAPartOfItToo) {
+    const std::string right = bytes_of(content, 0, block_bytes);
+    const std::string torn = right.substr(0, 1024) + std::string(1024, '\0') + right.substr(2048);
+    EXPECT_EQ(kind_of(torn.substr(0, 2000), 0), PromiseKind::torn_block);
+    EXPECT_EQ(kind_of(torn.substr(0, 1032), 0), PromiseKind::torn_block);
+    EXPECT_EQ(kind_of(torn.substr(700), 700), PromiseKind::torn_block);
+    EXPECT_EQ(kind_of(torn.substr(1500, 1000), 1500), PromiseKind::torn_block);
+    // Without a mark of the right block beside it, it could be anything.
+    EXPECT_EQ(kind_of(torn.substr(1100, 500), 1100), PromiseKind::lost_block);
+}
+
 TEST(WrongBlock, WithFewWrongBitsHasFlippedOnes) {
     // In the stamp, in a mark, in the filler.
     for (const size_t place : {0U, 8U, 50U, 600U, 1024U, 4095U}) {
