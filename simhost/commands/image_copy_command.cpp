@@ -4,6 +4,7 @@
 #include "base/escaped_text.h"
 #include "simhost/commands/image_options.h"
 #include "simhost/commands/server_session.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/report/quantities.h"
 
@@ -21,11 +22,14 @@ struct CopyOptions {
 
 void copy(ImageStore &source_store, ImageStore &target_store, const CopyOptions &options, Report &report) {
     warn_of_unusable_lsu(target_store);
+    warn_of_local_lsu(target_store, current_image_root());
     if (!options.replace)
         refuse_to_replace(target_store, options.target);
     const uint64_t size = source_store.info(options.source).size_bytes;
     OpenImage source(source_store, options.source, OpenImage::How::read);
     OpenImage target(target_store, options.target, OpenImage::How::create);
+    if (!options.replace)
+        refuse_what_came_meanwhile(target_store, options.target);
     const double seconds = copy_image(source, target, size, options.chunk_bytes);
     target.close();
     source.close();

@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr char another_is_there[] = "another image of that name is there; --replace puts this one in its place";
+
 struct MigrateOptions {
     ImageOptions image;
     std::string from;
@@ -62,6 +64,7 @@ void Migration::run() {
     m_report.result()["from"] = m_options.from;
     m_report.result()["to"] = m_options.to;
     m_report.result()["images"] = Json::array();
+    warn_of_local_lsu(m_store, keeps_directories_here(m_options.to) ? m_options.to : m_options.from);
     use_image_root(m_options.from);
     std::vector<std::string> names = m_options.names.empty() ? m_store.list() : m_options.names;
     std::sort(names.begin(), names.end());
@@ -114,7 +117,7 @@ bool Migration::is_there_already(const std::string &name, uint64_t size, std::st
         return true;
     m_are_two_places = true;
     if (!m_options.replace)
-        throw BadAnswer("another image of that name is there; --replace puts this one in its place");
+        throw BadAnswer(another_is_there);
     return false;
 }
 
@@ -142,6 +145,8 @@ void Migration::copy(const std::string &name, uint64_t size) {
     OpenImage source(m_store, name, OpenImage::How::read);
     use_image_root(m_options.to);
     OpenImage target(m_store, name, OpenImage::How::create);
+    if (!m_options.replace && m_store.host().hides_unfinished_images() && m_store.has(name))
+        throw BadAnswer(another_is_there);
     m_seconds += copy_image(source, target, size, m_options.chunk_bytes);
     try {
         target.close();

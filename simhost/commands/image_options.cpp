@@ -7,6 +7,7 @@
 #include "base/escaped_text.h"
 #include "base/text_field.h"
 #include "simhost/commands/server_session.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/image_transfer.h"
 
 void add_image_options(CLI::App &command, ImageOptions &options, CommandLine &line) {
@@ -37,10 +38,22 @@ void warn_of_unusable_lsu(ImageStore &store) {
         store.host().report().warn(fmt::format("{} (the image library may store it all the same)", why));
 }
 
+void warn_of_local_lsu(ImageStore &store, const std::string &image_root) {
+    if (store.is_directory() && keeps_directories_here(image_root))
+        store.host().report().warn(fmt::format(
+            "images on {} lie in a directory of this machine, not in {}; STSIMAGE_ABSOLUTE=store leads them there",
+            in_quotes(store.lsu_name()), printable(image_root)));
+}
+
 void refuse_to_replace(ImageStore &store, const std::string &name) {
     if (store.has(name))
         throw UsageError(
             fmt::format("the image {} is there already; --replace puts another in its place", in_quotes(name)));
+}
+
+void refuse_what_came_meanwhile(ImageStore &store, const std::string &name) {
+    if (store.host().hides_unfinished_images())
+        refuse_to_replace(store, name);
 }
 
 std::string hash_of_image(ImageStore &store, const std::string &name, uint64_t size, uint64_t chunk_bytes) {

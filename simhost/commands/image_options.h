@@ -22,8 +22,15 @@ void with_images(const Workbench &bench, const HostOptions &host_options, const 
 // Warns when the server does not offer the LSU to its hosts: the image library takes images for it all the same.
 void warn_of_unusable_lsu(ImageStore &store);
 
+// Warns when images on the LSU stay on this machine, though they are to be in a store that many share.
+void warn_of_local_lsu(ImageStore &store, const std::string &image_root);
+
 // Throws UsageError when the image is there and must not be replaced.
 void refuse_to_replace(ImageStore &store, const std::string &name);
+
+// The same when the image has been created: now that its name is taken, nobody else can put one there any more. Another image
+// library may show it already, and is not asked.
+void refuse_what_came_meanwhile(ImageStore &store, const std::string &name);
 
 // The hash of all of an image, read for it.
 std::string hash_of_image(ImageStore &store, const std::string &name, uint64_t size, uint64_t chunk_bytes);

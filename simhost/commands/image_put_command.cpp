@@ -3,6 +3,7 @@
 
 #include "base/escaped_text.h"
 #include "simhost/commands/image_options.h"
+#include "simhost/host/image_root.h"
 #include "simhost/host/image_transfer.h"
 #include "simhost/report/quantities.h"
 
@@ -18,9 +19,12 @@ struct PutOptions {
 
 void put(ImageStore &store, DataSource &source, const PutOptions &options, Report &report) {
     warn_of_unusable_lsu(store);
+    warn_of_local_lsu(store, current_image_root());
     if (!options.replace)
         refuse_to_replace(store, options.name);
     OpenImage image(store, options.name, OpenImage::How::create);
+    if (!options.replace)
+        refuse_what_came_meanwhile(store, options.name);
     const Transfer written = write_image(image, source, options.chunk_bytes);
     image.close();
     report.line("{}  {} in {}, {}, xxh128 {}", printable(options.name), bytes_in_words(written.bytes),

@@ -42,6 +42,8 @@ public:
     std::string config_directory() const;
     // The file that describes a server, as messages give it.
     std::string configuration_file(const std::string &server_name) const;
+    // Whether the image library is the substitute, which shows an image when it is closed, not before.
+    bool hides_unfinished_images() const { return m_library.has_substitute_image_library(); }
     // Whether the plug-in logged an error in the call that is being made.
     bool has_logged_error() const { return m_log.has_error(); }
 

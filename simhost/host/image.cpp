@@ -94,6 +94,8 @@ std::vector<std::string> ImageStore::list(Unused unused) {
     return names;
 }
 
+bool ImageStore::is_directory() const { return m_server.kind() == ServerKind::copan || m_lsu_name.rfind('/', 0) == 0; }
+
 bool ImageStore::has(const std::string &name) {
     const sts_image_definition_t definition = definition_of(name);
     sts_image_info_t info = {};

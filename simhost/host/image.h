@@ -25,6 +25,8 @@ public:
     std::vector<std::string> list(Unused unused = Unused::fails);
     // Why images on this LSU will not be found by a framework: the server does not offer it. Empty when it does.
     std::string why_not_usable() { return m_server.why_not_usable(m_lsu_name); }
+    // Whether it is a directory, and not a name below the image library's root: on a Copan array each LSU is one.
+    bool is_directory() const;
     bool has(const std::string &name);
     sts_image_info_t info(const std::string &name);
     void remove(const std::string &name);

@@ -13,6 +13,16 @@ bool is_shared_store(const std::string &image_root) {
     });
 }
 
+std::string current_image_root() {
+    const char *const root = std::getenv("STSIMAGE_ROOT");
+    return root != nullptr ? root : "";
+}
+
+bool keeps_directories_here(const std::string &image_root) {
+    const char *const absolute = std::getenv("STSIMAGE_ABSOLUTE");
+    return is_shared_store(image_root) && (absolute == nullptr || std::string_view(absolute) != "store");
+}
+
 std::string lasting_image_root(const std::string &image_root) {
     return is_shared_store(image_root) ? image_root : std::filesystem::absolute(image_root).string();
 }

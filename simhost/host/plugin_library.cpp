@@ -51,8 +51,10 @@ PluginLibrary::PluginLibrary(const std::string &path, const std::string &image_l
             fmt::format("{} is not a plug-in: it exports no {}", path, init == nullptr ? "stspi_init" : "stspi_init2"));
     // The filter knows no image library: the plug-in behind it does.
     void *plugin = filter.empty() ? m_library : dlopen(loadable(path).c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (plugin != nullptr)
-        m_image_library_error = reinterpret_cast<decltype(m_image_library_error)>(dlsym(plugin, "stsimg_last_error"));
+    if (plugin == nullptr)
+        return;
+    m_image_library_error = reinterpret_cast<decltype(m_image_library_error)>(dlsym(plugin, "stsimg_last_error"));
+    m_has_substitute = dlsym(plugin, "stsimg_check") != nullptr;
 }
 
 void *PluginLibrary::symbol(const char *name) const { return dlsym(m_library, name); }

@@ -22,8 +22,12 @@ public:
     // The image library's words for the last failure on this thread; "" from a library that has none.
     std::string image_library_error() const;
 
+    // Whether the image library is the substitute, which has calls of its own.
+    bool has_substitute_image_library() const { return m_has_substitute; }
+
 private:
     void *m_library;
+    bool m_has_substitute = false;
     const char *(*m_image_library_error)() = nullptr;
 };
 

@@ -1,5 +1,7 @@
 """simhost image migrate: what is copied from store to store, what is left alone, and what is refused."""
 
+import subprocess
+
 from simhost_world import SimhostTest, main
 
 PLACE = ("--server", "Kelvarpool:mediaA", "--lsu", "pool1")
@@ -57,6 +59,31 @@ class Migration(SimhostTest):
         self.assertEqual(self.outcomes(self.migrate("--replace", "two")), {"two": "copied"})
         self.assertEqual(self.get(self.elsewhere, "two"), self.data["two"])
 
+    def test_image_that_came_after_the_look_for_it_is_not_replaced(self):
+        going_on = self.root / "go"
+        rules = self.root / "rules"
+        rules.write_text(f"on create_image hold until {going_on}\n", encoding="utf-8")
+        here = (*PLACE, "--image-root", self.images)
+        # The last call before the image is created says that nothing bears its name.
+        for last, status, *command in (("stspi_get_image_prop_byname", 2, "image put", *here, "new"),
+                                       ("stspi_open_image", 2, "image copy", *here, "one", "new"),
+                                       ("stspi_open_image", 1, "image migrate", *PLACE, self.images, self.elsewhere, "one")):
+            with self.subTest(command=command[0]):
+                command = self.command(*command, "-v", "--faults", rules)
+                process = subprocess.Popen(command, env=self.environment(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                           stderr=subprocess.PIPE)
+                for line in iter(process.stderr.readline, b""):
+                    if line.startswith(last.encode()):
+                        break
+                root, name = (self.elsewhere, "one") if command[2] == "migrate" else (self.images, "new")
+                self.put(root, name, b"of another host")
+                going_on.touch()
+                told = b"".join(process.communicate(b"data"))
+                self.assertEqual((process.returncode, b"--replace" in told), (status, True), told.decode())
+                self.assertEqual(self.get(root, name), b"of another host")
+                self.good("image rm", *PLACE, "--image-root", root, name)
+                going_on.unlink()
+
     def test_a_damaged_image_is_named_and_the_others_are_copied(self):
         file = self.images / "pool1" / "two.stsimg"
         with open(file, "r+b") as stream:
@@ -108,9 +135,9 @@ class Migration(SimhostTest):
         self.assertEqual(self.get(self.elsewhere, "two"), old)
 
     def test_a_look_that_fails_leaves_a_copy_whose_close_left_it_open_an_error(self):
-        # Asked for in this order: its size, whether it is there, and, by the look, the size of the copy.
+        # Asked for in this order: its size, whether it is there, whether it has come meanwhile, and, by the look, the size of the copy.
         rules = self.with_rules("on close_image image two call 1 after answer STSIMG_E_OUTCOME_UNKNOWN",
-                                "on get_image_prop_byname image two call 3 answer STS_E_SYSTEM")
+                                "on get_image_prop_byname image two call 4 answer STS_E_SYSTEM")
         document = self.migrate("two", *rules, status=1)
         self.assertRegex(document["errors"][0], "^two: stspi_close_image answers STSIMG_E_OUTCOME_UNKNOWN ")
         self.assertEqual(self.outcomes(self.migrate("two")), {"two": "there already"})
