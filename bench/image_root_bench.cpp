@@ -4,6 +4,7 @@
 //     image_root_bench read NAME           all of it, in calls of 1 MiB
 //     image_root_bench remove NAME
 //     image_root_bench list                the names of all images; how many there are follows
+//     image_root_bench small COUNT         so many images of 4 KiB, one after the other: of one, writing, reading and removing
 //
 // They are in the LSU "bench". The data is random, and made before the clock starts.
 #include <algorithm>
@@ -22,6 +23,7 @@ namespace {
 
 constexpr char lsu[] = "bench";
 constexpr uint64_t call_bytes = uint64_t{1} << 20;
+constexpr uint64_t small_bytes = 4096;
 
 void require(int32_t status, const char *what) {
     if (status == 0)
@@ -43,14 +45,14 @@ PageBuffer random_bytes() {
     return bytes;
 }
 
-void write_image(const char *name, uint64_t mebibytes, PageBuffer &block) {
+void write_image(const char *name, uint64_t calls, uint64_t bytes, PageBuffer &block) {
     const sts_image_definition_t definition = named(name);
     sts_image_handle_t image = nullptr;
     require(stsimg_create_image(lsu, nullptr, "", &definition, 0, &image), "create");
-    for (uint64_t call = 0; call < mebibytes; ++call) {
+    for (uint64_t call = 0; call < calls; ++call) {
         std::memcpy(block.data(), &call, sizeof call);  // no two blocks are the same
         uint64_t written = 0;
-        require(stsimg_write_image(image, nullptr, block.data(), call_bytes, call * call_bytes, &written), "write");
+        require(stsimg_write_image(image, nullptr, block.data(), bytes, call * bytes, &written), "write");
     }
     require(stsimg_close_image(image), "close");
 }
@@ -85,14 +87,32 @@ uint64_t list_images() {
     return names;
 }
 
+// Tells the seconds of one step of one image.
+template <class Step>
+void measure_each(uint64_t count, Step step) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (uint64_t number = 0; number < count; ++number)
+        step(("small " + std::to_string(number)).c_str());
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+    std::printf("%.4f ", seconds.count() / static_cast<double>(count));
+}
+
+void measure_small_images(uint64_t count, PageBuffer &block) {
+    measure_each(count, [&](const char *name) { write_image(name, 1, small_bytes, block); });
+    measure_each(count, [&](const char *name) { read_image(name, block); });
+    measure_each(count, remove_image);
+    std::printf("\n");
+}
+
 }  // namespace
 
 int main(int count, char **words) {
     const std::string_view what = count > 1 ? words[1] : "";
-    const bool is_right = (what == "write" && count == 4) || ((what == "read" || what == "remove") && count == 3) ||
+    const bool is_right = (what == "write" && count == 4) ||
+                          ((what == "read" || what == "remove" || what == "small") && count == 3) ||
                           (what == "list" && count == 2);
     if (!is_right) {
-        std::fprintf(stderr, "image_root_bench: write NAME MIB, read NAME, remove NAME or list\n");
+        std::fprintf(stderr, "image_root_bench: write NAME MIB, read NAME, remove NAME, list or small COUNT\n");
         return 2;
     }
     PageBuffer block = random_bytes();
@@ -100,10 +120,14 @@ int main(int count, char **words) {
     const sts_image_definition_t nothing = named("nothing");
     sts_image_info_t info;
     stsimg_get_image_prop_byname(lsu, nullptr, "", &nothing, &info);
+    if (what == "small") {
+        measure_small_images(std::strtoull(words[2], nullptr, 10), block);
+        return 0;
+    }
     uint64_t names = 0;
     const auto begin = std::chrono::steady_clock::now();
     if (what == "write")
-        write_image(words[2], std::strtoull(words[3], nullptr, 10), block);
+        write_image(words[2], std::strtoull(words[3], nullptr, 10), call_bytes, block);
     else if (what == "read")
         read_image(words[2], block);
     else if (what == "list")

@@ -9,34 +9,31 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
-thread_local bool in_call = false;
-thread_local bool limited = false;
-thread_local Clock::time_point end_of_call;
-
 }  // namespace
 
-CallPatience::CallPatience() : was_in_call(in_call), was_limited(limited), earlier_end(end_of_call) {
-    in_call = true;
-    limited = false;
+CallPatience::CallPatience() : earlier(call_state()) {
+    CallState &state = call_state();
+    state.in_call = true;
+    state.limited = false;
 }
 
-CallPatience::~CallPatience() {
-    in_call = was_in_call;
-    limited = was_limited;
-    end_of_call = earlier_end;
-}
+CallPatience::~CallPatience() { call_state() = earlier; }
 
 void note_time_out(Milliseconds time_out) {
-    if (!in_call || limited)
+    CallState &state = call_state();
+    if (!state.in_call || state.limited)
         return;
-    limited = true;
-    end_of_call = Clock::now() + time_out;
+    state.limited = true;
+    state.end = Clock::now() + time_out;
 }
 
 Milliseconds time_left_for_call() {
-    if (!limited)
+    const CallState &state = call_state();
+    if (!state.limited)
         return Milliseconds::max();
-    return std::max(Milliseconds::zero(), std::chrono::duration_cast<Milliseconds>(end_of_call - Clock::now()));
+    return std::max(Milliseconds::zero(), std::chrono::duration_cast<Milliseconds>(state.end - Clock::now()));
 }
+
+bool is_call_limited() { return call_state().limited; }
 
 }  // namespace stsimage

@@ -9,7 +9,17 @@
 
 namespace stsimage {
 
-// What the calling thread does as long as this lives is one call. Threads that do none have no limit.
+// Of one thread. The image library has it (engine.h).
+struct CallState {
+    bool in_call = false;
+    bool limited = false;
+    std::chrono::steady_clock::time_point end;
+};
+
+CallState &call_state();
+
+// What the calling thread does as long as this lives is one call, with a patience of its own. Threads that do none have no limit.
+// Within a call it is for what may take its time or fail without anything to do with the rest, clearing away say.
 class CallPatience {
 public:
     CallPatience();
@@ -18,10 +28,7 @@ public:
     ~CallPatience();
 
 private:
-    // Of the call in which this one is made, if there is one.
-    bool was_in_call;
-    bool was_limited;
-    std::chrono::steady_clock::time_point earlier_end;
+    const CallState earlier;
 };
 
 // Something that the calling thread's call has asked was not answered in this time. Only the first time matters.
@@ -29,5 +36,8 @@ void note_time_out(std::chrono::milliseconds time_out);
 
 // What the call may still wait for. Zero when nothing is to be asked any more; without limit it is more than any time-out.
 std::chrono::milliseconds time_left_for_call();
+
+// Whether something was not answered.
+bool is_call_limited();
 
 }  // namespace stsimage

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/invariant.h"
+#include "stsimage/call_patience.h"
 #include "stsimage/index_checksum.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
@@ -61,10 +62,20 @@ int32_t ChecksumTables::load_index(uint64_t place, uint64_t entries, uint64_t gr
 }
 
 int32_t ChecksumTables::find(uint64_t group, std::shared_ptr<ChecksumTable> &out_table) {
-    const std::lock_guard<std::mutex> lock(mutex);
+    std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
+    if (!lock.owns_lock()) {
+        const Clock::time_point asked = Clock::now();
+        lock.lock();
+        if (failure != nullptr && failure->time >= asked && (failure->unanswered || failure->group == group)) {
+            failure->text.tell_again();
+            return failure->status;
+        }
+    }
     Kept *kept = nullptr;
-    if (const int32_t status = keep(group, false, kept); status != 0)
+    if (const int32_t status = keep(group, false, kept); status != 0) {
+        failure.reset(new Failure{status, group, is_call_limited(), Clock::now(), EarlierFailure()});
         return status;
+    }
     out_table = kept != nullptr ? kept->table : nullptr;
     return 0;
 }

@@ -1,6 +1,7 @@
 // The checksum tables of one image, read when they are needed and kept within bounds.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -10,6 +11,7 @@
 
 #include "stsimage/draft.h"
 #include "stsimage/image_format.h"
+#include "stsimage/last_error.h"
 #include "stsimage/stored_image.h"
 
 namespace stsimage {
@@ -24,7 +26,8 @@ public:
     int32_t load_index(uint64_t place, uint64_t entries, uint64_t groups, uint64_t checksum);
 
     // The table of a group, checked; null when none of the group's blocks was ever written. Any number of threads may
-    // find tables side by side.
+    // find tables side by side. Those that have waited for one whom the store did not answer are told the same: each in turn would
+    // wait for it.
     int32_t find(uint64_t group, std::shared_ptr<ChecksumTable> &out_table);
 
     // The table of a group, made if there is none, for changing it. The pointer is good until the next call. For one
@@ -44,6 +47,16 @@ private:
         bool changed = false;
     };
 
+    using Clock = std::chrono::steady_clock;
+
+    struct Failure {
+        int32_t status;
+        uint64_t group;
+        bool unanswered;
+        Clock::time_point time;
+        EarlierFailure text;
+    };
+
     int32_t keep(uint64_t group, bool make, Kept *&out_kept);
     int32_t load(uint64_t group, uint64_t checksum, ChecksumTable &table) const;
     int32_t make_room();
@@ -56,6 +69,7 @@ private:
     std::map<uint64_t, uint64_t> index;  // group -> checksum of its table
     std::unordered_map<uint64_t, Kept> kept_tables;
     uint64_t uses = 0;
+    std::unique_ptr<Failure> failure;  // the latest
 };
 
 }  // namespace stsimage

@@ -8,16 +8,17 @@
 #include <memory>
 #include <string_view>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/store.h"
 #include "stsimage/store_root.h"
 
 namespace stsimage {
 
 // Changes with anything that the two libraries share.
-constexpr uint32_t engine_interface = 4;
+constexpr uint32_t engine_interface = 5;
 
-// What belongs to the calling thread, and is the image library's: the text of its latest failure, where an engine leaves why
-// something failed, and the time that its call has left.
+// What is the image library's. Most of it belongs to the calling thread: the text of its latest failure, where an engine leaves why
+// something failed, and what its call may still wait for.
 struct EngineHost {
     // The texts are whole lines; error is an errno value.
     int32_t (*tell)(int32_t status, const char *text);
@@ -26,9 +27,9 @@ struct EngineHost {
     const char *(*latest)(int &out_error);
     // The same text and errno value as before, as the calling thread's.
     void (*tell_again)(const char *text, int error);
-    // In milliseconds (call_patience.h).
-    void (*note_time_out)(int64_t time_out);
-    int64_t (*time_left_for_call)();
+    CallState &(*call_state)();
+    // Closes all that is open, as the process ends; what was being written is discarded.
+    void (*give_up_open_at_end)();
 };
 
 struct Engine {

@@ -43,10 +43,8 @@ EarlierFailure::EarlierFailure() {
 
 void EarlierFailure::tell_again() const { current_host.load()->tell_again(text, error); }
 
-void note_time_out(std::chrono::milliseconds time_out) { current_host.load()->note_time_out(time_out.count()); }
+void give_up_open_at_end() { current_host.load()->give_up_open_at_end(); }
 
-std::chrono::milliseconds time_left_for_call() {
-    return std::chrono::milliseconds(current_host.load()->time_left_for_call());
-}
+CallState &call_state() { return current_host.load()->call_state(); }
 
 }  // namespace stsimage

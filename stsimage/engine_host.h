@@ -8,4 +8,7 @@ namespace stsimage {
 // Before anything can fail.
 void use_host(const EngineHost *host);
 
+// Closes all images and lists, as the process ends; what was being written is discarded.
+void give_up_open_at_end();
+
 }  // namespace stsimage

@@ -5,8 +5,9 @@
 #include <map>
 #include <mutex>
 
-#include "stsimage/call_patience.h"
 #include "stsimage/last_error.h"
+#include "stsimage/never_destroyed.h"
+#include "stsimage/open_handles.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
 
@@ -21,20 +22,22 @@ const char *latest(int &out_error) {
     return last_error();
 }
 
-void note(int64_t time_out) { note_time_out(std::chrono::milliseconds(time_out)); }
-int64_t time_left() { return time_left_for_call().count(); }
-
-constexpr EngineHost host{tell, tell_system, latest, tell_failure_again, note, time_left};
+constexpr EngineHost host{tell, tell_system, latest, tell_failure_again, call_state, give_up_open_at_end};
 
 std::mutex engines_mutex;
-std::map<std::string, const Engine *> engines;
+NeverDestroyed<std::map<std::string, const Engine *>> engines;
+
+std::string path_of_this_library() {
+    Dl_info self{};
+    return dladdr(reinterpret_cast<const void *>(&host), &self) != 0 && self.dli_fname != nullptr ? self.dli_fname : "";
+}
+
+// Threads of engines last as long as the process, and call this library.
+void stay_loaded() { dlopen(path_of_this_library().c_str(), RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE); }
 
 // Where engines lie: what is built or installed together stays together.
 std::string directory_of_engines() {
-    Dl_info self{};
-    if (dladdr(reinterpret_cast<const void *>(&host), &self) == 0 || self.dli_fname == nullptr)
-        return "stsimage/";
-    const std::string path = self.dli_fname;
+    const std::string path = path_of_this_library();
     const size_t slash = path.rfind('/');
     return (slash == path.npos ? std::string() : path.substr(0, slash + 1)) + "stsimage/";
 }
@@ -48,6 +51,7 @@ int32_t load_engine(const std::string &name, const Engine *&out_engine) {
     const Engine *const engine = get_engine != nullptr ? get_engine(&host) : nullptr;
     if (engine == nullptr || engine->interface != engine_interface)
         return fail(STS_E_VERSION, "%s is of another version than the image library", QuotedText(path).c_str());
+    stay_loaded();
     out_engine = engine;
     return 0;
 }
@@ -56,7 +60,7 @@ int32_t load_engine(const std::string &name, const Engine *&out_engine) {
 
 int32_t find_engine(const std::string &name, const Engine *&out_engine) {
     const std::lock_guard<std::mutex> lock(engines_mutex);
-    const Engine *&engine = engines[name];
+    const Engine *&engine = (*engines)[name];
     if (engine == nullptr)
         if (const int32_t status = load_engine(name, engine); status != 0)
             return status;

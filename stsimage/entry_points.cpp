@@ -2,12 +2,10 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <new>
 
 #include "base/invariant.h"
 #include "stsimage/call_patience.h"
-#include "stsimage/handle_table.h"
 #include "stsimage/image.h"
 #include "stsimage/image_content.h"
 #include "stsimage/image_info.h"
@@ -16,6 +14,7 @@
 #include "stsimage/image_reader.h"
 #include "stsimage/image_writer.h"
 #include "stsimage/last_error.h"
+#include "stsimage/open_handles.h"
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/root_check.h"
@@ -25,12 +24,6 @@
 using namespace stsimage;
 
 namespace {
-
-HandleTable<Image> images;
-HandleTable<ImageList> lists;
-
-std::mutex users_mutex;
-uint64_t users = 0;
 
 // Nothing may be thrown into the caller.
 template <class Operation>
@@ -78,7 +71,7 @@ int32_t with(std::shared_ptr<Object> object, const void *handle, const char *kin
 
 template <class Operation>
 int32_t with_image(const void *handle, Operation operation) {
-    return with(images.find(handle), handle, "image", operation);
+    return with(open_images().find(handle), handle, "image", operation);
 }
 
 }  // namespace
@@ -86,18 +79,12 @@ int32_t with_image(const void *handle, Operation operation) {
 int32_t stsimg_init(uint64_t api_version) {
     if (api_version != STSIMG_API_VERSION)
         return fail(STS_E_VERSION, "the API version %ju is not known; this library's is 9", uintmax_t{api_version});
-    const std::lock_guard<std::mutex> lock(users_mutex);
-    ++users;
+    begin_use();
     return 0;
 }
 
 int32_t stsimg_terminate(void) {
-    const CallPatience patience;
-    const std::lock_guard<std::mutex> lock(users_mutex);
-    if (users > 0 && --users == 0) {
-        images.clear();
-        lists.clear();
-    }
+    end_use();
     return 0;
 }
 
@@ -121,7 +108,7 @@ int32_t stsimg_create_image(const char *lsu, const void *, const char *server_na
             return opened != 0 ? opened : ImageWriter::create(std::move(store), name, server_name, image);
         });
         if (status == 0)
-            *out_image = images.add(std::move(image));
+            *out_image = open_images().add(std::move(image));
         return status;
     });
 }
@@ -148,7 +135,7 @@ int32_t stsimg_open_image(const char *lsu, const void *, const char *server_name
                                                    : ImageReader::open(*store, name, image);
         });
         if (status == 0)
-            *out_image = images.add(std::move(image));
+            *out_image = open_images().add(std::move(image));
         return status;
     });
 }
@@ -192,7 +179,7 @@ int32_t stsimg_open_image_list(const char *lsu, const void *, const char *server
             return opened != 0 ? opened : ImageList::open(*store, list);
         });
         if (status == 0)
-            *out_list = lists.add(std::move(list));
+            *out_list = open_lists().add(std::move(list));
         return status;
     });
 }
@@ -266,17 +253,19 @@ int32_t stsimg_write_image(sts_image_handle_t image, const void *, const void *b
 }
 
 int32_t stsimg_close_image(sts_image_handle_t image) {
-    return as_call([&] { return with(images.take(image), image, "image", [](Image &open) { return open.close(); }); });
+    return as_call(
+        [&] { return with(open_images().take(image), image, "image", [](Image &open) { return open.close(); }); });
 }
 
 int32_t stsimg_list_image(sts_image_list_handle_t list, sts_image_definition_t *out_definition) {
     return as_call([&] {
         if (out_definition == nullptr)
             return null_argument("out_definition");
-        return with(lists.find(list), list, "image list", [&](ImageList &open) { return open.next(*out_definition); });
+        return with(open_lists().find(list), list, "image list",
+                    [&](ImageList &open) { return open.next(*out_definition); });
     });
 }
 
 int32_t stsimg_close_image_list(sts_image_list_handle_t list) {
-    return as_call([&] { return with(lists.take(list), list, "image list", [](ImageList &) { return 0; }); });
+    return as_call([&] { return with(open_lists().take(list), list, "image list", [](ImageList &) { return 0; }); });
 }

@@ -4,11 +4,15 @@
 // stale, foreign or made-up handle is found out without looking at the memory it might point to.
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <shared_mutex>
+#include <thread>
 #include <unordered_map>
 #include <utility>
 
@@ -46,16 +50,26 @@ public:
         return object;
     }
 
-    // Ends all handles.
-    void clear() {
-        std::unordered_map<uint64_t, std::shared_ptr<Object>> ended;
-        const std::unique_lock<std::shared_mutex> lock(mutex);
-        ended.swap(objects);
+    using Objects = std::unordered_map<uint64_t, std::shared_ptr<Object>>;
+
+    // Ends all handles and gives what was behind them. In a process that was forked the table may belong for ever to a thread which that
+    // one does not have: then it stays as it is.
+    Objects take_all() {
+        Objects ended;
+        std::unique_lock<std::shared_mutex> lock(mutex, std::try_to_lock);
+        for (int look = 0; !lock.owns_lock() && (look < 1000 || getpid() == maker); ++look) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            lock.try_lock();
+        }
+        if (lock.owns_lock())
+            ended.swap(objects);
+        return ended;
     }
 
 private:
+    const pid_t maker = getpid();
     mutable std::shared_mutex mutex;
-    std::unordered_map<uint64_t, std::shared_ptr<Object>> objects;
+    Objects objects;
 };
 
 inline uint64_t next_handle_number() {

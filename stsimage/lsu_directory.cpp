@@ -15,6 +15,7 @@
 #include "stsimage/lasting_directories.h"
 #include "stsimage/locked_file.h"
 #include "stsimage/lsu_text.h"
+#include "stsimage/never_destroyed.h"
 #include "stsimage/passing_trouble.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/unfinished_files.h"
@@ -169,7 +170,7 @@ FileDescriptor make_lock_file(int directory, bool &out_cannot_be) {
     return made;
 }
 
-LastingDirectories lasting_directories;
+NeverDestroyed<LastingDirectories> lasting_directories;
 
 std::string path_of_root() {
     const char *const setting = std::getenv("STSIMAGE_ROOT");
@@ -186,14 +187,14 @@ int32_t open_below_root(const std::string &text, WhenMissing when_missing, LsuDi
     const bool is_there = static_cast<bool>(out_lsu.descriptor);
     if (!is_there && errno != ENOENT)
         return cannot_open(out_lsu.path, text);
-    if (when_missing == WhenMissing::make && !(is_there && lasting_directories.has(out_lsu.descriptor))) {
+    if (when_missing == WhenMissing::make && !(is_there && lasting_directories->has(out_lsu.descriptor))) {
         if (const int32_t status = flush_name_of_root(root, root_path); status != 0)
             return status;
         if (const int32_t status = make_below(root, root_path, text, is_there); status != 0)
             return status;
         out_lsu.descriptor = open_directory_below(root, text);
         if (out_lsu.descriptor)
-            lasting_directories.add(out_lsu.descriptor);
+            lasting_directories->add(out_lsu.descriptor);
     }
     return out_lsu.descriptor ? 0 : cannot_open(out_lsu.path, text);
 }

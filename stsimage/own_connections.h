@@ -16,7 +16,7 @@
 namespace stsimage {
 
 // One for each location, made when it is first asked for and kept to the end of the process; one that was forked makes its own. Never
-// taken down: threads and what is still open at that end need them, and an engine that does not answer must not put it off.
+// destroyed: threads and what is still open at that end need them, and an engine that does not answer must not put it off.
 template <class Connection>
 class OwnConnections {
 public:

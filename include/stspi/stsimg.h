@@ -21,7 +21,8 @@
  *     text is at most 1023 bytes of components without "." and "..", and no link may lead it out of the root. No text at
  *     all may lead into a directory of unfinished images, .stsimg-unfinished. When STSIMAGE_ROOT is
  *     "rados:POOL[/PREFIX]" or "s3://BUCKET[/PREFIX]", a text without "/" in front names an LSU in that pool or bucket
- *     instead. A text that is refused gives STSIMG_E_INVALID_LSU, a directory that does not exist STS_E_NOT_FOUND.
+ *     instead; one with "/" in front does so too where STSIMAGE_ABSOLUTE is "store". A text that is refused gives
+ *     STSIMG_E_INVALID_LSU, a directory that does not exist STS_E_NOT_FOUND.
  *  4. server_name: the host part of the server's name, at most 511 bytes, perhaps empty. It is recorded in a new image and
  *     has no part in finding one.
  *  5. definition: the image's name, 1 to STSIMG_NAME_MAX bytes without '/' and control characters, terminated within its
@@ -101,7 +102,8 @@ enum { STSIMG_MODE_READ = 1, STSIMG_MODE_WRITE = 2 };
 int32_t stsimg_init(uint64_t api_version);
 
 /* Undoes one stsimg_init. The last one gives up whatever is still open: lists and images are closed, and what was being
- * written is discarded. Returns 0. */
+ * written is discarded. Returns 0. When the process ends by exit or a return from main, the same is done by itself; after
+ * an image in a cluster or a bucket, that is before exit handlers which had been registered earlier. */
 int32_t stsimg_terminate(void);
 
 /* Says why a call failed: the text of the latest failure on this thread, "" when there was none. A call that succeeds

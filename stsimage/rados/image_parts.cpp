@@ -11,6 +11,7 @@
 #include <memory>
 #include <set>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/rados/transfers.h"
 
 namespace stsimage {
@@ -76,8 +77,10 @@ int remove_parts(Pool &pool, const std::string &id, uint64_t size) {
         for (uint64_t part = span * parts_per_span; part < (span + 1) * parts_per_span; ++part) {
             if (part == 0 || part >= parts)
                 continue;
-            const int result = removals.start(
-                [&](librados::AioCompletion *done) { return pool.io().aio_remove(part_object(id, part), done); });
+            if (time_left_for_call().count() == 0)
+                return -ETIME;
+            const int result =
+                removals.start([&](auto &io, auto *done) { return io.aio_remove(part_object(id, part), done); });
             if (result < 0 && result != -ENOENT)
                 return result;
         }

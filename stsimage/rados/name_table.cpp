@@ -30,15 +30,15 @@ librados::bufferlist buffer_of(const std::string &text) {
     return buffer;
 }
 
-// "ID NUMBER"; false for anything else.
+// "ID NUMBER"; false for anything else, and for what is written in another way than here: no comparison would find it again.
 bool parse(const std::string &text, std::string &out_id, uint64_t &out_number) {
-    const size_t space = text.find(' ');
-    if (space == text.npos || space == 0)
+    constexpr size_t id_length = 32;
+    out_id = text.substr(0, id_length);
+    if (text.find_first_not_of("0123456789abcdef") != id_length || text.compare(id_length, 1, " ") != 0)
         return false;
-    out_id = text.substr(0, space);
-    char *end = nullptr;
-    out_number = std::strtoull(text.c_str() + space + 1, &end, 10);
-    return *end == '\0' && end != text.c_str() + space + 1;
+    const std::string number = text.substr(id_length + 1);
+    out_number = std::strtoull(number.c_str(), nullptr, 10);
+    return number == std::to_string(out_number);
 }
 
 uint64_t size_of_garbage(const std::string &text) {
@@ -50,6 +50,8 @@ std::string text_after(std::string_view prefix, const std::string &key) { return
 bool begins_with(const std::string &key, std::string_view prefix) { return key.compare(0, prefix.size(), prefix) == 0; }
 
 }  // namespace
+
+const char *note_of(int result) { return result == -EBADMSG ? ": the record of the name is damaged" : ""; }
 
 NameTable::NameTable(std::shared_ptr<Pool> table_pool, std::string table_lsu)
     : names_pool(std::move(table_pool)), lsu(std::move(table_lsu)) {}

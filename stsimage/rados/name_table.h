@@ -40,6 +40,9 @@ struct Garbage {
 
 enum class Change { done, refused, unknown, failed };
 
+// What to add to a message of why a name cannot be found or changed; most often nothing.
+const char *note_of(int result);
+
 class NameTable {
 public:
     static constexpr unsigned shards = 32;
@@ -58,7 +61,7 @@ public:
     // Makes it, for good, and those above it in its text, as directories would be.
     int make();
 
-    // What there is under a name; nothing is no failure.
+    // What there is under a name; nothing is no failure. -EBADMSG: something that is no record.
     int find(std::string_view name, std::optional<ImageEntry> &out_image, std::optional<Claim> &out_claim);
 
     // Claims a name for a draft, instead of a dead writer's claim if there is one, which becomes garbage.

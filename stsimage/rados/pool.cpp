@@ -1,9 +1,11 @@
 #include "stsimage/rados/pool.h"
 
 #include <fcntl.h>
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <list>
@@ -65,6 +67,36 @@ int connect_under_a_number_of_its_own(librados::Rados &cluster) {
     return result;
 }
 
+struct OwnCluster {
+    librados::Rados *connection;
+    pid_t maker;
+    OwnCluster *before;
+};
+std::atomic<OwnCluster *> last_cluster{nullptr};  // never taken down
+
+// The threads of librados use what is taken down when the process ends, such as the library for cryptography: whatever they are at,
+// they must have ended by then.
+void shut_down_clusters() {
+    for (const OwnCluster *cluster = last_cluster; cluster != nullptr; cluster = cluster->before)
+        if (cluster->maker == getpid())
+            cluster->connection->shutdown();
+}
+
+void shut_down_with_process(librados::Rados &connection) {
+    auto *const cluster = new OwnCluster{&connection, getpid(), last_cluster};
+    while (!last_cluster.compare_exchange_weak(cluster->before, cluster))
+        continue;
+}
+
+// A process may end while it connects for the first time: libcrypto has to be there still. Once it has connected, there is more that has
+// to be.
+enum class Stage { before_connecting, connected };
+template <Stage>
+void heed_process_end_once(std::chrono::milliseconds longest) {
+    static const bool heeded = (heed_process_end(longest, shut_down_clusters), true);
+    static_cast<void>(heeded);
+}
+
 }  // namespace
 
 int errno_of(int result) {
@@ -87,6 +119,9 @@ int32_t Pool::connect(std::string_view location, std::shared_ptr<Pool> &out_pool
         const std::string prefix(slash < location.size() ? location.substr(slash + 1) : "");
         if (pool.empty())
             return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names no pool: rados:POOL[/PREFIX] is expected");
+        const UnderWay under_way;
+        if (process_ends())
+            return fail(STS_E_SYSTEM, "cannot connect to a cluster any more: the process ends");
         auto made = std::make_shared<Pool>();
         const int32_t status = made->open(pool, prefix);
         if (status == 0)
@@ -100,8 +135,12 @@ int32_t Pool::open(const std::string &pool, const std::string &prefix) {
     maker = getpid();
     if (const int32_t status = configure(); status != 0)
         return status;
+    const std::chrono::milliseconds longest_operation = timeout + std::chrono::seconds(1);
+    OPENSSL_init_crypto(0, nullptr);
+    heed_process_end_once<Stage::before_connecting>(longest_operation);
     if (const int result = connect_under_a_number_of_its_own(cluster); result < 0)
         return fail_system(errno_of(result), "cannot connect to the cluster of %s", QuotedText(shown_name).c_str());
+    heed_process_end_once<Stage::connected>(longest_operation);
     if (const int result = cluster.ioctx_create(pool.c_str(), context); result == -ENOENT)
         return fail(STS_E_NOT_FOUND, "the cluster has no pool %s", QuotedText(pool).c_str());
     else if (result < 0)
@@ -109,6 +148,7 @@ int32_t Pool::open(const std::string &pool, const std::string &prefix) {
     context.set_namespace(prefix.empty() ? "stsimage" : "stsimage/" + prefix);
     context.set_pool_full_try();
     number = cluster.get_instance_id();
+    shut_down_with_process(cluster);
     return 0;
 }
 
@@ -137,7 +177,7 @@ int32_t Pool::configure() {
     return 0;
 }
 
-bool Pool::is_ours() const { return maker == getpid(); }
+bool Pool::is_ours() const { return maker == getpid() && !process_ends(); }
 
 bool Pool::demand_ours() const {
     if (is_ours())
@@ -152,18 +192,18 @@ int Pool::watch(const std::string &object, uint64_t &out_watch) {
 
 void Pool::end_watch(uint64_t watch) {
     if (ask([watch](auto &io) { return io.unwatch2(watch); }) == -ETIME)
-        context.aio_unwatch(watch, make_completion().get());
+        start([watch](auto &io) { return io.aio_unwatch(watch, make_completion().get()); });
 }
 
 bool Pool::is_watching(uint64_t watch) {
-    const int milliseconds = context.watch_check(watch);
+    const int milliseconds = start([watch](auto &io) { return io.watch_check(watch); });
     return milliseconds >= 0 && static_cast<uint64_t>(milliseconds) < uint64_t{lease_seconds} * 1000;
 }
 
 int Pool::announce() {
     const auto begun = std::chrono::steady_clock::now();
     const std::lock_guard<std::mutex> lock(announcing);
-    if (announced && context.watch_check(announcement) >= 0)
+    if (announced && start([this](auto &io) { return io.watch_check(announcement); }) >= 0)
         return 0;
     // Of callers that have waited for each other one has tried, or each would wait for the time-out after the other.
     if (!announced && last_announcing < 0 && announced_at >= begun)

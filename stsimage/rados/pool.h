@@ -1,6 +1,7 @@
 // A pool of a cluster, and in it the namespace that belongs to one root of images.
 //
-// No operation takes longer than the time-out of STSIMAGE_RADOS_TIMEOUT (30 seconds). A pool that is full answers at once. The configuration is the one that programs of the cluster read too: CEPH_CONF or /etc/ceph/ceph.conf.
+// No operation takes longer than the time-out of STSIMAGE_RADOS_TIMEOUT (30 seconds). A pool that is full answers at once. The
+// configuration is the one that programs of the cluster read too: CEPH_CONF or /etc/ceph/ceph.conf.
 #pragma once
 
 #include <sys/types.h>
@@ -16,6 +17,7 @@
 #include <string_view>
 
 #include "stsimage/call_patience.h"
+#include "stsimage/process_end.h"
 
 namespace stsimage {
 
@@ -38,7 +40,23 @@ public:
     int ask(Operation operation) {
         if (time_left_for_call().count() == 0)
             return -ETIME;
-        return heed(operation(context));
+        return heed(start(operation));
+    }
+
+    // The same for what does not wait, or belongs to no call. -ENOTCONN: not ours, see is_ours().
+    template <class Operation>
+    int start(Operation operation) {
+        const UnderWay under_way;
+        return is_ours() ? operation(context) : -ENOTCONN;
+    }
+
+    // Waits for what was started, and gives what librados gives. -ENOTCONN: not ours, nothing would complete it.
+    int await(librados::AioCompletion &completion) const {
+        const UnderWay under_way;
+        if (!is_ours())
+            return -ENOTCONN;
+        completion.wait_for_complete();
+        return heed(completion.get_return_value());
     }
 
     // Notes that something which was asked for earlier was not answered in its time. Gives the same.
@@ -48,14 +66,11 @@ public:
         return result;
     }
 
-    // For what does not wait, and what belongs to no call.
-    librados::IoCtx &io() { return context; }
-
     // For messages.
     const std::string &name() const { return shown_name; }
 
-    // Whether this is the process that has made the connection. One that was forked from it has none of the threads that serve
-    // it, and would wait for ever.
+    // Whether this is the process that has made the connection, and does not end. One that was forked from it has none of the threads
+    // that serve it, nor has one that ends: it would wait for ever.
     bool is_ours() const;
 
     // The same; sets errno when not.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -28,8 +29,16 @@ RadosDraft::RadosDraft(NameTable draft_table, std::string draft_name)
       writes(std::make_unique<Transfers>(table.pool())) {}
 
 RadosDraft::~RadosDraft() {
+    try {
+        give_up();
+    } catch (const std::exception &) {
+        // What is left is found by others.
+    }
+}
+
+void RadosDraft::give_up() {
     if (!table.pool().is_ours()) {
-        static_cast<void>(writes.release());  // a forked process has no threads that would ever complete them
+        static_cast<void>(writes.release());  // nothing would ever complete them
         return;
     }
     writes->finish();
@@ -56,7 +65,7 @@ int32_t RadosDraft::begin() {
         std::optional<ImageEntry> image;
         std::optional<Claim> other;
         if (const int result = table.find(name, image, other); result < 0)
-            return fail_system(errno_of(result), "cannot look for %s", shown.c_str());
+            return fail_system(errno_of(result), "cannot look for %s%s", shown.c_str(), note_of(result));
         if (other) {
             bool lives = true;
             if (const int result = table.ask_whether_lives(*other, lives); result < 0)
@@ -68,8 +77,10 @@ int32_t RadosDraft::begin() {
         switch (table.claim(name, claim, other, result)) {
             case Change::done:
                 claimed = Claimed::yes;
-                if (other)
+                if (other) {
+                    const CallPatience own_patience;
                     table.clear(table.shard_of(name), {other->id, unknown_size});
+                }
                 return 0;
             case Change::refused:
                 break;
@@ -111,11 +122,13 @@ bool RadosDraft::write(const void *data, size_t length, uint64_t place) {
 int RadosDraft::send_pending() {
     // After a time without the cluster the others take this process for dead until it tells them again.
     table.pool().announce();
+    if (time_left_for_call().count() == 0)
+        return -ETIME;
     librados::bufferlist data;
     data.swap(pending);
-    return writes->start([&](librados::AioCompletion *done) {
-        return table.pool().io().aio_write(part_object(claim.id, pending_place / part_size), done, data, data.length(),
-                                           pending_place % part_size);
+    return writes->start([&](auto &io, auto *done) {
+        return io.aio_write(part_object(claim.id, pending_place / part_size), done, data, data.length(),
+                            pending_place % part_size);
     });
 }
 
@@ -134,9 +147,9 @@ bool RadosDraft::keep_span(uint64_t part) {
 bool RadosDraft::flush() {
     if (!table.pool().demand_ours())
         return false;
-    if (pending.length() > 0)
-        send_pending();
-    const int result = writes->finish();
+    const int sent = pending.length() > 0 ? send_pending() : 0;
+    const int finished = writes->finish();
+    const int result = finished < 0 ? finished : sent;
     errno = errno_of(result);
     return result >= 0;
 }
@@ -212,9 +225,9 @@ int32_t RadosDraft::copy(StoredImage &source) {
         const uint64_t end = std::min((span + 1) * parts_per_span, image.size / part_size + 1);
         for (uint64_t part = span * parts_per_span; result >= 0 && part < end; ++part) {
             librados::ObjectWriteOperation operation;
-            operation.copy_from(part_object(image.id, part), pool.io(), 0, 0);
-            result = copies.start([&](librados::AioCompletion *done) {
-                return pool.io().aio_operate(part_object(claim.id, part), done, &operation);
+            result = copies.start([&](auto &io, auto *done) {
+                operation.copy_from(part_object(image.id, part), io, 0, 0);
+                return io.aio_operate(part_object(claim.id, part), done, &operation);
             });
         }
     }
@@ -259,7 +272,7 @@ int32_t RadosDraft::publish() {
 }
 
 int32_t RadosDraft::tell_not_published(int result) {
-    return fail_system(errno_of(result), "cannot publish %s", QuotedText(shown_path).c_str());
+    return fail_system(errno_of(result), "cannot publish %s%s", QuotedText(shown_path).c_str(), note_of(result));
 }
 
 // What was not answered may still be done, now or later. Once the claim is gone it cannot be done any more: if that can be had,

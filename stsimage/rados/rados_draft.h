@@ -35,6 +35,7 @@ public:
     int32_t publish() override;
 
 private:
+    void give_up();
     // Whether the name is claimed. Unknown: an operation was not answered, and may still be done.
     enum class Claimed { no, yes, unknown };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -24,47 +25,42 @@ constexpr int most_looks = 1000;
 
 }  // namespace
 
-RadosImage::PartRead::PartRead(librados::IoCtx &io, const std::string &object)
-    : refused(std::min(0, io.aio_read(object, completion.get(), &data, part_size, 0))) {}
+RadosImage::PartRead::PartRead(Pool &read_pool, const std::string &object)
+    : pool(read_pool), refused(std::min(0, pool.start([&](auto &io) {
+          return io.aio_read(object, target->completion.get(), &target->data, part_size, 0);
+      }))) {}
 
 RadosImage::PartRead::~PartRead() {
-    if (!abandoned)
-        await();
+    // What is not ours must not even be looked at: a thread that was not forked may have its lock.
+    if (refused == 0 && (!pool.is_ours() || (!target->completion->is_complete() && await() == -ENOTCONN)))
+        keep_for_ever(target);
 }
 
-void RadosImage::PartRead::abandon() {
-    abandoned = true;
-    static_cast<void>(completion.release());
-}
+int RadosImage::PartRead::await() { return refused < 0 ? refused : pool.await(*target->completion); }
 
-int RadosImage::PartRead::await() {
-    if (refused < 0)
-        return refused;
-    completion->wait_for_complete();
-    return completion->get_return_value();
-}
-
-bool RadosImage::PartRead::has_failed() const {
+bool RadosImage::PartRead::is_to_be_asked_again(bool is_wanted) const {
     if (refused < 0)
         return true;
-    if (!completion->is_complete())
+    if (!target->completion->is_complete())
         return false;
-    const int result = completion->get_return_value();
-    return result < 0 && result != -ENOENT;
+    const int result = target->completion->get_return_value();
+    return result == -ETIMEDOUT || (is_wanted && result < 0 && result != -ENOENT);
 }
 
 RadosImage::RadosImage(NameTable image_table, std::string image_name)
     : table(std::move(image_table)), name(std::move(image_name)), shown_path(table.path_of(name)) {}
 
 RadosImage::~RadosImage() {
-    if (!table.pool().is_ours()) {
-        // A forked process has no threads that would ever complete what is under way.
-        for (auto &read : ahead)
-            read.second->abandon();
-        return;
-    }
     ahead.clear();
-    if (!watched)
+    try {
+        end_reading();
+    } catch (const std::exception &) {
+        // What is left is found by others.
+    }
+}
+
+void RadosImage::end_reading() {
+    if (!watched || !table.pool().is_ours())
         return;
     table.pool().end_watch(watch_handle);
     // The last reader of an image that was replaced or deleted meanwhile takes its parts away.
@@ -81,7 +77,7 @@ int32_t RadosImage::open() {
         std::optional<ImageEntry> found;
         std::optional<Claim> claim;
         if (const int result = table.find(name, found, claim); result < 0)
-            return fail_system(errno_of(result), "cannot look for %s", shown.c_str());
+            return fail_system(errno_of(result), "cannot look for %s%s", shown.c_str(), note_of(result));
         if (watched && found && found->id == entry.id)
             return 0;
         if (watched)
@@ -153,10 +149,10 @@ int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool 
     int result;
     if (sequential) {
         const std::shared_ptr<PartRead> read = fetch_ahead(part);
-        result = table.pool().heed(read->await());
-        if (result >= 0 && offset < read->data.length())
-            out_data.substr_of(read->data, static_cast<unsigned>(offset),
-                               static_cast<unsigned>(std::min(length, read->data.length() - offset)));
+        result = read->await();
+        if (result >= 0 && offset < read->data().length())
+            out_data.substr_of(read->data(), static_cast<unsigned>(offset),
+                               static_cast<unsigned>(std::min(length, read->data().length() - offset)));
     } else {
         result =
             table.pool().ask([&](auto &io) { return io.read(part_object(entry.id, part), out_data, length, offset); });
@@ -167,10 +163,10 @@ int RadosImage::read_part(uint64_t part, uint64_t offset, uint64_t length, bool 
 int RadosImage::check_watch() { return table.pool().is_watching(watch_handle) ? 0 : -EIDRM; }
 
 std::shared_ptr<RadosImage::PartRead> RadosImage::start_reading(uint64_t part) {
-    return std::make_shared<PartRead>(table.pool().io(), part_object(entry.id, part));
+    return std::make_shared<PartRead>(table.pool(), part_object(entry.id, part));
 }
 
-// Gives the part, and sees to it that those behind it are under way. One that has failed by now is asked for once more.
+// Gives the part, and sees to it that those behind it are under way.
 std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {
     const std::lock_guard<std::mutex> lock(ahead_mutex);
     ahead.erase(ahead.begin(), ahead.lower_bound(part));
@@ -180,7 +176,7 @@ std::shared_ptr<RadosImage::PartRead> RadosImage::fetch_ahead(uint64_t part) {
         const auto place = ahead.lower_bound(next);
         if (place == ahead.end() || place->first != next)
             ahead.emplace_hint(place, next, start_reading(next));
-        else if (place->second->has_failed())
+        else if (place->second->is_to_be_asked_again(next == part))
             place->second = start_reading(next);
     }
     return ahead.at(part);

@@ -35,23 +35,34 @@ public:
     int check_watch();
 
 private:
-    struct PartRead {
-        PartRead(librados::IoCtx &io, const std::string &object);
+    // A part that is being read.
+    class PartRead {
+    public:
+        PartRead(Pool &pool, const std::string &object);
+        PartRead(const PartRead &) = delete;
+        PartRead &operator=(const PartRead &) = delete;
         ~PartRead();
         int await();
 
-        // Whether it is known by now that it cannot be read.
-        bool has_failed() const;
+        // Whether it is known by now that it has failed. What was answered stays as it is, unless it is what is wanted now.
+        bool is_to_be_asked_again(bool is_wanted) const;
 
-        // Leaves it as it is.
-        void abandon();
+        // Once it has been awaited.
+        librados::bufferlist &data() { return target->data; }
 
-        librados::bufferlist data;
-        Completion completion = make_completion();
-        int refused = 0;  // why it was not even begun
-        bool abandoned = false;
+    private:
+        // librados writes there until it has completed.
+        struct Target {
+            librados::bufferlist data;
+            Completion completion = make_completion();
+        };
+
+        Pool &pool;
+        std::shared_ptr<Target> target = std::make_shared<Target>();
+        const int refused;  // why it was not even begun
     };
 
+    void end_reading();
     bool is_sequential(uint64_t place, uint64_t length);
     std::shared_ptr<PartRead> start_reading(uint64_t part);
     std::shared_ptr<PartRead> fetch_ahead(uint64_t part);

@@ -46,19 +46,24 @@ int32_t RadosNames::read_page() {
     return 0;
 }
 
+// Does nothing more once the cluster did not answer something of it: the list shall come to its end.
 void RadosNames::clear_up() {
+    if (is_clearing_silent)
+        return;
+    const CallPatience own_patience;
     const auto now = std::chrono::steady_clock::now;
     const auto end = now() + longest_clearing;
-    for (size_t number = 0; number < page.garbage.size() && now() < end; ++number)
+    for (size_t number = 0; number < page.garbage.size() && now() < end && !is_call_limited(); ++number)
         table.clear(shard, page.garbage[number]);
     for (const auto &[name, claim] : page.claims) {
-        if (now() >= end)
-            return;
+        if (now() >= end || is_call_limited())
+            break;
         bool lives = true;
         int result = table.ask_whether_lives(claim, lives);
         if (result == 0 && !lives && table.give_up(name, claim, result) == Change::done)
             table.clear(shard, {claim.id, unknown_size});
     }
+    is_clearing_silent = is_call_limited();
 }
 
 }  // namespace stsimage

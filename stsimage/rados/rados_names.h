@@ -22,6 +22,7 @@ private:
     NameTable table;
     NameTable::Page page;
     size_t given = 0;  // of the page
+    bool is_clearing_silent = false;
     std::string after;
     unsigned shard = 0;
     bool shard_ends = false;

@@ -25,14 +25,19 @@ bool remove_prefix(std::string_view prefix, std::string &text) {
 // Calls operation(name) for every object of the root.
 template <class Operation>
 int for_each_object(Pool &pool, Operation operation) {
-    try {
-        const auto end = pool.io().nobjects_end();
-        for (auto object = pool.io().nobjects_begin(); object != end; ++object)
-            operation(object->get_oid());
-        return 0;
-    } catch (const std::system_error &failure) {
-        return -std::abs(failure.code().value());
-    }
+    return pool.ask([&](auto &io) {
+        try {
+            const auto end = io.nobjects_end();
+            for (auto object = io.nobjects_begin(); object != end; ++object) {
+                if (process_ends())
+                    return -ENOTCONN;
+                operation(object->get_oid());
+            }
+            return 0;
+        } catch (const std::system_error &failure) {
+            return -std::abs(failure.code().value());
+        }
+    });
 }
 
 // What there is of a shard's pages, in one call of operation(page) each.
@@ -166,8 +171,8 @@ int RadosRoot::find_parts_without_note(PartsById &out_parts) {
 int32_t RadosRoot::find_orphans(Disposal disposal, const LeftoverListener &listener) {
     PartsById orphans;
     if (const int result = find_parts_without_note(orphans); result < 0)
-        return fail_system(errno_of(result), "cannot look for parts of no image in %s",
-                           QuotedText(pool->name()).c_str());
+        return fail_system(errno_of(result), "cannot look for parts of no image in %s%s",
+                           QuotedText(pool->name()).c_str(), note_of(result));
     for (const auto &[id, objects] : orphans) {
         Leftover leftover{LeftoverKind::orphan, "", "", pool->name() + ": " + part_object(id, 0)};
         const int asked = ask_whether_read(*pool, id, leftover.in_use);
@@ -175,10 +180,10 @@ int32_t RadosRoot::find_orphans(Disposal disposal, const LeftoverListener &liste
         leftover.removed = disposal == Disposal::remove && !leftover.in_use;
         for (const std::string &object : objects) {
             uint64_t size = 0;
-            if (pool->io().stat(object, &size, nullptr) == 0)
+            if (pool->ask([&](auto &io) { return io.stat(object, &size, nullptr); }) == 0)
                 leftover.stored_bytes += size;
             if (disposal == Disposal::remove && !leftover.in_use) {
-                const int removed = pool->io().remove(object);
+                const int removed = pool->ask([&](auto &io) { return io.remove(object); });
                 leftover.removed = leftover.removed && (removed == 0 || removed == -ENOENT);
             }
         }

@@ -77,7 +77,8 @@ int32_t RadosStore::remove(std::string_view name) {
         }
         if (change == Change::refused)
             continue;
-        const int32_t status = fail_system(errno_of(result), "cannot delete %s", QuotedText(path).c_str());
+        const int32_t status =
+            fail_system(errno_of(result), "cannot delete %s%s", QuotedText(path).c_str(), note_of(result));
         return unanswered ? STSIMG_E_OUTCOME_UNKNOWN : status;
     }
     const int32_t status = fail(STS_E_SYSTEM, "%s is being changed too often to be deleted", QuotedText(path).c_str());

@@ -19,14 +19,17 @@ public:
     Transfers &operator=(const Transfers &) = delete;
     ~Transfers() { finish(); }
 
-    // Starts one, waiting for earlier ones to make room. Gives 0 or what the first that failed gave; that an object is not there
-    // counts as no failure. The operation is called with a completion and gives what librados gave.
+    // Starts one, waiting for earlier ones to make room; none any more once one was not answered in its time. Gives 0 or what the
+    // first that failed gave; that an object is not there counts as no failure. operation(io, completion) gives what librados gave.
     template <class Operation>
     int start(Operation operation) {
         while (running.size() >= most_at_once)
             await_oldest();
+        if (is_silent)
+            return first_failure;
         Completion completion = make_completion();
-        if (const int result = operation(completion.get()); result < 0)
+        const auto begin = [&](librados::IoCtx &io) { return operation(io, completion.get()); };
+        if (const int result = pool.start(begin); result < 0)
             note(result);
         else
             running.push_back(std::move(completion));
@@ -44,12 +47,12 @@ private:
     static constexpr size_t most_at_once = 12;
 
     void await_oldest() {
-        running.front()->wait_for_complete();
-        note(pool.heed(running.front()->get_return_value()));
+        note(pool.await(*running.front()));
         running.pop_front();
     }
 
     void note(int result) {
+        is_silent = is_silent || result == -ETIMEDOUT;
         if (result < 0 && result != -ENOENT && first_failure == 0)
             first_failure = result;
     }
@@ -57,6 +60,7 @@ private:
     Pool &pool;
     std::deque<Completion> running;
     int first_failure = 0;
+    bool is_silent = false;
 };
 
 }  // namespace stsimage

@@ -1,13 +1,14 @@
 #include "stsimage/s3/image_root.h"
 
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include "stsimage/last_error.h"
 #include "stsimage/own_connections.h"
+#include "stsimage/process_end.h"
 #include "stsimage/random_id.h"
 #include "stsimage/s3/loose_parts.h"
-#include "stsimage/s3/process_end.h"
 
 namespace stsimage::s3 {
 
@@ -16,7 +17,9 @@ int32_t ImageRoot::connect(std::string_view location, std::shared_ptr<ImageRoot>
         std::unique_ptr<Bucket> bucket;
         if (const int32_t status = Bucket::open(location, bucket); status != 0)
             return status;
-        heed_process_end();
+        // A request looks at least once a second whether it is given up.
+        static const bool heeded = (heed_process_end(std::chrono::seconds(5), [] {}), true);
+        static_cast<void>(heeded);
         std::string process;
         if (!make_random_id(process))
             return fail_system(errno, "cannot get a random number for this process");

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "stsimage/call_patience.h"
+#include "stsimage/process_end.h"
 #include "stsimage/s3/background.h"
 #include "stsimage/s3/image_log.h"
-#include "stsimage/s3/process_end.h"
 
 namespace stsimage::s3 {
 
@@ -21,8 +22,15 @@ constexpr uint64_t parts_ahead = 4;
 // Shorter reads are random ones, or of tables, and say nothing about a stream.
 constexpr uint64_t least_of_stream = uint64_t{64} * 1024;
 
-bool has_failed(const std::shared_future<Answer> &part) {
-    return part.wait_for(std::chrono::seconds(0)) == std::future_status::ready && !part.get().ok();
+// What was answered stays as it is, unless it is what is wanted now.
+bool is_to_be_asked_again(const std::shared_future<Answer> &part, bool is_wanted) {
+    if (part.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+        return false;
+    try {
+        return is_wanted ? !part.get().ok() : part.get().waited_in_vain.count() > 0;
+    } catch (const std::exception &) {
+        return true;  // there was no memory for it, say
+    }
 }
 
 }  // namespace
@@ -32,7 +40,7 @@ LogReader::LogReader(Bucket &log_bucket, std::string log_id, uint64_t length)
 
 LogReader::~LogReader() {
     if (!bucket.is_ours())
-        leave_to_parent(std::move(ahead));
+        keep_for_ever(std::move(ahead));
 }
 
 bool LogReader::read(char *target, uint64_t length, uint64_t place) {
@@ -109,7 +117,7 @@ std::shared_future<Answer> LogReader::start_fetching(uint64_t part) {
         .share();
 }
 
-// Gives the part, and sees to it that those behind it are under way. One that has failed by now is asked for once more.
+// Gives the part, and sees to it that those behind it are under way.
 LogReader::SharedAnswer LogReader::fetch_part(uint64_t part) {
     std::shared_future<Answer> wanted;
     {
@@ -121,7 +129,7 @@ LogReader::SharedAnswer LogReader::fetch_part(uint64_t part) {
             const auto place = ahead->lower_bound(next);
             if (place == ahead->end() || place->first != next)
                 ahead->emplace_hint(place, next, start_fetching(next));
-            else if (has_failed(place->second))
+            else if (is_to_be_asked_again(place->second, next == part))
                 place->second = start_fetching(next);
         }
         wanted = ahead->at(part);

@@ -54,7 +54,7 @@ Answer remove_parts(Bucket &bucket, const std::string &id, Deadline deadline) {
     const Answer listed = bucket.list_all(parts_of(id), "", [&](const ListPage &page, std::time_t) {
         Answer answer;
         for (const ListedObject &object : page.objects) {
-            if (std::chrono::steady_clock::now() >= deadline) {
+            if (std::chrono::steady_clock::now() >= deadline || removals.is_unanswered()) {
                 answer.error = ETIME;
                 break;
             }

@@ -166,13 +166,16 @@ Change NameTable::change(std::string_view name, SeenRecord &seen, const NameReco
     // the way that sent the request twice. If the change of that number was another one, this one has not been done and never
     // will be.
     SeenRecord now;
-    const bool is_known = find(name, now).ok();
+    const Answer looked = find(name, now);
+    const bool is_known = looked.ok();
     if (is_known && now.record.has_mark(mark)) {
         seen = now;
         return Change::done;
     }
-    if (!out_answer.unclear || (is_known && now.record.remembers(next.change)))
+    if (is_known && (!out_answer.unclear || now.record.remembers(next.change)))
         return Change::refused;
+    if (!is_known && is_refused)
+        out_answer = looked;
     return Change::unknown;
 }
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "stsimage/process_end.h"
 #include "stsimage/s3/background.h"
 #include "stsimage/s3/parallel_requests.h"
-#include "stsimage/s3/process_end.h"
 
 namespace stsimage::s3 {
 
@@ -161,12 +161,12 @@ void Presence::keep_telling() {
             if (is_writing)
                 announce();
             tell_readings();
+            if (Clock::now() - swept >= lease) {
+                start_sweeping();
+                swept = Clock::now();
+            }
         } catch (const std::exception &) {
             // Another round will come.
-        }
-        if (Clock::now() - swept >= lease) {
-            start_sweeping();
-            swept = Clock::now();
         }
         lock.lock();
     }
@@ -189,7 +189,7 @@ void Presence::start_sweeping() {
             }
             is_sweeping = false;
         }).detach();
-    } catch (const std::system_error &) {
+    } catch (const std::exception &) {
         is_sweeping = false;
     }
 }

@@ -7,12 +7,17 @@
 #include <new>
 
 #include "base/hexadecimal.h"
+#include "stsimage/process_end.h"
 
 namespace stsimage::s3 {
 
 namespace {
 
+// Nothing as the process ends: libcrypto is taken down then.
 std::string sha256(std::string_view data) {
+    const UnderWay under_way;
+    if (process_ends())
+        return {};
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned length = 0;
     if (EVP_Digest(data.data(), data.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1)
@@ -21,6 +26,9 @@ std::string sha256(std::string_view data) {
 }
 
 std::string hmac(std::string_view key, std::string_view data) {
+    const UnderWay under_way;
+    if (process_ends())
+        return {};
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned length = 0;
     if (HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()),

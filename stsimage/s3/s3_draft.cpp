@@ -3,14 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <optional>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/last_error.h"
+#include "stsimage/process_end.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/random_id.h"
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/loose_parts.h"
-#include "stsimage/s3/process_end.h"
 #include "stsimage/s3/s3_image.h"
 #include "stspi/stsimg.h"
 
@@ -35,12 +37,16 @@ S3Draft::S3Draft(NameTable draft_table, std::string draft_name)
 
 S3Draft::~S3Draft() {
     if (!table.bucket().is_ours()) {
-        leave_to_parent(std::move(uploads));
+        keep_for_ever(std::move(uploads));
         return;
     }
-    uploads->finish();
-    if (claimed != Claimed::no)
-        give_up();
+    try {
+        uploads->finish();
+        if (claimed != Claimed::no)
+            give_up();
+    } catch (const std::exception &) {
+        // What is left is found by others.
+    }
     table.root().presence().forget_draft(claim.id);
 }
 
@@ -74,8 +80,10 @@ int32_t S3Draft::claim_name() {
         switch (table.change(name, seen, next, answer)) {
             case Change::done:
                 claimed = Claimed::yes;
-                if (dead)
+                if (dead) {
+                    const CallPatience own_patience;
                     remove_parts(table.bucket(), dead->id);
+                }
                 return 0;
             case Change::refused:
                 break;
@@ -250,7 +258,8 @@ int32_t S3Draft::publish() {
     const uint64_t map_place = pending_place + pending->size();
     for (size_t begin = 0, share = 0; begin < map.size(); begin += share) {
         share = std::min<size_t>(map.size() - begin, part_size - pending->size());
-        append(map.data() + begin, share);
+        if (!append(map.data() + begin, share))
+            break;  // finish() tells why
     }
     const uint64_t log_length = map_place + map.size();
     if (!pending->empty())

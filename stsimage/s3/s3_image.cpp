@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "stsimage/last_error.h"
@@ -23,7 +24,13 @@ constexpr uint64_t longest_map = uint64_t{1} << 32;
 S3Image::S3Image(NameTable image_table, std::string image_name)
     : table(std::move(image_table)), name(std::move(image_name)), shown_path(table.path_of(name)) {}
 
-S3Image::~S3Image() { let_go(); }
+S3Image::~S3Image() {
+    try {
+        let_go();
+    } catch (const std::exception &) {
+        // What is left is found by others.
+    }
+}
 
 void S3Image::let_go() {
     if (log != nullptr && table.bucket().is_ours())

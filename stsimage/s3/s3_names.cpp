@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "stsimage/call_patience.h"
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
@@ -37,12 +38,17 @@ int32_t S3Names::read_page() {
         page.continuation = continuation;  // to be asked for again
         return tell(answer, std::string("cannot list the images in ") + QuotedText(table.path()).c_str());
     }
+    clear_up();
+    return 0;
+}
+
+void S3Names::clear_up() {
+    const CallPatience own_patience;
     if (!has_begun)
         table.root().sweep(std::chrono::steady_clock::now() + longest_sweep);
     has_begun = true;
-    for (size_t number = 0; number < std::min(page.left.size(), most_taken_away); ++number)
+    for (size_t number = 0; number < std::min(page.left.size(), most_taken_away) && !is_call_limited(); ++number)
         table.take_away(page.left[number]);
-    return 0;
 }
 
 }  // namespace stsimage::s3

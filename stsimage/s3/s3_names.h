@@ -18,6 +18,7 @@ public:
 
 private:
     int32_t read_page();
+    void clear_up();
 
     NameTable table;
     NameTable::Page page;

@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "stsimage/call_patience.h"
+#include "stsimage/process_end.h"
 #include "stsimage/quoted_text.h"
-#include "stsimage/s3/process_end.h"
 #include "stsimage/s3/xml_answers.h"
 
 namespace stsimage::s3 {
@@ -119,7 +119,7 @@ Answer Service::send(Request request, size_t longest_body) {
         Answer answer;
         const Milliseconds patience = std::chrono::duration_cast<Milliseconds>(end - Clock::now());
         if (process_ends()) {
-            answer.error = ECANCELED;
+            answer.error = ENOTCONN;
         } else {
             used = credentials();
             sign(request, own_settings.host, used, own_settings.region, std::time(nullptr));

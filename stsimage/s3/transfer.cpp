@@ -11,7 +11,7 @@
 #include <memory>
 #include <new>
 
-#include "stsimage/s3/process_end.h"
+#include "stsimage/process_end.h"
 
 namespace stsimage::s3 {
 
@@ -132,7 +132,7 @@ int error_of(CURLcode result, CURL *handle) {
         case CURLE_OPERATION_TIMEDOUT:
             return ETIME;
         case CURLE_ABORTED_BY_CALLBACK:
-            return ECANCELED;
+            return ENOTCONN;
         case CURLE_OUT_OF_MEMORY:
             return ENOMEM;
         case CURLE_PEER_FAILED_VERIFICATION:

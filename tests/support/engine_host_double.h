@@ -1,4 +1,4 @@
-// Stands for the image library before what an engine's library is made of. No call ever ends.
+// Stands for the image library before what an engine's library is made of.
 #pragma once
 
 #include <cstdint>
@@ -20,9 +20,11 @@ inline const char *latest(int &out_error) {
     return latest_text.c_str();
 }
 inline void tell_again(const char *text, int) { latest_text = text; }
-inline void note_time_out(int64_t) {}
-inline int64_t time_left_for_call() { return INT64_MAX; }
+inline stsimage::CallState &call_state() {
+    thread_local stsimage::CallState state;
+    return state;
+}
 
-inline constexpr stsimage::EngineHost host{tell, tell_system, latest, tell_again, note_time_out, time_left_for_call};
+inline constexpr stsimage::EngineHost host{tell, tell_system, latest, tell_again, call_state, [] {}};
 
 }  // namespace engine_host_double

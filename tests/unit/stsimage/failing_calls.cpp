@@ -1,7 +1,6 @@
 #include "tests/unit/stsimage/failing_calls.h"
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/file.h>
@@ -21,6 +20,8 @@
 #include <filesystem>
 #include <optional>
 #include <utility>
+
+#include "tests/support/next_function.h"
 
 namespace {
 
@@ -89,18 +90,6 @@ std::function<int()> lose_answer;
 Call unanswered = Call::none;
 
 int answer(Call call, int result) { return inside > 0 && result == 0 && call == unanswered ? lose_answer() : result; }
-
-template <class Function>
-Function next(const char *name) {
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-// The C library's function of the same name and type.
-#define NEXT(function)                                                    \
-    ([] {                                                                 \
-        static const auto found = next<decltype(&::function)>(#function); \
-        return found;                                                     \
-    }())
 
 }  // namespace
 
