@@ -7,6 +7,7 @@ import os
 import pathlib
 import subprocess
 import sys
+import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 
@@ -66,6 +67,17 @@ class Patience(unittest.TestCase):
                 self.assertGreater(seconds, self.TIMEOUT / 2)
                 self.assertLess(seconds, 2.75 * self.TIMEOUT)
 
+    def test_removal_of_a_large_draft_ends_after_two_time_outs_too(self):
+        with self.calls() as (calls, service):
+            for call in ("create large", "write 300000000"):
+                calls.good(call)
+            # It is refused its name, and then none of its parts can be removed.
+            service.trouble({"method": "PUT", "key": NAMES, "what": "403"}, {"method": "DELETE", "what": "hang", "times": 1000})
+            status, seconds, text = calls.make("close")
+            self.assertEqual(service.unmet(), [])
+            self.assertNotEqual(status, 0)
+            self.assertLess(seconds, 2.75 * self.TIMEOUT, text)
+
     def test_reader_goes_on_where_a_part_was_not_answered(self):
         with self.calls() as (calls, service):
             for call in ("create old", "write 60000000", "close", "open old", "read 1048576", "read 1048576"):
@@ -74,7 +86,8 @@ class Patience(unittest.TestCase):
             while calls.make("read 1048576")[0] == 0:
                 pass
             service.trouble()
-            for _ in range(60):
+            time.sleep(self.TIMEOUT + 1)  # until what hangs yet has failed
+            for _ in range(57):
                 calls.good("read 1048576")
 
 

@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "stsimage/engine_host.h"
+#include "stsimage/process_end.h"
 #include "stsimage/s3/bucket.h"
-#include "stsimage/s3/process_end.h"
 #include "tests/support/engine_host_double.h"
 
 namespace {
@@ -28,7 +28,7 @@ namespace {
     std::unique_ptr<stsimage::s3::Bucket> bucket;
     if (stsimage::s3::Bucket::open("//images", bucket) != 0)
         std::_Exit(2);
-    stsimage::s3::heed_process_end();
+    stsimage::heed_process_end(std::chrono::seconds(5), [] {});
     static std::atomic<bool> is_sweeping{false};
     auto *const presence = new stsimage::s3::Presence(*bucket.release(), std::string(32, 'a'), [] {
         is_sweeping = true;

@@ -167,6 +167,27 @@ class BareEtags(S3Test):
         self.assertEqual(self.names(), [])
 
 
+class CopanArray(S3Test):
+    """Its LSUs are directories."""
+    place = ("--server", "copan:arr1", "--lsu", "vol1", "--image-root", ROOT)
+
+    def test_images_are_kept_in_the_store_when_asked_for(self):
+        mapped = {"STSIMAGE_ABSOLUTE": "store"}
+        done = self.good("image put", *self.place, "name", data=b"data", **mapped)
+        self.assertEqual(done.stderr, b"")
+        self.assertEqual(list(self.storage.rglob("*.stsimg")), [])
+        self.assertEqual(self.good("image get", *self.place, "name", **mapped).stdout, b"data")
+        self.good("run", "--server", "copan:arr1", "--image-root", ROOT, data=b"data", **mapped)
+        self.assertNotIn(b"data", self.expect(1, self.simhost("image get", *self.place, "name")).stdout)
+
+    def test_images_that_stay_on_this_machine_are_warned_of(self):
+        for command in (("put", *self.place, "name"), ("copy", *self.place, "name", "other"),
+                        ("migrate", "--server", "copan:arr1", "--lsu", "vol1", ROOT, self.images)):
+            document = self.document(self.simhost(f"image {command[0]}", "--json", *command[1:], data=b"data"))
+            self.assertRegex(" ".join(document["warnings"]), "directory of this machine, not in s3://images/test; STSIMAGE_ABSOLUTE=store")
+        self.assertEqual(len(list(self.storage.rglob("*.stsimg"))), 2)
+
+
 class Leftovers(S3Test):
     def fsck(self, *arguments):
         return self.document(self.good("image fsck", "--json", "--image-root", ROOT, *arguments))["result"]
