@@ -5,8 +5,9 @@ Nothing outside the namespaces and one directory is touched. Needs root.
 
     ceph_cluster.py run [--nodes N] [--gateways] -- COMMAND...     starts one, runs the command in the first client's namespace, stops it
 
-CEPH_CONF leads the command to the cluster; its pool is "images". With --gateways, AWS_ENDPOINT_URL and the like lead it to its gateways;
-the bucket is "images" too. STSPI_CLUSTER_CLIENTS has the names of two clients' namespaces.
+CEPH_CONF leads the command to the cluster; its pool is "images", of which STSIMAGE_RADOS_USER is the user. With --gateways,
+AWS_ENDPOINT_URL and the like lead it to its gateways; the bucket is "images" too. STSPI_CLUSTER_CLIENTS has the names of two clients'
+namespaces.
 """
 import argparse
 import contextlib
@@ -25,11 +26,9 @@ from processes import call
 from s3_gateways import S3Gateways
 
 POOL = "images"
+USER = "stsimage"  # may use that pool and nothing else, as the documentation tells to set it up
 STORE_BYTES = 12 << 30  # of each OSD; a file with holes
 SETTINGS = """
-auth cluster required = none
-auth service required = none
-auth client required = none
 ms mon client mode = crc
 osd pool default size = {replicas}
 osd pool default min size = {least}
@@ -138,11 +137,29 @@ class CephCluster(Network):
             for kind in ("mon", "osd", "mgr", "mds"):
                 out.write(f"{kind} data = {self.directory}/{kind}.$id\n")
             out.write(f"run dir = {self.directory}\nlog file = {self.directory}/$name.log\n"
-                      f"admin socket = {self.directory}/$name.asok\npid file =\nkeyring =\n")
+                      f"admin socket = {self.directory}/$name.asok\npid file =\nkeyring = {self.directory}/keyring\n")
             for node in self.nodes:
                 out.write(f"[mon.{node}]\npublic addr = 10.77.0.{node}\n")
                 out.write(f"[osd.{node - 1}]\npublic addr = 10.77.0.{node}\ncluster addr = 10.77.0.{node}\n")
-            out.write("[mgr.1]\npublic addr = 10.77.0.1\n[mds.a]\npublic addr = 10.77.0.1\n[client]\nlog file =\nadmin socket =\n")
+            out.write("[mgr.1]\npublic addr = 10.77.0.1\n[mds.a]\npublic addr = 10.77.0.1\n[client]\nlog file =\nadmin socket =\n"
+                      f"[client.{USER}]\nkeyring = {self.directory}/ceph.client.{USER}.keyring\n")
+
+    def make_keys(self):
+        everything = {"mon": "allow *", "osd": "allow *", "mgr": "allow *", "mds": "allow *"}
+        owners = {"mon.": {"mon": "allow *"}, "client.admin": everything, "mgr.1": {**everything, "mon": "allow profile mgr"},
+                  "mds.a": {**everything, "mon": "allow profile mds"}}
+        for node in self.nodes:
+            owners[f"osd.{node - 1}"] = {"mon": "allow profile osd", "mgr": "allow profile osd", "osd": "allow *"}
+            owners[f"client.gateway{node}"] = {"mon": "allow rw", "osd": "allow rwx"}
+        keyring = f"{self.directory}/keyring"
+        call("ceph-authtool", "--create-keyring", keyring)
+        for owner, capabilities in owners.items():
+            call("ceph-authtool", keyring, "--gen-key", "-n", owner,
+                 *(word for service, capability in capabilities.items() for word in ("--cap", service, capability)))
+
+    def make_user(self):
+        with open(f"{self.directory}/ceph.client.{USER}.keyring", "w") as out:
+            out.write(self.ceph("auth", "get-or-create", f"client.{USER}", "mon", "allow r", "osd", f"allow rwx pool={POOL}"))
 
     def make_monitors(self, cluster_id):
         monitor_map = f"{self.directory}/monmap"
@@ -151,7 +168,8 @@ class CephCluster(Network):
             call("monmaptool", "--addv", str(node), f"[v2:10.77.0.{node}:3300,v1:10.77.0.{node}:6789]", monitor_map)
         for node in self.nodes:
             os.mkdir(f"{self.directory}/mon.{node}")
-            call("ceph-mon", "--mkfs", "-i", str(node), "--monmap", monitor_map, "-c", self.configuration)
+            call("ceph-mon", "--mkfs", "-i", str(node), "--monmap", monitor_map, "--keyring", f"{self.directory}/keyring",
+                 "-c", self.configuration)
             self.start_monitor(node)
 
     def make_osds(self):
@@ -174,6 +192,7 @@ class CephCluster(Network):
         self.configuration = f"{self.directory}/ceph.conf"
         self.make_network()
         self.write_configuration(cluster_id)
+        self.make_keys()
         self.make_monitors(cluster_id)
         self.wait_for("a quorum", lambda: len(self.status()["quorum"]) == len(self.nodes))
         os.mkdir(f"{self.directory}/mgr.1")
@@ -181,6 +200,7 @@ class CephCluster(Network):
         self.make_osds()
         self.wait_for("the OSDs", lambda: self.status()["osdmap"]["num_up_osds"] == len(self.nodes))
         self.make_pool(POOL, 16, "stsimage")
+        self.make_user()
         self.wait_until_clean()
 
     def stop(self):
@@ -190,7 +210,7 @@ class CephCluster(Network):
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def environment(self):
-        return dict(os.environ, CEPH_CONF=self.configuration,
+        return dict(os.environ, CEPH_CONF=self.configuration, STSIMAGE_RADOS_USER=USER,
                     STSPI_CLUSTER_CLIENTS=" ".join(self.namespace(f"client{client}") for client in (1, 2)))
 
     def __enter__(self):

@@ -12,7 +12,7 @@
 //         What was acknowledged last must be there, what was refused must not, what is unknown may be, and all that is must be
 //         whole.
 //
-// With a time-out of ten seconds for each operation no call may take longer than 30, or, in a directory, than a minute.
+// With a time-out of ten seconds for each operation no call may take longer than 45, or, in a directory, than a minute.
 // STSIMAGE_ROOT says where, or what follows a NAMESPACE: "host1:/mnt/images". Exit status 0 when nothing was wrong; the last line has the figures.
 #include <fcntl.h>
 #include <pthread.h>
@@ -47,7 +47,7 @@ constexpr char lsu[] = "shared/pool";
 constexpr size_t call_size = 700'001;
 
 // In milliseconds.
-int64_t longest_call() { return *std::getenv("STSIMAGE_ROOT") == '/' ? 60'000 : 30'000; }
+int64_t longest_call() { return *std::getenv("STSIMAGE_ROOT") == '/' ? 60'000 : 45'000; }
 
 // The network of a host, and its way to the images if that is not everybody's.
 void enter(std::string host) {

@@ -15,6 +15,12 @@ class ImageCalls:
         status, _, text = self.make(*words)
         assert status == 0, f"{words}: {status}, {text}"
 
+    def exit_amid(self, threads):
+        """Lets it end while that many threads make calls."""
+        print("exit_amid", threads, file=self.process.stdin, flush=True)
+        told, _ = self.process.communicate(timeout=120)
+        assert self.process.returncode == 0, f"{self.process.returncode}: {told}"
+
     def end(self):
         self.process.kill()
         self.process.communicate()
