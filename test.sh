@@ -48,7 +48,7 @@ packages_and_nfs() {
 }
 
 begin
-packaging/install-packages.sh build s3 test
+packaging/install-packages.sh build rados s3 test
 note_time packages
 
 for step in $steps; do
@@ -82,7 +82,7 @@ for step in $steps; do
             build_and_test "$step"
             ;;
         cluster)
-            packaging/install-packages.sh rados cluster user-mode-linux
+            packaging/install-packages.sh cluster user-mode-linux
             echo "=== cluster: configure, build (build/cluster), images that several hosts share"
             begin
             cmake --preset cluster >/dev/null
