@@ -217,6 +217,8 @@ void add_image_migrate_command(CLI::App &app, CommandLine &line) {
         line.action = [options, &line](Workbench &bench) {
             if (!line.host.image_root.empty())
                 throw UsageError("FROM and TO say where the images are; --image-root is for other commands");
+            if (options->from.empty() || options->to.empty())
+                throw UsageError("FROM and TO name a directory, a pool or a bucket, and neither may be empty");
             HostOptions host = line.host;
             host.image_root = options->from;
             with_images(bench, host, options->image,

@@ -162,6 +162,8 @@ class Migration(SimhostTest):
 
     def test_image_root_is_no_option_of_it(self):
         self.expect(2, self.simhost("image migrate", *PLACE, "--image-root", self.images, self.images, self.elsewhere))
+        for empty in (("", self.elsewhere), (self.images, "")):
+            self.assertIn(b"neither may be empty", self.expect(2, self.simhost("image migrate", *PLACE, *empty)).stderr)
 
 
 if __name__ == "__main__":
