@@ -32,7 +32,7 @@ trap 'exit 130' INT
 trap 'exit 143' TERM
 
 # Whatever the user has set for the shell must not change what is shown.
-unset STSIMAGE_ROOT STSIMAGE_ABSOLUTE AWS_PROFILE AWS_SESSION_TOKEN
+unset STSIMAGE_ROOT STSIMAGE_ABSOLUTE
 if [ -n "$cluster" ]; then
     echo "=== 3. A cluster of three nodes and two hosts, in networks of their own (takes a minute)"
     TMPDIR=$work tests/cluster/ceph_cluster.py run --gateways -- tests/cluster/two_hosts.sh build/release "$directory" "$work"

@@ -4,6 +4,7 @@
 // libraries who does not use it. It is built together with this library and comes in the same version.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -15,7 +16,7 @@
 namespace stsimage {
 
 // Changes with anything that the two libraries share.
-constexpr uint32_t engine_interface = 5;
+constexpr uint32_t engine_interface = 6;
 
 // What is the image library's. Most of it belongs to the calling thread: the text of its latest failure, where an engine leaves why
 // something failed, and what its call may still wait for.
@@ -30,6 +31,8 @@ struct EngineHost {
     CallState &(*call_state)();
     // Closes all that is open, as the process ends; what was being written is discarded.
     void (*give_up_open_at_end)();
+    // What that may still wait for; before the process ends, more than any time-out.
+    std::chrono::milliseconds (*time_left_at_end)();
 };
 
 struct Engine {

@@ -45,6 +45,8 @@ void EarlierFailure::tell_again() const { current_host.load()->tell_again(text, 
 
 void give_up_open_at_end() { current_host.load()->give_up_open_at_end(); }
 
+std::chrono::milliseconds time_left_at_end() { return current_host.load()->time_left_at_end(); }
+
 CallState &call_state() { return current_host.load()->call_state(); }
 
 }  // namespace stsimage

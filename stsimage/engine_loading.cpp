@@ -1,7 +1,9 @@
 #include "stsimage/engine_loading.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
+#include <climits>
 #include <map>
 #include <mutex>
 
@@ -22,24 +24,34 @@ const char *latest(int &out_error) {
     return last_error();
 }
 
-constexpr EngineHost host{tell, tell_system, latest, tell_failure_again, call_state, give_up_open_at_end};
+constexpr EngineHost host{tell,       tell_system,         latest,          tell_failure_again,
+                          call_state, give_up_open_at_end, time_left_at_end};
 
 std::mutex engines_mutex;
 NeverDestroyed<std::map<std::string, const Engine *>> engines;
 
-std::string path_of_this_library() {
-    Dl_info self{};
-    return dladdr(reinterpret_cast<const void *>(&host), &self) != 0 && self.dli_fname != nullptr ? self.dli_fname : "";
+link_map *this_library(Dl_info &out_info) {
+    void *library = nullptr;
+    const bool found = dladdr1(reinterpret_cast<const void *>(&host), &out_info, &library, RTLD_DL_LINKMAP) != 0;
+    return found ? static_cast<link_map *>(library) : nullptr;
 }
 
 // Threads of engines last as long as the process, and call this library.
-void stay_loaded() { dlopen(path_of_this_library().c_str(), RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE); }
+void stay_loaded() {
+    Dl_info self{};
+    if (this_library(self) != nullptr)
+        dlopen(self.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+}
 
-// Where engines lie: what is built or installed together stays together.
+// Where engines lie: what is built or installed together stays together. Its path may be relative to a directory in which the process
+// was once.
 std::string directory_of_engines() {
-    const std::string path = path_of_this_library();
-    const size_t slash = path.rfind('/');
-    return (slash == path.npos ? std::string() : path.substr(0, slash + 1)) + "stsimage/";
+    Dl_info self{};
+    link_map *const library = this_library(self);
+    char directory[PATH_MAX] = "";
+    if (library == nullptr || dlinfo(library, RTLD_DI_ORIGIN, directory) != 0)
+        return "stsimage/";
+    return std::string(directory) + "/stsimage/";
 }
 
 int32_t load_engine(const std::string &name, const Engine *&out_engine) {

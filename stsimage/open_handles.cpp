@@ -1,5 +1,10 @@
 #include "stsimage/open_handles.h"
 
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -12,6 +17,9 @@ namespace stsimage {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
 // A process shall end although an engine does not answer.
 constexpr std::chrono::seconds longest_at_end(5);
 
@@ -20,6 +28,10 @@ uint64_t users = 0;
 
 NeverDestroyed<HandleTable<Image>> images;
 NeverDestroyed<HandleTable<ImageList>> lists;
+
+// Once a process ends, and until when it may wait. A process that is forked meanwhile is another one.
+std::atomic<pid_t> ending_process{0};
+std::atomic<Clock::time_point> end_of_waiting{};
 
 [[maybe_unused]] const int given_up_at_end = std::atexit(give_up_open_at_end);
 
@@ -47,9 +59,20 @@ void end_use() {
 
 void give_up_open_at_end() {
     const CallPatience patience;
-    note_time_out(longest_at_end);
+    if (ending_process != getpid()) {
+        end_of_waiting = Clock::now() + longest_at_end;
+        ending_process = getpid();
+    }
+    note_time_out(time_left_at_end());
     images->take_all();
     lists->take_all();
+}
+
+Milliseconds time_left_at_end() {
+    if (ending_process != getpid())
+        return Milliseconds::max();
+    const Clock::duration left = end_of_waiting.load() - Clock::now();
+    return std::max(Milliseconds::zero(), std::chrono::duration_cast<Milliseconds>(left));
 }
 
 }  // namespace stsimage

@@ -77,6 +77,7 @@ void keep_for_ever(std::shared_ptr<void> work) noexcept {
 }
 
 bool process_ends() { return ends; }
+bool is_end_near() { return ends || time_left_at_end().count() == 0; }
 
 UnderWay::UnderWay() { ++things_under_way; }
 UnderWay::~UnderWay() { --things_under_way; }

@@ -18,6 +18,9 @@ void keep_for_ever(std::shared_ptr<void> work) noexcept;
 // Whether it has begun. Whoever asks while under way and hears no is waited for.
 bool process_ends();
 
+// Whether nothing is waited for any more: it has begun, or all that is open is being given up and that has lasted too long.
+bool is_end_near();
+
 // Counts a request, or what consists of several, as under way as long as it lives.
 class UnderWay {
 public:

@@ -18,4 +18,8 @@ bool make_random_id(std::string &out_id) {
     return true;
 }
 
+bool is_random_id(std::string_view text) {
+    return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == text.npos;
+}
+
 }  // namespace stsimage

@@ -16,6 +16,7 @@
 #include "stsimage/own_connections.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/rados/completion.h"
+#include "stsimage/root_prefix.h"
 #include "stsimage/seconds_setting.h"
 #include "stspi/stsimg.h"
 
@@ -116,7 +117,7 @@ int32_t Pool::connect(std::string_view location, std::shared_ptr<Pool> &out_pool
     return OwnConnections<Pool>::find(location, out_pool, [location](std::shared_ptr<Pool> &out_opened) {
         const size_t slash = std::min(location.find('/'), location.size());
         const std::string pool(location.substr(0, slash));
-        const std::string prefix(slash < location.size() ? location.substr(slash + 1) : "");
+        const std::string prefix = normalize_prefix(location.substr(slash));
         if (pool.empty())
             return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names no pool: rados:POOL[/PREFIX] is expected");
         const UnderWay under_way;

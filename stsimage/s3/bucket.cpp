@@ -8,6 +8,7 @@
 
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
+#include "stsimage/root_prefix.h"
 #include "stspi/stsimg.h"
 
 namespace stsimage::s3 {
@@ -38,14 +39,9 @@ Condition Condition::still(const std::string &etag, EtagForm form) {
 int32_t Bucket::open(std::string_view location, std::unique_ptr<Bucket> &out_bucket) {
     const std::string_view name = location.substr(0, 2) == "//" ? location.substr(2) : std::string_view();
     const size_t slash = std::min(name.find('/'), name.size());
-    std::string prefix;
-    for (size_t begin = slash + 1; begin < name.size();) {
-        const size_t end = std::min(name.find('/', begin), name.size());
-        const std::string_view component = name.substr(begin, end - begin);
-        if (!component.empty())
-            prefix.append(component).append("/");
-        begin = end + 1;
-    }
+    std::string prefix = normalize_prefix(name.substr(slash));
+    if (!prefix.empty())
+        prefix += '/';
     const bool is_fine = is_bucket_name(name.substr(0, slash)) && is_prefix(prefix);
     if (!is_fine && location.find('@') != location.npos)  // a message must not have what may be a password
         return fail(STSIMG_E_INVALID_LSU, "STSIMAGE_ROOT names a user: s3://BUCKET[/PREFIX] is expected");

@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
+#include "stsimage/random_id.h"
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/parallel_requests.h"
 
@@ -77,7 +79,8 @@ std::time_t seconds_until_loose(ImageRoot &root) {
 Answer for_each_note(const std::shared_ptr<ImageRoot> &root, const std::function<void(LooseParts)> &listener) {
     return root->bucket().list_all(loose, "", [&listener](const ListPage &page, std::time_t now) {
         for (const ListedObject &object : page.objects)
-            listener(parts_of_note(object, now));
+            if (LooseParts parts = parts_of_note(object, now); is_random_id(parts.id))
+                listener(std::move(parts));
         return Answer();
     });
 }

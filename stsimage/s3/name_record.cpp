@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "stsimage/random_id.h"
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/request_signing.h"
 
@@ -14,12 +15,8 @@ constexpr char first_line[] = "stsimage name 1";
 constexpr char hash_word[] = "sha256 ";
 constexpr size_t hash_line_size = 7 + 64 + 1;
 
-bool is_id(const std::string &text) {
-    return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == text.npos;
-}
-
 bool is_acceptable(const ImageEntry &image) {
-    return is_id(image.id) && image.map_place <= image.log_length && image.map_hash.size() == 64 &&
+    return is_random_id(image.id) && image.map_place <= image.log_length && image.map_hash.size() == 64 &&
            image.log_length <= longest_log && image.size <= longest_log;
 }
 
@@ -89,13 +86,13 @@ bool read_record(const std::string &text, NameRecord &out_record) {
         } else if (kind == "claim") {
             Claim claim;
             words >> claim.id >> claim.process >> claim.lease_seconds;
-            if (!is_id(claim.id) || !is_id(claim.process))
+            if (!is_random_id(claim.id) || !is_random_id(claim.process))
                 return false;
             out_record.claim = claim;
         } else if (kind == "mark") {
             std::string mark;
             words >> mark;
-            if (!is_id(mark) || out_record.marks.size() == most_marks)
+            if (!is_random_id(mark) || out_record.marks.size() == most_marks)
                 return false;
             out_record.marks.push_back(std::move(mark));
         } else if (kind == "leaving") {

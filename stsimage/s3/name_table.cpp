@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "stsimage/process_end.h"
 #include "stsimage/random_id.h"
 
 namespace stsimage::s3 {
@@ -38,9 +39,9 @@ std::string decoded(std::string_view text) {
     return plain;
 }
 
-std::string key_of_lsu(const std::string &lsu) { return "lsu/" + component_of(lsu); }
-
 }  // namespace
+
+std::string key_of_lsu(const std::string &lsu) { return "lsu/" + component_of(lsu); }
 
 NameTable::NameTable(std::shared_ptr<ImageRoot> table_root, std::string table_lsu)
     : image_root(std::move(table_root)), lsu_text(std::move(table_lsu)) {}
@@ -136,7 +137,7 @@ Answer NameTable::find(std::string_view name, SeenRecord &out_seen) {
         out_seen.etag = answer.header("etag");
         out_seen.age = answer.age();
         if (!read_record(answer.body, out_seen.record) || out_seen.etag.empty()) {
-            answer.error = EBADMSG;
+            answer.error = process_ends() ? ENOTCONN : EBADMSG;  // no hash can be had any more
             answer.words = "the record of the name is damaged";
         }
     }

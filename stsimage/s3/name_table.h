@@ -20,6 +20,9 @@ struct SeenRecord {
 
 enum class Change { done, refused, unknown, failed };
 
+// The object that says that an LSU is there. It holds the whole text, which the key may not.
+std::string key_of_lsu(const std::string &lsu);
+
 class NameTable {
 public:
     NameTable(std::shared_ptr<ImageRoot> root, std::string lsu);

@@ -1,14 +1,17 @@
 #include "stsimage/s3/presence.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "stsimage/process_end.h"
+#include "stsimage/random_id.h"
 #include "stsimage/s3/background.h"
 #include "stsimage/s3/parallel_requests.h"
 
@@ -113,8 +116,11 @@ Answer Presence::ask_whether_read(const std::string &id, bool &out_read) {
     Answer answer = bucket.list(readers_of(id), "", "", page);
     const std::time_t now = answer.date();
     for (const ListedObject &object : page.objects) {
-        const size_t point = object.key.rfind('.');
-        const long lease_of_reader = point == object.key.npos ? 0 : std::strtol(&object.key[point + 1], nullptr, 10);
+        const std::string_view note = std::string_view(object.key).substr(readers_of(id).size());
+        const size_t point = std::min(note.find('.'), note.size());
+        if (!is_random_id(note.substr(0, point)))
+            continue;
+        const long lease_of_reader = point < note.size() ? std::strtol(note.data() + point + 1, nullptr, 10) : 0;
         if (now <= object.modified + lease_of_reader + coarseness)
             out_read = true;
         else
@@ -128,7 +134,8 @@ void Presence::clear_dead() {
     const Answer answer = bucket.list(writer_key(""), "", "", page);
     const std::time_t now = answer.date();
     for (const ListedObject &object : page.objects)
-        if (now > object.modified + seconds_until_forgotten)
+        if (now > object.modified + seconds_until_forgotten &&
+            is_random_id(std::string_view(object.key).substr(writer_key("").size())))
             bucket.remove(object.key);
 }
 

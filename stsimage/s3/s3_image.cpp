@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "stsimage/last_error.h"
+#include "stsimage/process_end.h"
 #include "stsimage/quoted_text.h"
 #include "stspi/stsimg.h"
 
@@ -70,6 +71,8 @@ int S3Image::read_map() {
         return errno;
     const bool is_right =
         sha256_in_hexadecimal(bytes) == entry.map_hash && ExtentMap::read(bytes, entry.size, entry.map_place, extents);
+    if (process_ends())  // no hash can be had any more
+        return ENOTCONN;
     return is_right ? 0 : EBADMSG;
 }
 

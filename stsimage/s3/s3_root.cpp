@@ -1,11 +1,13 @@
 #include "stsimage/s3/s3_root.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <mutex>
 #include <utility>
 
 #include "stsimage/last_error.h"
 #include "stsimage/quoted_text.h"
+#include "stsimage/random_id.h"
 #include "stsimage/s3/image_log.h"
 #include "stsimage/s3/parallel_requests.h"
 #include "stspi/stsimg.h"
@@ -28,6 +30,11 @@ Answer S3Root::find_lsus(std::vector<std::string> &out_lsus) {
             Answer lsu = root->bucket().get(object.key);
             if (!lsu.ok())
                 return lsu;
+            if (object.key != key_of_lsu(lsu.body)) {  // without its text its images would seem to be nobody's
+                lsu.error = EBADMSG;
+                lsu.words = object.key + " does not hold the text of an LSU";
+                return lsu;
+            }
             out_lsus.push_back(std::move(lsu.body));
         }
         return Answer();
@@ -126,7 +133,8 @@ Answer S3Root::find_ids_without_note(std::set<std::string> &out_ids) {
     const std::string images = parts_of("");
     Answer answer = root->bucket().list_all(images, "/", [&](const ListPage &page, std::time_t) {
         for (const std::string &folded : page.prefixes)
-            out_ids.insert(folded.substr(images.size(), folded.size() - images.size() - 1));
+            if (std::string id = folded.substr(images.size(), folded.size() - images.size() - 1); is_random_id(id))
+                out_ids.insert(std::move(id));
         return Answer();
     });
     std::vector<std::string> lsus;

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "stsimage/call_patience.h"
+#include "stsimage/engine_host.h"
 #include "stsimage/process_end.h"
 #include "stsimage/quoted_text.h"
 #include "stsimage/s3/xml_answers.h"
@@ -103,7 +104,7 @@ bool Service::find_others(const Credentials &refused) {
 Answer Service::send(Request request, size_t longest_body) {
     const UnderWay under_way;
     const Milliseconds time_out = std::chrono::seconds(own_settings.timeout_seconds);
-    const Clock::time_point end = Clock::now() + std::min(time_out, time_left_for_call());
+    const Clock::time_point end = Clock::now() + std::min({time_out, time_left_for_call(), time_left_at_end()});
     const Fields unsigned_headers = request.headers;
     bool unclear = false;
     Milliseconds wait = first_wait;
@@ -138,7 +139,7 @@ Answer Service::send(Request request, size_t longest_body) {
             answer = std::move(earlier);
         answer.unclear = unclear && !answer.ok();
         const bool again =
-            !answer.ok() && !process_ends() && !too_long && !untrusted && (!answered || may_be_tried_again(answer));
+            !answer.ok() && !is_end_near() && !too_long && !untrusted && (!answered || may_be_tried_again(answer));
         if (!again)
             return answer;
         if (Clock::now() + wait >= end) {

@@ -115,7 +115,7 @@ size_t take_header(char *buffer, size_t size, size_t count, void *data) {
     return line.size();
 }
 
-int go_on(void *, curl_off_t, curl_off_t, curl_off_t, curl_off_t) { return process_ends() ? 1 : 0; }
+int go_on(void *, curl_off_t, curl_off_t, curl_off_t, curl_off_t) { return is_end_near() ? 1 : 0; }
 
 // Whether a request has surely not got beyond this machine. libcurl notes a time as soon as it has begun to send, and keeps it
 // when it makes the request again by itself. The result would not do: a connection that is not made in time has that of any other

@@ -6,6 +6,11 @@ that of the second.
 import os
 import pathlib
 import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "s3"))
+
+import own_settings  # noqa: E402,F401
 
 BUCKET, DATA_POOL = "images", "default.rgw.buckets.data"
 ACCESS_KEY, SECRET_KEY, REGION = "TESTACCESSKEY", "test/secret+key", "test-region-1"  # as of tests/s3/s3_server.py

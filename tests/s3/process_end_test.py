@@ -7,6 +7,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 
@@ -29,6 +30,12 @@ class Ending:
         for _ in range(4):
             done = subprocess.run([UNLOADING, LIBRARY], env=self.environment(), capture_output=True, timeout=60, check=False)
             self.assertEqual(done.returncode, 0, done)
+
+    def test_library_is_loaded_by_a_relative_path_and_the_process_goes_elsewhere(self):
+        directory, name = os.path.split(LIBRARY)
+        done = subprocess.run([UNLOADING, f"./{name}", "/"], cwd=directory, env=self.environment(), capture_output=True, timeout=60,
+                              check=False)
+        self.assertEqual(done.returncode, 0, done)
 
     def begin(self, *before):
         calls = ImageCalls(self.start())
@@ -67,11 +74,26 @@ class InS3(Ending, unittest.TestCase):
         self.addCleanup(self.service.stop)
 
     def environment(self):
-        return {**os.environ, **self.service.environment(STSIMAGE_ROOT="s3://images/test")}
+        return {**os.environ, **self.service.environment(STSIMAGE_ROOT="s3://images/test", STSIMAGE_S3_TIMEOUT="90")}
 
     def test_nothing_stays_of_what_was_being_written(self):
         self.begin("create name", "write 9000000").exit_amid(0)
         self.assertEqual(self.service.keys("test/image/"), [])
+
+    def test_what_the_service_does_not_answer_is_waited_for_a_few_seconds(self):
+        self.begin("create old", "write 9000000", "close").end()
+        for before, silent, *afterwards in ((("create new",), "/image/", "write 9000000"), (("create new", "write 9000000"), "/names/"),
+                                            (("open old", "read 1"), "/image/")):
+            with self.subTest(before=before, silent=silent):
+                calls = self.begin(*before)
+                self.service.trouble({"key": silent, "what": "hang", "times": 1000})
+                for call in afterwards:
+                    calls.good(call)
+                begun = time.monotonic()
+                calls.exit_amid(2)
+                self.assertLess(time.monotonic() - begun, 45)  # it is five and some, and a time-out ninety
+                self.service.trouble()
+                self.service.age(3600)
 
 
 if __name__ == "__main__":

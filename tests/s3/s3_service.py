@@ -11,6 +11,7 @@ import subprocess
 import sys
 import time
 
+import own_settings  # noqa: F401
 from s3_client import S3Client
 
 SERVER = pathlib.Path(__file__).with_name("s3_server.py")

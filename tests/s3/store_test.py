@@ -3,64 +3,12 @@
 The service is s3_server.py, which refuses, hangs up and forgets on demand, by itself or in front of another one."""
 
 import os
-import pathlib
 import subprocess
-import sys
 import time
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(sys.argv[4]) / "tests" / "e2e"))
-
-from s3_service import GATEWAY, S3Service  # noqa: E402
-from simhost_world import SimhostTest, main  # noqa: E402
-
-ROOT = "s3://images/test"
-PLACE = ("--server", "Kelvarpool:mediaA", "--lsu", "pool1", "--image-root", ROOT)
-UNKNOWN = "2061114"
-NAMES = "test/names/pool1/"
-# Long enough for any machine to tell in time that it lives; a gateway's objects cannot be made older but by waiting.
-LEASE = 6 if GATEWAY else 60
-TIMEOUT = 10
-AGE_OF_LOOSE_PARTS = LEASE + 2 * TIMEOUT + 20
-PATIENCE = {"STSIMAGE_S3_TIMEOUT": "90"}  # with a request that is answered late, not to be made twice
-
-
-class S3Test(SimhostTest):
-    options = ()
-    scheme = "http"
-
-    def setUp(self):
-        super().setUp()
-        self.service = S3Service(*self.options, scheme=self.scheme)
-        self.addCleanup(self.service.stop)
-
-    def until(self, condition, seconds=120):
-        end = time.monotonic() + seconds
-        while not condition():
-            self.assertLess(time.monotonic(), end, "it does not come to that")
-            time.sleep(0.02)
-
-    def start(self, command, *arguments, **environment):
-        """A command that runs beside the test, and does not outlive it."""
-        process = subprocess.Popen(self.command(command, *arguments), env=self.environment(**environment), stdin=subprocess.PIPE,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.addCleanup(process.communicate)
-        self.addCleanup(process.kill)
-        return process
-
-    def environment(self, **changes):
-        return super().environment(**self.service.environment(
-            **{"STSIMAGE_S3_TIMEOUT": str(TIMEOUT), "STSIMAGE_S3_LEASE": str(LEASE), **changes}))
-
-    def put(self, name, data, *arguments, **how):
-        return self.simhost("image put", *arguments, *PLACE, name, data=data, **how)
-
-    def get(self, name):
-        return self.good("image get", *PLACE, name).stdout
-
-    def names(self):
-        listed = self.document(self.good("image ls", "--json", *PLACE))["result"]["images"]
-        return [image["name"] for image in listed]
+from s3_service import GATEWAY, S3Service
+from store_world import LEASE, NAMES, PATIENCE, PLACE, ROOT, UNKNOWN, S3Test, SimhostTest, main
 
 
 class Store(S3Test):
@@ -156,6 +104,12 @@ class Store(S3Test):
         self.assertEqual(self.names(), [])
 
 
+    def test_slashes_of_a_prefix_are_all_the_same(self):
+        self.expect(0, self.put("name", b"data"))
+        for root in ("s3://images/test/", "s3://images//test"):
+            self.assertEqual(self.good("image get", *PLACE[:4], "--image-root", root, "name").stdout, b"data")
+
+
 class BareEtags(S3Test):
     options = ("--bare-etags",)
 
@@ -180,125 +134,25 @@ class CopanArray(S3Test):
         self.good("run", "--server", "copan:arr1", "--image-root", ROOT, data=b"data", **mapped)
         self.assertNotIn(b"data", self.expect(1, self.simhost("image get", *self.place, "name")).stdout)
 
+    def test_images_move_from_its_directory_into_the_store_and_back(self):
+        place = self.place[:4]
+        content = os.urandom(100_000)
+        self.good("image put", *place, "name", data=content)
+        for source, target in ((self.images, ROOT), (ROOT, self.images)):
+            done = self.good("image migrate", "--json", *place, source, target, STSIMAGE_ABSOLUTE="store")
+            document = self.document(done)
+            self.assertEqual((document["result"]["copied"], document["warnings"]), (1, []))
+            if target == ROOT:
+                self.good("image rm", *place, "name")
+                self.assertEqual(list(self.storage.rglob("*.stsimg")), [])
+        self.assertEqual(self.good("image get", *place, "name").stdout, content)
+
     def test_images_that_stay_on_this_machine_are_warned_of(self):
         for command in (("put", *self.place, "name"), ("copy", *self.place, "name", "other"),
                         ("migrate", "--server", "copan:arr1", "--lsu", "vol1", ROOT, self.images)):
             document = self.document(self.simhost(f"image {command[0]}", "--json", *command[1:], data=b"data"))
             self.assertRegex(" ".join(document["warnings"]), "directory of this machine, not in s3://images/test; STSIMAGE_ABSOLUTE=store")
         self.assertEqual(len(list(self.storage.rglob("*.stsimg"))), 2)
-
-
-class Leftovers(S3Test):
-    def fsck(self, *arguments):
-        return self.document(self.good("image fsck", "--json", "--image-root", ROOT, *arguments))["result"]
-
-    def test_replaced_and_deleted_parts_go_by_themselves_once_nobody_may_read_them(self):
-        self.expect(0, self.put("name", b"first"))
-        self.expect(0, self.put("name", b"second", "--replace"))
-        self.expect(0, self.put("other", b"other"))
-        self.good("image rm", *PLACE, "other")
-        self.names()
-        self.assertEqual(len(self.service.keys("test/image/")), 3)
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        self.names()
-        self.assertEqual(len(self.service.keys("test/image/")), 1)
-        self.assertEqual(self.service.keys("test/loose/"), [])
-        self.assertEqual(self.get("name"), b"second")
-
-    def test_parts_of_an_image_that_is_deleted_as_soon_as_it_is_there_go_too(self):
-        self.service.trouble({"method": "DELETE", "key": "loose/", "what": "delay", "seconds": 5})
-        writer = self.start("image put", *PLACE, "name", **PATIENCE)
-        writer.stdin.close()
-        writer.stdin = None
-        self.until(lambda: not self.service.unmet())  # it takes back its note of a draft when it has published
-        self.good("image rm", *PLACE, "name")
-        self.assertEqual(writer.wait(), 0)
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        self.names()
-        self.assertEqual(self.service.keys("test/image/"), [])
-
-    def test_writer_is_seen_to_live_while_it_clears_away_what_takes_long(self):
-        for number in range(8):
-            self.expect(0, self.put(f"name {number}", b"data"))
-            self.good("image rm", *PLACE, f"name {number}")
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        self.service.trouble({"method": "DELETE", "key": "image/", "what": "hang", "times": 1000})
-        writer = self.start("image put", *PLACE, "name", STSIMAGE_S3_LEASE="6")
-        writer.stdin.write(b"x" * 9_000_000)
-        writer.stdin.flush()
-        self.until(lambda: not self.service.unmet())
-        (sign_of_life,) = [key for key in self.service.keys("test/writers/") if self.service.age_of(key) < AGE_OF_LOOSE_PARTS]
-        self.service.age(60)
-        self.until(lambda: self.service.age_of(sign_of_life) < 30, seconds=30)
-
-    def test_list_does_not_wait_until_all_is_cleared_away(self):
-        for number in range(8):
-            self.expect(0, self.put(f"name {number}", b"data"))
-            self.good("image rm", *PLACE, f"name {number}")
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        self.service.trouble({"method": "DELETE", "key": "image/", "what": "403", "times": 1000},
-                             {"method": "GET", "key": "/images", "what": "delay", "seconds": 1, "times": 1000})
-        begun = self.service.ask("requests")["GET"]
-        self.assertEqual(self.names(), [])
-        # Each of the eight takes two lists and three records, of a second each; two seconds are given to all of them.
-        self.assertLess(self.service.ask("requests")["GET"] - begun, 25)
-
-    def test_name_of_a_deleted_image_is_taken_away_in_time(self):
-        self.expect(0, self.put("name", b"first"))
-        self.good("image rm", *PLACE, "name")
-        self.assertEqual(self.names(), [])
-        self.assertEqual(len(self.service.keys(NAMES)), 1)
-        self.service.age(4000)
-        self.assertEqual(self.names(), [])
-        self.assertEqual(self.service.keys(NAMES), [])
-        self.expect(0, self.put("name", b"again"))
-
-    def test_parts_in_nobodys_notes_are_found_when_they_are_old_enough(self):
-        self.expect(0, self.put("name", b"whole"))
-        orphan = "test/image/" + "0123456789abcdef" * 2 + "/000000000000"
-        self.service.change({orphan: "lost"})
-        young = self.fsck("--remove")["leftovers"]
-        self.assertEqual([found["state"] for found in young], ["in use"])
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        self.assertEqual([found["state"] for found in self.fsck()["leftovers"]], ["not needed"])
-        self.assertEqual([found["state"] for found in self.fsck("--remove", "--verify")["leftovers"]], ["removed"])
-        self.assertEqual(self.fsck()["leftovers"], [])
-        self.assertNotIn(orphan, self.service.keys())
-        self.assertEqual(self.get("name"), b"whole")
-
-    def test_each_note_is_read_for_its_own_lsu_alone(self):
-        lsus = [f"lsu{number}" for number in range(6)]
-        for lsu in lsus:
-            place = ("--server", "Kelvarpool:mediaA", "--lsu", lsu, "--image-root", ROOT)
-            self.good("image put", *place, "name", data=b"data")
-            self.good("image rm", *place, "name")
-        begun = self.service.ask("requests")["GET"]
-        self.assertEqual(sorted(found["lsu"] for found in self.fsck()["leftovers"]), lsus)
-        # It takes 68 requests, and 118 if all notes are read at each LSU's turn.
-        self.assertLess(self.service.ask("requests")["GET"] - begun, 90)
-
-    def test_lsus_that_are_not_answered_for_leave_time_for_the_others(self):
-        for lsu in ("lsu0", "lsu1", "lsu2", "lsu3"):
-            self.good("image put", "--server", "Kelvarpool:mediaA", "--lsu", lsu, "--image-root", ROOT, "name", data=b"data")
-        # They are listed by a first look at each.
-        self.service.trouble(*({"method": "GET", "key": f"/lsu/{lsu}", "skip": 1, "what": "hang", "times": 1000}
-                               for lsu in ("lsu0", "lsu1", "lsu2")))
-        done = self.simhost("image fsck", "--json", "--verify", "--image-root", ROOT, STSIMAGE_S3_TIMEOUT="2")
-        unreadable = self.document(self.expect(1, done))["result"]["unreadable_lsus"]
-        self.assertEqual([found["lsu"] for found in unreadable], ["lsu0", "lsu1", "lsu2"])
-        self.assertRegex(done.stderr.decode(), "cannot look for parts of no image.*no answer from")
-
-    def test_nothing_is_removed_where_a_record_cannot_be_read(self):
-        names = [f"name {number}" for number in range(8)]
-        for name in names:
-            self.expect(0, self.put(name, b"data"))
-        self.service.age(AGE_OF_LOOSE_PARTS)
-        for skipped in range(len(names)):
-            self.service.trouble({"method": "GET", "key": NAMES + "name", "what": "403", "skip": skipped})
-            done = self.simhost("image fsck", "--image-root", ROOT, "--remove")
-            self.assertEqual((self.service.unmet(), done.returncode), ([], 1), done.stdout)
-        for name in names:
-            self.assertEqual(self.get(name), b"data")
 
 
 class EachRequest(S3Test):

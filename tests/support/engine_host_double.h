@@ -1,6 +1,7 @@
 // Stands for the image library before what an engine's library is made of.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -25,6 +26,7 @@ inline stsimage::CallState &call_state() {
     return state;
 }
 
-inline constexpr stsimage::EngineHost host{tell, tell_system, latest, tell_again, call_state, [] {}};
+inline constexpr stsimage::EngineHost host{
+    tell, tell_system, latest, tell_again, call_state, [] {}, [] { return std::chrono::milliseconds::max(); }};
 
 }  // namespace engine_host_double

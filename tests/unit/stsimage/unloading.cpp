@@ -1,7 +1,10 @@
 // Loads the image library, looks for an image where STSIMAGE_ROOT leads, unloads it and ends.
 //
-// Usage: unloading LIBRARY     ends with 0 if the image is not there and the end went well
+// Usage: unloading LIBRARY [DIRECTORY]     ends with 0 if the image is not there and the end went well
+//
+// The working directory is changed once the library has been loaded.
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -10,9 +13,13 @@
 #include "stspi/stsimg.h"
 
 int main(int count, char **words) {
-    void *const library = count == 2 ? dlopen(words[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
+    void *const library = count == 2 || count == 3 ? dlopen(words[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
     if (library == nullptr) {
-        std::fprintf(stderr, "unloading: LIBRARY is expected, and cannot be loaded: %s\n", count == 2 ? dlerror() : "");
+        std::fprintf(stderr, "unloading: LIBRARY is expected, and cannot be loaded: %s\n", count > 1 ? dlerror() : "");
+        return 2;
+    }
+    if (count == 3 && chdir(words[2]) != 0) {
+        std::perror(words[2]);
         return 2;
     }
     const auto look =
