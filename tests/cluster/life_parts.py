@@ -193,7 +193,8 @@ def unanswered_closes(world):
 
 @part_in(Pool)
 def unanswered_calls(world):
-    """A host that is cut off: each call ends after two time-outs, what was said of the images is true, and a reader goes on afterwards."""
+    """A host that is cut off: each call ends after two time-outs, each process soon, what was said of the images is true, and a reader goes
+    on afterwards."""
     time_out = 3
     place = {"root": "unanswered", "STSIMAGE_RADOS_TIMEOUT": str(time_out), "stdin": subprocess.PIPE}
 
@@ -224,15 +225,25 @@ def unanswered_calls(world):
                 (("create one", "write 90000000"), (), "write 90000000"), (("create two", "write 9000000"), (), "close"))
     hosts = [begin(1, *before) for before, _, _ in silences]
     reader = begin(1, "open old", "read 1048576", "read 1048576")
-    leaver = begin(1, "open old", "read 1048576")
+    leavers = [begin(1, "open old", "read 1048576"), begin(1, "create three", "write 9000000")]
+
+    def leave(calls):
+        begun = time.monotonic()
+        calls.exit_amid(2)
+        return time.monotonic() - begun
+
     world.cluster.set_link("client1", "down")
     try:
         with ThreadPoolExecutor(len(hosts)) as at_once:
             ends = list(at_once.map(end_of, hosts, silences))
-        leaver.exit_amid(2)
+        leavers[1].good("write 9000000")  # which is under way then
+        with ThreadPoolExecutor(len(leavers)) as at_once:
+            leaving = list(at_once.map(leave, leavers))
         read_until(reader, lambda status: status != 0)
     finally:
         world.cluster.set_link("client1", "up")
+    print(f"processes ended after {', '.join(f'{seconds:.1f}' for seconds in leaving)} s", flush=True)
+    assert max(leaving) < 2 * time_out + 10, leaving
     for (before, _, wanted), (status, seconds, text) in zip(silences, ends):
         print(f"{wanted}: {status} after {seconds} s: {text}", flush=True)
         is_reader_closed = wanted == "close" and before[0] == "open old"
