@@ -6,7 +6,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 from ceph_file_system import CephFileSystem
 from processes import finish
-from stores import RACES, STORES, Pool
+from stores import MIXTURE_SECONDS, RACES, STORES, Pool
 from trouble_parts import Keeper, keep_through, kill_in_turn
 from world import part_in
 
@@ -42,7 +42,7 @@ def races(world):
 
 @part_in(*STORES)
 def mixture(world):
-    finish(world.hosts("mixed", "30", "7", *world.networks, root="mixture"))
+    finish(world.hosts("mixed", MIXTURE_SECONDS, "7", *world.networks, root="mixture"))
 
 
 @part_in(*STORES)
