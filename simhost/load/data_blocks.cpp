@@ -210,11 +210,8 @@ BlockFault DataBlocks::diagnose(const char *bytes, const char *right, const Cont
     } else if (right_tags.matching > 0 && (has_stamp || right_tags.matching < right_tags.there)) {
         return {PromiseKind::torn_block, offset, "a part of it is something else"};
     }
-    if (!has_stamp) {
-        const bool has_right_tags = right_tags.there > 0 && right_tags.matching == right_tags.there;
-        return {has_right_tags ? PromiseKind::flipped_bits : PromiseKind::foreign_block, offset,
-                fmt::format("{} of its bits are wrong", bits)};
-    }
+    if (!has_stamp)
+        return {PromiseKind::foreign_block, offset, fmt::format("{} of its bits are wrong", bits)};
     if (auto other = other_identity(bytes, content, offset, earlier_were_right))
         return *other;
     if (is_whole(stamp))
