@@ -23,6 +23,6 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "Installing:$missing"
 # A user's sudo may drop the environment: env sets what apt must see.
-$as_root env DEBIAN_FRONTEND=noninteractive apt-get -q update
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o Acquire::Retries=3 update
 # shellcheck disable=SC2086  # a list of words
-$as_root env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends $missing
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o Acquire::Retries=3 install -y --no-install-recommends $missing

@@ -18,6 +18,6 @@ struct Growth {
 };
 
 // The first quarter is warming up and left out. Of what remains, the least of each of some stretches counts, since what is in use for a
-// moment is no leak. It grows when the line rises by more than three times its error, and over the whole time by more than
-// floor.
+// moment is no leak. It grows when the line rises by more than three times its error, over the whole time by more than floor, and
+// in the later half as well: what only began after a while, and has been in use since, is no leak.
 Growth judge_growth(const std::vector<Measurement> &measurements, double floor);

@@ -31,6 +31,7 @@ debootstrap --variant=minbase --include=sudo,ca-certificates "$release" "$root" 
     { tail "$root.log"; rm "$root.log"; exit 1; }
 rm "$root.log"
 echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/soon-gone"  # nothing in there has to outlive a power cut
+echo 'Acquire::Retries "3";' >"$root/etc/apt/apt.conf.d/retries"
 cp /etc/resolv.conf "$root/etc/"
 [ "$user" = root ] || {
     chroot "$root" useradd --create-home --shell /bin/sh user

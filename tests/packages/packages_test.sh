@@ -51,6 +51,7 @@ echo "=== a fresh root"
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 debootstrap --variant=minbase "$release" "$work/root" >"$work/debootstrap.log" || { tail "$work/debootstrap.log"; exit 1; }
 echo force-unsafe-io >"$work/root/etc/dpkg/dpkg.cfg.d/soon-gone"  # nothing in there has to outlive a power cut
+echo 'Acquire::Retries "3";' >"$work/root/etc/apt/apt.conf.d/retries"
 mkdir "$work/root/packages"
 cp "$work"/packages/*.deb "$work/root/packages"
 cp /etc/resolv.conf "$work/root/etc/"

@@ -126,7 +126,7 @@ class Leftovers(S3Test):
         # They are listed by a first look at each.
         self.service.trouble(*({"method": "GET", "key": f"/lsu/{lsu}", "skip": 1, "what": "hang", "times": 1000}
                                for lsu in ("lsu0", "lsu1", "lsu2")))
-        done = self.simhost("image fsck", "--json", "--verify", "--image-root", ROOT, STSIMAGE_S3_TIMEOUT="2")
+        done = self.simhost("image fsck", "--json", "--verify", "--image-root", ROOT, STSIMAGE_S3_TIMEOUT="6")
         unreadable = self.document(self.expect(1, done))["result"]["unreadable_lsus"]
         self.assertEqual([found["lsu"] for found in unreadable], ["lsu0", "lsu1", "lsu2"])
         self.assertRegex(done.stderr.decode(), "cannot look for parts of no image.*no answer from")

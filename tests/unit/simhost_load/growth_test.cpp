@@ -51,6 +51,13 @@ TEST(Growth, WarmingUpIsLeftOut) {
     EXPECT_FALSE(judge_growth(measured(400, warming), floor_of_100).grows);
 }
 
+TEST(Growth, WhatHasOnlyBegunLateIsNone) {
+    for (const int begin : {120, 160, 200, 240}) {
+        const auto step = [begin](int second) { return second < begin ? 0.0 : 1000.0; };
+        EXPECT_FALSE(judge_growth(measured(400, step), floor_of_100).grows) << begin;
+    }
+}
+
 TEST(Growth, WhatIsInUseForAMomentIsNone) {
     const auto peaks = [](int second) { return second % 5 == 0 ? 10.0 : 10.0 + second * 50.0; };
     EXPECT_FALSE(judge_growth(measured(400, peaks), floor_of_100).grows);
