@@ -42,7 +42,7 @@ def races(world):
 
 @part_in(*STORES)
 def mixture(world):
-    finish(world.hosts("mixed", MIXTURE_SECONDS, "7", *world.networks, root="mixture"))
+    finish(world.hosts("mixed", str(MIXTURE_SECONDS), "7", *world.networks, root="mixture"), 600 + MIXTURE_SECONDS)
 
 
 @part_in(*STORES)

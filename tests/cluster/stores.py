@@ -8,7 +8,7 @@ from ceph_cluster import POOL
 from s3_gateways import BUCKET, DATA_POOL
 
 RACES = int(os.environ.get("STSPI_CLUSTER_RACES", "1000"))
-MIXTURE_SECONDS = os.environ.get("STSPI_CLUSTER_SECONDS", "30")
+MIXTURE_SECONDS = int(os.environ.get("STSPI_CLUSTER_SECONDS", "30"))
 FAULTS = os.environ.get("STSPI_CLUSTER_FAULTS", "7")
 SOURCE = pathlib.Path(__file__).parents[2]
 
