@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "stsimage/rados/image_parts.h"
+#include "stsimage/random_id.h"
 
 namespace stsimage {
 
@@ -34,7 +35,7 @@ librados::bufferlist buffer_of(const std::string &text) {
 bool parse(const std::string &text, std::string &out_id, uint64_t &out_number) {
     constexpr size_t id_length = 32;
     out_id = text.substr(0, id_length);
-    if (text.find_first_not_of("0123456789abcdef") != id_length || text.compare(id_length, 1, " ") != 0)
+    if (!is_random_id(out_id) || text.compare(id_length, 1, " ") != 0)
         return false;
     const std::string number = text.substr(id_length + 1);
     out_number = std::strtoull(number.c_str(), nullptr, 10);
